@@ -1,0 +1,44 @@
+# Headers keep their places below include/servicemux, so that the same #include lines work inside and outside the tree.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/servicemux)
+install(TARGETS servicemux servicemux_interface servicemux_host EXPORT servicemuxTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS servicemux_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_dir})
+
+foreach(header
+    servicemux/export.h
+    servicemux/front/InsertionPeriods.h
+    servicemux/front/TableOnAir.h
+    servicemux/front/serviceMux.h
+    servicemux/muxer/MuxerStatistics.h
+    servicemux/muxer/VBRmuxer.h
+    servicemux/muxer/muxed_stream.h
+    servicemux/packetize/packet.h
+    servicemux/packetize/packetize.h
+    servicemux/streams/Repetition.h
+    servicemux/streams/SimpleTable.h
+    interface/dvbpsi.h
+    interface/host.h
+    interface/host_default/log.h
+    interface/records.h
+    interface/converters/t2dCAT.h
+    interface/converters/t2dNIT.h
+    interface/converters/t2dPAT.h)
+  get_filename_component(directory ${header} DIRECTORY)
+  install(FILES ${header} DESTINATION ${SERVICEMUX_INCLUDEDIR}/${directory})
+endforeach()
+install(DIRECTORY ${PROJECT_BINARY_DIR}/interface/records/ DESTINATION ${SERVICEMUX_INCLUDEDIR}/interface/records
+  FILES_MATCHING PATTERN "*.h")
+
+configure_package_config_file(cmake/servicemuxConfig.cmake.in ${PROJECT_BINARY_DIR}/servicemuxConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/servicemuxConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/servicemuxConfig.cmake ${PROJECT_BINARY_DIR}/servicemuxConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+foreach(package servicemux servicemux-host)
+  configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -1,0 +1,42 @@
+#include "interface/converters/t2dCAT.h"
+
+#include <memory>
+
+#include "interface/converters/check.h"
+
+namespace vantor::thrift::dvb_tables {
+
+namespace {
+
+/// The sections that hold the descriptors one after the other, none of them divided.
+std::size_t sectionCount(const std::vector<Descriptor>& descriptors) {
+  std::size_t sections = 1;
+  std::size_t size = kSectionOverhead;
+  for (const Descriptor& descriptor : descriptors) {
+    if (size + wireSize(descriptor) > kMaxSectionSize) {
+      ++sections;
+      size = kSectionOverhead;
+    }
+    size += wireSize(descriptor);
+  }
+  return sections;
+}
+
+bool canBeSent(const CAT& record) {
+  const Field cat("CAT");
+  return isVersion(cat["version_number"], record.version_number) &&
+         areDescriptors(cat, "descriptors", record.descriptors) &&
+         fitsSectionCount(cat["descriptors"], sectionCount(record.descriptors));
+}
+
+}  // namespace
+
+dvbpsi_cat_t* t2dCAT(const CAT& record) {
+  if (!canBeSent(record)) return nullptr;
+  std::unique_ptr<dvbpsi_cat_t, decltype(&dvbpsi_cat_delete)> cat(
+      dvbpsi_cat_new(versionByte(record.version_number), record.current_next_indicator), &dvbpsi_cat_delete);
+  if (!cat || !addDescriptors(cat.get(), &dvbpsi_cat_descriptor_add, record.descriptors)) return nullptr;
+  return cat.release();
+}
+
+}  // namespace vantor::thrift::dvb_tables

@@ -1,0 +1,18 @@
+#pragma once
+
+/// The one place where libdvbpsi's headers are included: each of them needs others before it, in this order, and
+/// refuses to be included twice.
+
+// clang-format off
+#include <cstddef>
+#include <cstdint>
+#include <sys/types.h>
+
+#include <dvbpsi/dvbpsi.h>
+#include <dvbpsi/psi.h>
+#include <dvbpsi/descriptor.h>
+#include <dvbpsi/demux.h>
+#include <dvbpsi/pat.h>
+#include <dvbpsi/cat.h>
+#include <dvbpsi/nit.h>
+// clang-format on

@@ -1,0 +1,84 @@
+#include "interface/host_default/log.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "interface/host_default/Logger.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr const char* kThresholdVariable = "SERVICEMUX_LOG";
+constexpr int kDefaultThreshold = HOST_LOG_NOTICE;
+
+/// Longer messages are cut off: a line stays a line, and the stack of a real-time thread stays small.
+constexpr std::size_t kMaxMessage = 2048;
+
+constexpr int toKnownLevel(int level) {
+  return std::clamp(level, static_cast<int>(HOST_LOG_ERROR), static_cast<int>(HOST_LOG_DEBUG));
+}
+
+std::atomic<Logger*> currentLogger{nullptr};
+
+/// The logger that this process began with. It is never freed, so that destructors of static objects can still log;
+/// from exit on, and in a forked child, which has none of its threads, log messages are written directly.
+Logger* startLogger() {
+  auto* const logger = new Logger;
+  logger->start();
+  currentLogger = logger;
+  std::atexit([] { currentLogger.load()->stop(); });
+  pthread_atfork(nullptr, nullptr, [] { currentLogger = new Logger; });
+  return logger;
+}
+
+Logger& processLogger() {
+  static Logger* const first = startLogger();
+  static_cast<void>(first);
+  return *currentLogger;
+}
+
+int thresholdFromEnvironment() {
+  const char* const value = std::getenv(kThresholdVariable);
+  if (value == nullptr) return kDefaultThreshold;
+  for (int level = HOST_LOG_ERROR; level <= HOST_LOG_DEBUG; ++level)
+    if (value == std::to_string(level) || value == std::string_view(logLevelName(level))) return level;
+  processLogger().write(HOST_LOG_WARNING, std::string(kThresholdVariable) + ": '" + value +
+                                              "' is none of error, warning, notice, info, debug or 3 to 7");
+  return kDefaultThreshold;
+}
+
+std::atomic<int>& threshold() {
+  static std::atomic<int> level{thresholdFromEnvironment()};
+  return level;
+}
+
+}  // namespace
+
+void setLogThreshold(int level) { threshold() = toKnownLevel(level); }
+
+}  // namespace vantor
+
+void log_function(int level, int, const char* format, ...) {
+  using namespace vantor;
+  if (level > threshold()) return;
+  std::array<char, kMaxMessage + 1> text;
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
+  va_end(arguments);
+  if (length < 0) return processLogger().write(toKnownLevel(level), format);
+  constexpr std::string_view kCutOff = "...";
+  if (static_cast<std::size_t>(length) > kMaxMessage)
+    kCutOff.copy(&text[kMaxMessage - kCutOff.size()], kCutOff.size());
+  processLogger().write(toKnownLevel(level), text.data());
+}

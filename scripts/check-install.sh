@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs the release build to a scratch place and builds a small program against it, once through CMake's package
+# and once through pkg-config.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+prefix=$PWD/build/stage
+rm -rf "$prefix" build/consumer
+cmake --install build --prefix "$prefix" >/dev/null
+
+cmake -S tests/install -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build build/consumer
+build/consumer/consumer
+
+export PKG_CONFIG_PATH=$prefix/lib/$(gcc -dumpmachine)/pkgconfig:$prefix/lib/pkgconfig
+# shellcheck disable=SC2046
+g++ -std=c++17 tests/install/consumer.cpp -o build/consumer/consumer-pkg-config \
+  $(pkg-config --cflags --libs servicemux servicemux-host) -Wl,-rpath,"$(pkg-config --variable=libdir servicemux)"
+build/consumer/consumer-pkg-config
+
+# Every installed header stands alone.
+cd "$prefix/include/servicemux"
+find . -name '*.h' ! -path './interface/records/*' | while read -r header; do
+  # shellcheck disable=SC2046
+  echo "#include <${header#./}>" | g++ -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ - \
+    $(pkg-config --cflags servicemux) || { echo "$header does not stand alone"; exit 1; }
+done
+echo '#include <interface/host.h>' | gcc -std=c11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I. -x c -
+echo "every installed header stands alone"

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "servicemux/streams/Repetition.h"
+
+namespace vantor {
+
+/// One table as it is on air at this moment.
+struct TableOnAir {
+  static constexpr int kNoVersion = -1;
+
+  TableOnAir(std::string table, unsigned short pid, int version, const StreamedTable& sent)
+      : table(std::move(table)),
+        pid(pid),
+        version(version),
+        period(sent.period),
+        packets(sent.packets),
+        repetitions(sent.repetition.count()),
+        measuredPeriod(sent.repetition.meanPeriod()) {}
+
+  std::string table;  ///< "PAT", "CAT", "NITact" or "null"
+  unsigned short pid;
+  int version;                ///< kNoVersion for what has none
+  unsigned int period;        ///< ms, as set
+  unsigned int packets;       ///< per repetition
+  std::uint64_t repetitions;  ///< how often it has begun since it was put on air
+  double measuredPeriod;      ///< ms, mean over these repetitions; 0 until there are two
+};
+
+}  // namespace vantor

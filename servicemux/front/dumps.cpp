@@ -1,0 +1,136 @@
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <boost/chrono.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+#include <unordered_set>
+#include <utility>
+
+#include "interface/dvbpsi.h"
+#include "interface/host.h"
+#include "servicemux/front/serviceMux.h"
+#include "servicemux/packetize/packetize.h"
+
+namespace vantor {
+
+namespace {
+
+using boost::chrono::hours;
+using boost::chrono::nanoseconds;
+
+// One nanosecond less than 7 days: pruning again needs more than this.
+constexpr nanoseconds kPruningPause = nanoseconds(hours(7 * 24)) - nanoseconds(1);
+constexpr std::int32_t kMaxAge = 30 * 24;  // hours
+constexpr std::string_view kExtension = ".bin";
+
+std::string currentLink(const std::string& directory, const std::string& table) {
+  return directory + "/current_" + table + ".bin";
+}
+
+bool isDumpFileName(std::string_view name) {
+  const auto dot = name.rfind('.');
+  return dot != std::string_view::npos && dot != 0 && name.substr(dot) == kExtension;
+}
+
+/// The dump files of a directory: those that may be pruned, and the inodes that links protect.
+struct DumpFiles {
+  std::vector<std::pair<std::string, struct stat>> files;
+  std::unordered_set<ino_t> inForce;
+};
+
+DumpFiles listDumpFiles(DIR* directory, const std::string& path) {
+  DumpFiles found;
+  while (const dirent* const entry = readdir(directory)) {
+    if ((entry->d_type != DT_REG && entry->d_type != DT_LNK) || !isDumpFileName(entry->d_name)) continue;
+    const std::string file = path + "/" + entry->d_name;
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) continue;
+    if (entry->d_type == DT_REG)
+      found.files.emplace_back(file, status);
+    else
+      found.inForce.insert(status.st_ino);
+  }
+  return found;
+}
+
+std::int32_t hoursSinceEpoch() {
+  using boost::chrono::system_clock;
+  return static_cast<std::int32_t>(
+      boost::chrono::duration_cast<hours>(system_clock::now().time_since_epoch()).count());
+}
+
+}  // namespace
+
+std::string serviceMux::getTablename(unsigned char table_id, unsigned short extension) {
+  switch (table_id) {
+    case 0x00:
+      return "PAT";
+    case 0x01:
+      return "CAT";
+    case 0x02:
+      return "PMT_" + std::to_string(extension);
+    case 0x40:
+      return "NITact";
+    case 0x42:
+      return "SDTact";
+    default:
+      return "";
+  }
+}
+
+void serviceMux::dumpTable(dvbpsi_psi_section_s* sections) {
+  if (dumpPath.empty()) return;
+  const std::string table = getTablename(sections->i_table_id, sections->i_extension);
+  if (table.empty()) return;
+  const std::string file = "table_" + table + "_" + std::to_string(sections->i_version) + ".bin";
+  {
+    std::ofstream out(dumpPath + "/" + file, std::ios::binary | std::ios::trunc);
+    if (!out) return;
+    for (const auto* section = sections; section != nullptr; section = section->p_next)
+      out.write(reinterpret_cast<const char*>(section->p_data),
+                static_cast<std::streamsize>(sectionSize(*section)));
+  }
+  const std::string link = currentLink(dumpPath, table);
+  std::error_code ignored;  // a diagnosis aid must not disturb the multiplex
+  std::filesystem::remove(link, ignored);
+  std::filesystem::create_symlink(file, link, ignored);
+}
+
+void serviceMux::clearCurrentdumpedTable(unsigned char table_id, unsigned short extension) {
+  if (dumpPath.empty()) return;
+  const std::string table = getTablename(table_id, extension);
+  if (table.empty()) return;
+  std::error_code ignored;
+  std::filesystem::remove(currentLink(dumpPath, table), ignored);
+}
+
+void serviceMux::clearDumpedTables() {
+  if (dumpPath.empty()) return;
+  const std::string command = "rm -f " + dumpPath + "/" + "*.bin";
+  [[maybe_unused]] const int ignored = std::system(command.c_str());
+}
+
+void serviceMux::clearOldDumpedTables() {
+  if (dumpPath.empty()) return;
+  const auto now = Clock::now();
+  if (now - startTime <= kPruningPause) return;
+  startTime = now;
+  log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearOldDumpedTables");
+  DIR* const directory = opendir(dumpPath.c_str());
+  if (directory == nullptr) return;
+  const DumpFiles found = listDumpFiles(directory, dumpPath);
+  closedir(directory);
+  const std::int32_t now_h = hoursSinceEpoch();
+  std::error_code ignored;
+  for (const auto& [file, status] : found.files) {
+    const auto age = now_h - static_cast<std::int32_t>(status.st_mtime / 3600);
+    if (age > kMaxAge && found.inForce.count(status.st_ino) == 0) std::filesystem::remove(file, ignored);
+  }
+}
+
+}  // namespace vantor

@@ -1,0 +1,108 @@
+#include <pthread.h>
+#include <unistd.h>
+
+#include "interface/host.h"
+#include "servicemux/front/pids.h"
+#include "servicemux/front/serviceMux.h"
+#include "servicemux/muxer/VBRmuxer.h"
+#include "servicemux/packetize/packet.h"
+#include "servicemux/streams/SimpleTable.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr unsigned int kDefaultBitrate = 1024;  // kbit/s
+constexpr unsigned int kPacketsPerDatagram = 7;
+
+// Sending pre-empts filling.
+constexpr int kProducerPriority = 98;
+constexpr int kConsumerPriority = 99;
+
+}  // namespace
+
+serviceMux::serviceMux(const char* name, vantor::thrift::general::OutputAddress address,
+                       const std::string& dumpPath)
+    : name(name != nullptr ? name : ""), outputAddress(std::move(address)), dumpPath(dumpPath) {
+  log_function(HOST_LOG_WARNING, 0, "[%s] Building Service Mux for [%s]:[%d] vlan[%d]", this->name.c_str(),
+               outputAddress.ip.c_str(), outputAddress.port, outputAddress.vlan);
+  if (openUDPSocket())
+    log_function(HOST_LOG_WARNING, 0, "[%s] Output Socket opened!", this->name.c_str());
+  else
+    log_function(HOST_LOG_ERROR, 0, "[%s] Output Socket open error! [%s]:[%d] vlan[%d]", this->name.c_str(),
+                 outputAddress.ip.c_str(), outputAddress.port, outputAddress.vlan);
+  muxer = std::make_shared<VBRmuxer>(socketFd, reinterpret_cast<sockaddr*>(&destination), kDefaultBitrate,
+                                     kPacketsPerDatagram);
+  pat = std::make_unique<SimpleTable>(muxer, kPatPid, periods.pat);
+  cat = std::make_unique<SimpleTable>(muxer, kCatPid, periods.cat);
+  nit = std::make_unique<SimpleTable>(muxer, kNitPid, periods.nit);
+  nullPackets = std::make_unique<SimpleTable>(muxer, kNullPid, periods.nullPackets);
+  startServiceMuxerThread();
+  startConsumerThread();
+  startTime = Clock::now();
+}
+
+serviceMux::~serviceMux() {
+  pat.reset();
+  cat.reset();
+  nit.reset();
+  nullPackets.reset();
+  muxerStop();
+  if (consumerThread.joinable()) consumerThread.join();
+  if (producerThread.joinable()) producerThread.join();
+  closeSocket();
+  clearDumpedTables();
+}
+
+void serviceMux::setBitrate(unsigned int kbps) { muxer->SetBitrate(kbps); }
+
+MuxerStatistics serviceMux::statistics() const { return muxer->statistics(); }
+
+std::vector<TableOnAir> serviceMux::tablesOnAir() const {
+  std::vector<TableOnAir> tables;
+  const auto add = [&tables](const char* table, unsigned short pid, SimpleTable& stream, bool versioned) {
+    const StreamedTable sent = stream.onAir();
+    if (sent.packets == 0) return;
+    tables.emplace_back(table, pid, versioned ? stream.metadataVersion() : TableOnAir::kNoVersion, sent);
+  };
+  add("PAT", kPatPid, *pat, true);
+  add("CAT", kCatPid, *cat, true);
+  add("NITact", kNitPid, *nit, true);
+  add("null", kNullPid, *nullPackets, false);
+  return tables;
+}
+
+void serviceMux::startServiceMuxerThread() {
+  startThread(producerThread, &serviceMux::muxerRun, kProducerPriority, "OPSIProd");
+}
+
+void serviceMux::startConsumerThread() {
+  startThread(consumerThread, &serviceMux::consumerRun, kConsumerPriority, "OPSICons");
+}
+
+void serviceMux::startThread(std::thread& thread, void (serviceMux::*body)(), int priority,
+                             const char* namePrefix) {
+  thread = std::thread(body, this);
+  int policy = 0;
+  sched_param parameters{};
+  pthread_getschedparam(thread.native_handle(), &policy, &parameters);
+  parameters.sched_priority = priority;
+  if (pthread_setschedparam(thread.native_handle(), SCHED_FIFO, &parameters) != 0)
+    log_function(HOST_LOG_ERROR, 0, "Failed to set prooducer sched params!");
+  const std::string threadName = namePrefix + std::to_string(outputAddress.port);
+  pthread_setname_np(thread.native_handle(), threadName.c_str());
+}
+
+void serviceMux::muxerRun() {
+  if (muxer) muxer->muxerRun();
+}
+
+void serviceMux::consumerRun() {
+  if (muxer) muxer->consumerRun();
+}
+
+void serviceMux::muxerStop() {
+  if (muxer) muxer->muxerStop();
+}
+
+}  // namespace vantor

@@ -1,0 +1,11 @@
+#pragma once
+
+/// The PIDs that the standards give to a table: ISO/IEC 13818-1 table 2-3, EN 300 468 table 1.
+
+namespace vantor {
+
+constexpr unsigned short kPatPid = 0x0000;
+constexpr unsigned short kCatPid = 0x0001;
+constexpr unsigned short kNitPid = 0x0010;
+
+}  // namespace vantor

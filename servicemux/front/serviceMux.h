@@ -1,0 +1,138 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include <boost/chrono.hpp>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "interface/records.h"
+#include "servicemux/export.h"
+#include "servicemux/front/InsertionPeriods.h"
+#include "servicemux/front/TableOnAir.h"
+#include "servicemux/muxer/MuxerStatistics.h"
+
+struct dvbpsi_psi_section_s;
+
+namespace vantor {
+
+class SimpleTable;
+class VBRmuxer;
+
+/// The signalling multiplex of one output: takes table records in, builds their sections and packets and repeats
+/// them on UDP until they are replaced or cleared.
+///
+/// The object runs from the end of its constructor to the start of its destructor, with threads of its own. All
+/// tables start empty. Errors are logged, never thrown, and leave on air what was there; the only exceptions are
+/// those of the thread library when it runs out of resources, at construction. Table operations take no lock and
+/// must come from one thread at a time; setBitrate and statistics may come from any.
+class SERVICEMUX_API serviceMux {
+ public:
+  /// `name` opens the log messages (null counts as empty). `address` says where the datagrams go; when the last
+  /// octet of its ip is 224 to 239 they leave as multicast through the VLAN interface that `vlan` selects.
+  /// `dumpPath` is an existing directory for dump files of the tables, "" for none; its name reaches a shell.
+  serviceMux(const char* name, vantor::thrift::general::OutputAddress address, const std::string& dumpPath);
+  serviceMux(const serviceMux&) = delete;
+  serviceMux& operator=(const serviceMux&) = delete;
+  /// Stops and joins the threads, closes the socket and removes the dump files.
+  ~serviceMux();
+
+  /// Sets the ceiling of the output in kbit/s, 1 to 100000, 1024 at construction.
+  void setBitrate(unsigned int kbps);
+
+  /// What has been sent so far, and what was lost.
+  [[nodiscard]] MuxerStatistics statistics() const;
+
+  /// What is on air now, by PID.
+  [[nodiscard]] std::vector<TableOnAir> tablesOnAir() const;
+
+  // Tables. Each returns the version used (one above 31 becomes 0), or -1 when the record cannot be converted; in
+  // that case, and when libdvbpsi makes no sections of it, the previous table stays on air.
+
+  int newPAT(const vantor::thrift::dvb_tables::PAT& record);
+  int newCAT(const vantor::thrift::dvb_tables::CAT& record);
+  void clearCAT();
+  int newNIT(const vantor::thrift::dvb_tables::NIT& record);
+  void clearNIT();
+
+  /// Sends one null packet every `period` ms. Returns 0.
+  int newNULLPkts(unsigned int period);
+  /// Returns 0.
+  int clearNULLPkts();
+
+  /// Takes every table off air. Null packets go on, so that the output does not fall silent.
+  void clearAllTables();
+
+  // Dump files. With an empty dump path they do nothing; none of them reports an error.
+
+  /// Removes table files older than 30 days that no link points at; at most once in 7 days.
+  void clearOldDumpedTables();
+
+  /// Writes the sections to a file of their table and version and points the table's link at it.
+  void dumpTable(dvbpsi_psi_section_s* sections);
+  /// Removes the link of one table; its files stay.
+  void clearCurrentdumpedTable(unsigned char table_id, unsigned short extension);
+  /// Removes every file that ends in ".bin".
+  void clearDumpedTables();
+  /// The table's name in file names, empty when it is not dumped.
+  static std::string getTablename(unsigned char table_id, unsigned short extension);
+
+  // Packets.
+
+  /// Appends the packets of a section chain to `out`, counters from 0, and returns the bytes of its sections.
+  static unsigned int packetize(unsigned short pid, std::string& out, dvbpsi_psi_section_s* sections);
+  /// Appends one null packet to `out`.
+  static void getNULLPacket(std::string& out);
+  /// The length of a section chain, modulo 256.
+  static unsigned char getNumberOfSectionsInSubtable(dvbpsi_psi_section_s* sections);
+
+  // The steps of construction and destruction, each done once there.
+
+  /// Opens the output socket and sets it up; true when every step succeeded.
+  bool openUDPSocket();
+  /// The interface that carries multicast output.
+  std::string getOutputInterfaceName() const;
+  void startServiceMuxerThread();
+  void startConsumerThread();
+  void muxerRun();
+  void consumerRun();
+  void muxerStop();
+
+ private:
+  using Clock = boost::chrono::steady_clock;
+
+  unsigned int putOnAir(SimpleTable& stream, unsigned short pid, unsigned char version,
+                        dvbpsi_psi_section_s* sections);
+  void clearTable(SimpleTable& stream, const char* table, const char* kind);
+
+  bool setUpMulticast();
+  bool setUpUnicast();
+  bool setTTL(int option);
+  void closeSocket();
+  void startThread(std::thread& thread, void (serviceMux::*body)(), int priority, const char* namePrefix);
+
+  // Constant after construction.
+  const std::string name;
+  const vantor::thrift::general::OutputAddress outputAddress;
+  const std::string dumpPath;
+
+  // The caller's thread only.
+  Clock::time_point startTime;  // moved on by each pruning of the dump files
+  InsertionPeriods periods;
+  std::thread producerThread;
+  std::thread consumerThread;
+
+  // Constant after construction, gone in the destructor; each is thread-safe by itself.
+  std::shared_ptr<VBRmuxer> muxer;
+  std::unique_ptr<SimpleTable> pat;
+  std::unique_ptr<SimpleTable> cat;
+  std::unique_ptr<SimpleTable> nit;
+  std::unique_ptr<SimpleTable> nullPackets;
+
+  int socketFd = -1;
+  sockaddr_in destination{};  // read by the consumer
+};
+
+}  // namespace vantor

@@ -1,0 +1,146 @@
+#pragma once
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <boost/intrusive/list.hpp>
+#include <boost/thread/condition_variable.hpp>
+#include <boost/thread/mutex.hpp>
+#include <cstdint>
+#include <vector>
+
+#include "servicemux/export.h"
+#include "servicemux/muxer/MuxerStatistics.h"
+#include "servicemux/muxer/muxed_stream.h"
+#include "servicemux/packetize/packet.h"
+
+namespace vantor {
+
+/// One slot of the packet ring.
+struct pkt_t {
+  signed char bytes[kPacketSize];
+};
+
+/// Sends the packets of all linked streams as UDP datagrams, at a rate that follows the tables under a ceiling.
+///
+/// A producer thread runs muxerRun(): it offers each linked stream the current packet slot, in link order, and
+/// puts the packets into a ring; it sleeps to the next slot time and jumps to the earliest due time, at most
+/// 500 ms ahead, when nothing is due. A consumer thread runs consumerRun(): it gathers packets into datagrams of
+/// up to seven and sends them. A partial datagram leaves when the producer announces a gap of more than 25 ms.
+/// No stuffing is made. The streams and the socket belong to others and must outlive their use here.
+///
+/// Lock order: stream-list mutex, then a stream's own mutex, then the consumer mutex. Packets cross from producer
+/// to consumer without a lock.
+class SERVICEMUX_API VBRmuxer {
+ public:
+  /// `socket` is copied, -1 makes every send fail; `destination` (IPv4) is kept by pointer; `bitrate` in kbit/s
+  /// as for SetBitrate; `packetsPerDatagram` from 1 to 7, brought into that range.
+  /// Throws boost::thread_resource_error when a mutex or condition variable cannot be made.
+  VBRmuxer(int& socket, sockaddr* destination, unsigned int bitrate, unsigned int packetsPerDatagram);
+  VBRmuxer(const VBRmuxer&) = delete;
+  VBRmuxer& operator=(const VBRmuxer&) = delete;
+  /// Both loops must have returned. Streams that are still linked may be destroyed later.
+  ~VBRmuxer();
+
+  /// Sets the ceiling in kbit/s: 0 counts as 1, more than 100000 as 100000. Takes effect at the next packet
+  /// slot. Any thread.
+  void SetBitrate(unsigned int kbps);
+
+  /// The producer's loop; returns after muxerStop().
+  void muxerRun();
+
+  /// The consumer's loop; returns after muxerStop(). What is still in the ring is not sent.
+  void consumerRun();
+
+  /// Makes both loops return, whatever they are waiting for; does not wait for them. Any thread that holds
+  /// neither a stream's mutex nor the muxer's.
+  void muxerStop();
+
+  /// The counts so far. Each is exact, but they are not read in one instant. Any thread, no lock.
+  [[nodiscard]] MuxerStatistics statistics() const;
+
+ private:
+  friend class muxed_stream;  // streams come and go by themselves
+
+  using Clock = boost::chrono::steady_clock;
+  using time_point = Clock::time_point;
+  using StreamList =
+      boost::intrusive::list<muxed_stream, boost::intrusive::base_hook<muxed_stream_hook>,
+                             boost::intrusive::constant_time_size<true>, boost::intrusive::size_type<unsigned int>>;
+
+  /// A count with one writer: a plain load and store instead of a locked addition.
+  class Counter {
+   public:
+    void add(std::uint64_t n) { value.store(get() + n, std::memory_order_relaxed); }
+    [[nodiscard]] std::uint64_t get() const { return value.load(std::memory_order_relaxed); }
+
+   private:
+    std::atomic<std::uint64_t> value{0};
+  };
+
+  void link(muxed_stream& stream);
+  void unlink(muxed_stream& stream);
+
+  void produce(unsigned int watchdog);
+  bool waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point slotClock);
+  void pollStreams(time_point& slotClock, time_point& earliestDue);
+  bool pollStream(muxed_stream& stream, time_point slotClock, time_point& earliestDue);
+  void idleUntil(time_point& slotClock, time_point earliestDue);
+  [[nodiscard]] boost::chrono::nanoseconds slotInterval() const;
+  [[nodiscard]] bool ringFull() const;
+
+  bool waitForPackets(bool& flushPending);
+  void gather(std::vector<char>& datagram, std::size_t& fill);
+  bool takePacket(char* to);
+  void send(const std::vector<char>& datagram, std::size_t& fill);
+
+  // Constant after construction.
+  const unsigned int packetsPerDatagram;
+
+  // Guarded by streamListMutex.
+  StreamList streams;
+
+  // Written by SetBitrate, read by the producer for every packet.
+  std::atomic<unsigned int> bitrate;         // kbit/s
+  std::atomic<unsigned int> packetInterval;  // ns
+
+  // Constant after construction.
+  const int socket;
+  const sockaddr* const destination;
+
+  boost::mutex streamListMutex;
+  boost::condition_variable producerCondition;  // with streamListMutex
+  std::atomic<bool> reschedule{true};
+
+  boost::condition_variable consumerCondition;  // with consumerMutex
+  boost::mutex consumerMutex;
+
+  // The ring has one writer and one reader. A slot is the writer's while `filled` is below the ring's size,
+  // and the reader's from the increment of `filled` on; see pollStream for what happens past that.
+  std::vector<pkt_t> ring;
+  const unsigned int ringMask;
+  std::atomic<unsigned int> filled{0};
+  unsigned int readIndex = 0;   // consumer only, free running
+  unsigned int writeIndex = 0;  // producer only, free running
+
+  std::atomic<bool> flush{false};  // raised under consumerMutex
+  std::atomic<bool> stop{false};   // set under both mutexes, so that no waiter misses it
+
+  // The slots that the two threads hold at this moment, kNoSlot for none; only they settle who gives way when the
+  // ring overruns.
+  static constexpr unsigned int kNoSlot = ~0U;
+  std::atomic<unsigned int> slotBeingRead{kNoSlot};
+  std::atomic<unsigned int> slotBeingOverwritten{kNoSlot};
+
+  // Producer only.
+  Counter packets;
+  Counter ringFullSlots;
+  Counter packetsOverrun;
+  // Consumer only.
+  Counter datagrams;
+  Counter bytesSent;
+  Counter sendErrors;
+};
+
+}  // namespace vantor

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <atomic>
+#include <boost/chrono.hpp>
+#include <boost/intrusive/list_hook.hpp>
+#include <memory>
+
+#include "servicemux/export.h"
+
+namespace vantor {
+
+class VBRmuxer;
+
+struct muxed_stream_tag;
+
+/// A stream must be out of the muxer's list when it dies; the hook asserts it, in every build.
+using muxed_stream_hook =
+    boost::intrusive::list_base_hook<boost::intrusive::tag<muxed_stream_tag>,
+                                     boost::intrusive::link_mode<boost::intrusive::safe_link>>;
+
+/// A source of packets for one PID, polled by the producer of a VBRmuxer while it is linked there.
+///
+/// A stream links itself when it has something to send and unlinks itself when it is cleared. It does not keep
+/// the muxer alive: once the muxer is gone, linking and unlinking do nothing. Lock order: the muxer's
+/// stream-list mutex comes before a stream's own mutex, so no stream may link or unlink while holding its own.
+///
+/// Every concrete stream calls unlinkFromMuxer() first thing in its own destructor: this base's destructor runs
+/// when the derived part, which the producer may just be polling, is already gone.
+class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
+ public:
+  using time_point = boost::chrono::steady_clock::time_point;
+
+  /// The continuity counter of a stream that has not sent a packet yet.
+  static constexpr unsigned char kNoCC = 16;
+
+  muxed_stream(const muxed_stream&) = delete;
+  muxed_stream& operator=(const muxed_stream&) = delete;
+  virtual ~muxed_stream();
+
+  /// Current rate in bit/s, for displays; the scheduler does not use it. Any thread.
+  virtual unsigned int getBitrate() = 0;
+
+  /// Writes the stream's next packet (188 bytes) to `packet` and returns 1 when it is due at `now`; else writes
+  /// nothing and returns 0. `now` is the producer's slot clock. When the stream has content, `next` is lowered
+  /// to the due time of the packet after, never raised. Producer thread only, stream-list mutex held.
+  [[nodiscard]] virtual int get_packet(signed char* packet, time_point now, time_point& next) = 0;
+
+  /// The continuity counter last sent (0 to 15), kNoCC before the first packet. Any thread.
+  unsigned char GetLastCC() const;
+
+  /// Appends the stream to the muxer's list unless it is there already, and in both cases wakes the producer,
+  /// which then starts anew from the current time. Any thread that holds no stream's mutex.
+  void linkToMuxer();
+
+  /// Takes the stream off the muxer's list. On return the producer is not polling it. Any thread that holds no
+  /// stream's mutex.
+  void unlinkFromMuxer();
+
+ protected:
+  /// `initialCC` is the counter the first packet continues from, kNoCC to take the packet's own.
+  muxed_stream(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, bool flag, unsigned char initialCC);
+
+  /// Makes the continuity counter of `packet` follow the one sent last (ISO/IEC 13818-1 clause 2.4.3.3), so that
+  /// stored packets can be repeated and replaced without a break. Producer thread only.
+  void restamp_cc(signed char* packet);
+
+ private:
+  // Constant after construction.
+  [[maybe_unused]] const unsigned short pid;
+  // Written by the producer, read by whoever continues the counter in another stream.
+  std::atomic<unsigned char> lastCC;
+  // Constant after construction; a mark of the stream kinds that nothing in the library reads.
+  [[maybe_unused]] const bool flag;
+  const std::weak_ptr<VBRmuxer> muxer;
+};
+
+}  // namespace vantor

@@ -1,0 +1,77 @@
+#include "servicemux/packetize/packetize.h"
+
+#include <algorithm>
+#include <array>
+
+#include "servicemux/packetize/packet.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 4;
+constexpr std::size_t kCrcSize = 4;
+
+using Packet = std::array<unsigned char, kPacketSize>;
+
+/// Fills a packet from `offset` on with what is left of the section, stuffs the rest and moves `data` on.
+void fillPayload(Packet& packet, std::size_t offset, const unsigned char*& data, const unsigned char* end) {
+  const auto room = static_cast<std::ptrdiff_t>(packet.size() - offset);
+  const auto count = std::min(room, end - data);
+  const auto tail = std::copy_n(data, count, packet.begin() + static_cast<std::ptrdiff_t>(offset));
+  std::fill(tail, packet.end(), kStuffing);
+  data += count;
+}
+
+void append(std::string& out, const Packet& packet) {
+  out.append(reinterpret_cast<const char*>(packet.data()), packet.size());
+}
+
+/// Appends one section's packets and returns the counter that the next packet is to carry.
+unsigned char packetizeSection(unsigned short pid, unsigned char cc, std::string& out, const unsigned char* data,
+                               std::size_t size) {
+  const unsigned char* const end = data + size;
+  const auto pidHigh = static_cast<unsigned char>(pid >> 8);
+  const auto stamp = [&cc] {
+    const auto byte = static_cast<unsigned char>(kPayloadFlag | cc);
+    cc = (cc + 1) & kContinuityMask;
+    return byte;
+  };
+  Packet packet{kSyncByte, static_cast<unsigned char>(pidHigh | kPayloadUnitStart),
+                static_cast<unsigned char>(pid & 0xFF), stamp(), 0};
+  fillPayload(packet, kHeaderSize + 1, data, end);
+  append(out, packet);
+  while (data != end) {
+    packet[1] = pidHigh & static_cast<unsigned char>(~kPayloadUnitStart);
+    packet[kContinuityOffset] = stamp();
+    fillPayload(packet, kHeaderSize, data, end);
+    append(out, packet);
+  }
+  return cc;
+}
+
+}  // namespace
+
+unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out, dvbpsi_psi_section_s* sections) {
+  cc &= kContinuityMask;
+  for (const auto* section = sections; section != nullptr; section = section->p_next)
+    cc = packetizeSection(pid, cc, out, section->p_data, sectionSize(*section));
+  return (cc + 1) & kContinuityMask;
+}
+
+std::size_t sectionSize(const dvbpsi_psi_section_s& section) {
+  const auto size = static_cast<std::size_t>(section.p_payload_end - section.p_data);
+  return section.b_syntax_indicator ? size + kCrcSize : size;
+}
+
+void appendNullPacket(std::string& out) {
+  Packet packet;
+  packet.fill(kStuffing);
+  packet[0] = kSyncByte;
+  packet[1] = kNullPid >> 8;
+  packet[2] = kNullPid & 0xFF;
+  packet[kContinuityOffset] = kPayloadFlag;
+  append(out, packet);
+}
+
+}  // namespace vantor

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "interface/dvbpsi.h"
+#include "servicemux/export.h"
+
+namespace vantor {
+
+/// Appends the packets of a section chain on `pid` to `out`: every section starts a packet of its own behind a
+/// pointer_field of 0, and the rest of its last packet is stuffed with 0xFF. The first packet carries `cc` modulo
+/// 16, each further one the next value. Returns one more than the counter that the next packet would carry, the
+/// offset that the STT's sender counts on; a null chain appends nothing.
+SERVICEMUX_API unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out,
+                                       dvbpsi_psi_section_s* sections);
+
+/// Bytes of one section as it is sent: from table_id to its end, CRC_32 included where it has one.
+SERVICEMUX_API std::size_t sectionSize(const dvbpsi_psi_section_s& section);
+
+/// Appends one null packet (PID 0x1FFF, continuity counter 0) to `out`.
+SERVICEMUX_API void appendNullPacket(std::string& out);
+
+}  // namespace vantor
