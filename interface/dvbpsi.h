@@ -15,4 +15,7 @@
 #include <dvbpsi/pat.h>
 #include <dvbpsi/cat.h>
 #include <dvbpsi/nit.h>
+#include <dvbpsi/pmt.h>
+#include <dvbpsi/sdt.h>
+#include <dvbpsi/eit.h>
 // clang-format on

@@ -20,7 +20,7 @@ constexpr std::int64_t kMaxPid = 0x1FFF;
 /// section_number and last_section_number have 8 bits.
 constexpr std::size_t kMaxSections = 256;
 
-/// A PSI section and an SI section of the NIT or SDT, whole: ISO/IEC 13818-1 clause 2.4.4, EN 300 468 clause 5.1.1.
+/// Bytes of a whole section, for all tables but the EIT: ISO/IEC 13818-1 clause 2.4.4, EN 300 468 clause 5.1.1.
 constexpr std::size_t kMaxSectionSize = 1024;
 
 /// Bytes of a section with the long header around its payload: the header up to last_section_number, and CRC_32.
@@ -67,7 +67,7 @@ std::uint8_t versionByte(std::int64_t version);
 [[nodiscard]] bool areDescriptors(const Field& parent, const char* list,
                                   const std::vector<Descriptor>& descriptors);
 
-/// True when a table whose contents are `what` is no longer than last_section_number can count.
+/// True when last_section_number can count so many sections.
 [[nodiscard]] bool fitsSectionCount(const Field& field, std::size_t sections);
 
 /// Bytes of a descriptor as sent.

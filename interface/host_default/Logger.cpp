@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "interface/host.h"
 
@@ -32,9 +33,16 @@ LogQueue::LogQueue(spdlog::sink_ptr out)
     : filter(std::make_shared<RepeatSink>(std::move(out))),
       pool(std::make_shared<spdlog::details::thread_pool>(kQueueSize, 1)),
       logger(
-          std::make_shared<spdlog::async_logger>("", filter, pool, spdlog::async_overflow_policy::overrun_oldest)),
-      timer([this] { eachSecond(); }, std::chrono::seconds(1)) {
+          std::make_shared<spdlog::async_logger>("", filter, pool, spdlog::async_overflow_policy::overrun_oldest)) {
   logger->set_level(spdlog::level::trace);
+  timer = std::make_unique<spdlog::details::periodic_worker>([this] { eachSecond(); }, std::chrono::seconds(1));
+}
+
+LogQueue::~LogQueue() {
+  timer.reset();
+  const std::string losses = newLosses();
+  pool.reset();  // returns when all that is queued is written
+  if (!losses.empty()) filter->log({"", toSpdlog(HOST_LOG_WARNING), losses});
 }
 
 void LogQueue::write(int level, std::string_view text) {
@@ -42,11 +50,15 @@ void LogQueue::write(int level, std::string_view text) {
 }
 
 void LogQueue::eachSecond() {
-  const std::size_t allLost = pool->overrun_counter();
-  if (allLost != lost)
-    write(HOST_LOG_WARNING, std::to_string(allLost - lost) + " log messages lost: stderr is too slow");
-  lost = allLost;
+  if (const std::string losses = newLosses(); !losses.empty()) write(HOST_LOG_WARNING, losses);
   logger->flush();
+}
+
+/// A message on what was lost since the last call, empty when nothing was.
+std::string LogQueue::newLosses() {
+  const std::size_t losses = pool->overrun_counter();
+  const std::size_t unreported = losses - std::exchange(reportedLosses, losses);
+  return unreported == 0 ? "" : std::to_string(unreported) + " log messages lost: stderr is too slow";
 }
 
 void Logger::write(int level, std::string_view text) {

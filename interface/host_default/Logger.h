@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <memory>
 #include <shared_mutex>
+#include <string>
 #include <string_view>
 
 #include "interface/host_default/LogSink.h"
@@ -19,19 +20,21 @@ namespace vantor {
 class LogQueue {
  public:
   explicit LogQueue(spdlog::sink_ptr out);
+  LogQueue(const LogQueue&) = delete;
+  LogQueue& operator=(const LogQueue&) = delete;
+  ~LogQueue();
 
   void write(int level, std::string_view text);
 
  private:
   void eachSecond();
+  std::string newLosses();
 
-  std::size_t lost = 0;  // the timer's thread only
-
-  // They go in reverse order: the timer, the pool when it has written all that is queued, the filter's summaries.
-  const spdlog::sink_ptr filter;
-  const std::shared_ptr<spdlog::details::thread_pool> pool;
+  const std::shared_ptr<RepeatSink> filter;
+  std::shared_ptr<spdlog::details::thread_pool> pool;
   const std::shared_ptr<spdlog::async_logger> logger;
-  const spdlog::details::periodic_worker timer;
+  std::size_t reportedLosses = 0;  // the timer's thread only, while there is one
+  std::unique_ptr<spdlog::details::periodic_worker> timer;
 };
 
 /// The process's log: through a queue while start() to stop() last, else straight to stderr. Thread-safe.

@@ -29,21 +29,23 @@ constexpr int toKnownLevel(int level) {
 }
 
 std::atomic<Logger*> currentLogger{nullptr};
+std::atomic<Logger*> parentsLogger{nullptr};  // in a forked child; so that leak checkers still see it
 
-/// The logger that this process began with. It is never freed, so that destructors of static objects can still log;
-/// from exit on, and in a forked child, which has none of its threads, log messages are written directly.
-Logger* startLogger() {
+/// A forked child has none of the logger's threads, and its locks may be held for ever: the child writes directly.
+void replaceInForkedChild() { parentsLogger = currentLogger.exchange(new Logger); }
+
+/// Makes the logger. It is never freed, so that destructors of static objects can still log, then directly.
+bool startLogger() {
   auto* const logger = new Logger;
   logger->start();
   currentLogger = logger;
   std::atexit([] { currentLogger.load()->stop(); });
-  pthread_atfork(nullptr, nullptr, [] { currentLogger = new Logger; });
-  return logger;
+  pthread_atfork(nullptr, nullptr, replaceInForkedChild);
+  return true;
 }
 
 Logger& processLogger() {
-  static Logger* const first = startLogger();
-  static_cast<void>(first);
+  [[maybe_unused]] static const bool started = startLogger();
   return *currentLogger;
 }
 

@@ -71,6 +71,7 @@ struct SDTService {
   4: i16 running_status
   5: bool free_CA_mode
   6: list<Descriptor> descriptors
+  7: optional bool starts_section  // true: begins a new section though the one before has room
 }
 
 /** Service description table, actual or other stream, EN 300 468 clause 5.2.3. */
@@ -89,6 +90,7 @@ struct EITEvent {
   4: i16 running_status
   5: bool free_CA_mode
   6: list<Descriptor> descriptors
+  7: optional bool starts_section  // true: begins a new section though the one before has room
 }
 
 /** How the events of an EIT are laid out in sections. */
@@ -105,10 +107,11 @@ struct EIT {
   4: bool current_next_indicator = true
   5: i32 transport_stream_id
   6: i32 original_network_id
-  7: i16 last_table_id   // the last table_id of this service's schedule
+  7: optional i16 last_table_id  // the last table_id of this service's schedule; else the record's own
   8: list<EITEvent> events
-  9: optional EITSectioning sectioning
-  10: optional i32 first_day  // MJD that segment 0 of the first schedule table_id starts at; else the first event's
+  9: optional EITSectioning sectioning = EITSectioning.PACKED
+  10: optional i32 first_day     // STANDARD schedule: MJD that segment 0 starts at; else that of the first event
+  11: optional bool present_missing  // STANDARD present/following: the first event is the following one
 }
 
 struct MGTTable {
