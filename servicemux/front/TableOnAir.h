@@ -9,12 +9,10 @@ namespace vantor {
 
 /// One table as it is on air at this moment.
 struct TableOnAir {
-  static constexpr int kNoVersion = -1;
-
-  TableOnAir(std::string table, unsigned short pid, int version, const StreamedTable& sent)
+  TableOnAir(std::string table, unsigned short pid, const StreamedTable& sent)
       : table(std::move(table)),
         pid(pid),
-        version(version),
+        version(sent.version),
         period(sent.period),
         packets(sent.packets),
         repetitions(sent.repetition.count()),
@@ -22,7 +20,7 @@ struct TableOnAir {
 
   std::string table;  ///< "PAT", "CAT", "NITact" or "null"
   unsigned short pid;
-  int version;                ///< kNoVersion for what has none
+  int version;                ///< -1 for what has none
   unsigned int period;        ///< ms, as set
   unsigned int packets;       ///< per repetition
   std::uint64_t repetitions;  ///< how often it has begun since it was put on air

@@ -60,15 +60,14 @@ MuxerStatistics serviceMux::statistics() const { return muxer->statistics(); }
 
 std::vector<TableOnAir> serviceMux::tablesOnAir() const {
   std::vector<TableOnAir> tables;
-  const auto add = [&tables](const char* table, unsigned short pid, SimpleTable& stream, bool versioned) {
+  const auto add = [&tables](const char* table, unsigned short pid, SimpleTable& stream) {
     const StreamedTable sent = stream.onAir();
-    if (sent.packets == 0) return;
-    tables.emplace_back(table, pid, versioned ? stream.metadataVersion() : TableOnAir::kNoVersion, sent);
+    if (sent.packets != 0) tables.emplace_back(table, pid, sent);
   };
-  add("PAT", kPatPid, *pat, true);
-  add("CAT", kCatPid, *cat, true);
-  add("NITact", kNitPid, *nit, true);
-  add("null", kNullPid, *nullPackets, false);
+  add("PAT", kPatPid, *pat);
+  add("CAT", kCatPid, *cat);
+  add("NITact", kNitPid, *nit);
+  add("null", kNullPid, *nullPackets);
   return tables;
 }
 

@@ -7,5 +7,7 @@ namespace vantor {
 constexpr unsigned short kPatPid = 0x0000;
 constexpr unsigned short kCatPid = 0x0001;
 constexpr unsigned short kNitPid = 0x0010;
+constexpr unsigned short kSdtPid = 0x0011;
+constexpr unsigned short kEitPid = 0x0012;
 
 }  // namespace vantor

@@ -109,7 +109,7 @@ class SERVICEMUX_API serviceMux {
 
   bool setUpMulticast();
   bool setUpUnicast();
-  bool setTTL(int option);
+  bool setTTL(int option) const;
   void closeSocket();
   void startThread(std::thread& thread, void (serviceMux::*body)(), int priority, const char* namePrefix);
 

@@ -72,7 +72,7 @@ bool serviceMux::setUpUnicast() {
 }
 
 /// The output stays on the local network.
-bool serviceMux::setTTL(int option) {
+bool serviceMux::setTTL(int option) const {
   const unsigned char ttl = 1;
   return setsockopt(socketFd, IPPROTO_IP, option, &ttl, sizeof ttl) == 0;
 }

@@ -88,6 +88,7 @@ void VBRmuxer::produce(unsigned int watchdog) {
     if (reschedule.exchange(false)) slotClock = Clock::now();
     if (ringFull()) {
       ringFullSlots.add(1);
+      consumerCondition.notify_one();  // on its way into its wait it may have missed the news of every packet
       slotClock += slotInterval();
       continue;
     }

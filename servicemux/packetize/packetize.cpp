@@ -18,7 +18,7 @@ using Packet = std::array<unsigned char, kPacketSize>;
 void fillPayload(Packet& packet, std::size_t offset, const unsigned char*& data, const unsigned char* end) {
   const auto room = static_cast<std::ptrdiff_t>(packet.size() - offset);
   const auto count = std::min(room, end - data);
-  const auto tail = std::copy_n(data, count, packet.begin() + static_cast<std::ptrdiff_t>(offset));
+  auto* const tail = std::copy_n(data, count, packet.begin() + static_cast<std::ptrdiff_t>(offset));
   std::fill(tail, packet.end(), kStuffing);
   data += count;
 }
@@ -62,6 +62,13 @@ unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out, 
 std::size_t sectionSize(const dvbpsi_psi_section_s& section) {
   const auto size = static_cast<std::size_t>(section.p_payload_end - section.p_data);
   return section.b_syntax_indicator ? size + kCrcSize : size;
+}
+
+int tableVersion(const std::string& packets) {
+  constexpr std::size_t kSection = kHeaderSize + 1;  // behind a pointer_field of 0
+  if (packets.size() < kPacketSize || (packets[1] & kPayloadUnitStart) == 0) return -1;
+  const bool hasSyntax = (packets[kSection + 1] & 0x80) != 0;
+  return hasSyntax ? (packets[kSection + 5] >> 1) & 0x1F : -1;
 }
 
 void appendNullPacket(std::string& out) {

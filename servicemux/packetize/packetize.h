@@ -18,6 +18,9 @@ SERVICEMUX_API unsigned char packetize(unsigned short pid, unsigned char cc, std
 /// Bytes of one section as it is sent: from table_id to its end, CRC_32 included where it has one.
 SERVICEMUX_API std::size_t sectionSize(const dvbpsi_psi_section_s& section);
 
+/// The version_number of the section that begins in the first packet of `packets`, -1 where there is none.
+SERVICEMUX_API int tableVersion(const std::string& packets);
+
 /// Appends one null packet (PID 0x1FFF, continuity counter 0) to `out`.
 SERVICEMUX_API void appendNullPacket(std::string& out);
 

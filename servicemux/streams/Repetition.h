@@ -33,6 +33,7 @@ class Repetition {
 struct StreamedTable {
   unsigned int period = 0;   ///< ms
   unsigned int packets = 0;  ///< per repetition, 0 when nothing is on air
+  int version = -1;          ///< version_number, -1 for what has none
   Repetition repetition;
 };
 

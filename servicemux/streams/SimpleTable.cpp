@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "servicemux/packetize/packet.h"
+#include "servicemux/packetize/packetize.h"
 
 namespace vantor {
 
@@ -62,7 +63,7 @@ unsigned int SimpleTable::metadataSize() const { return size.load(); }
 
 StreamedTable SimpleTable::onAir() {
   const boost::lock_guard<boost::mutex> guard(lock);
-  return {period, static_cast<unsigned int>(packets.size() / kPacketSize), repetition};
+  return {period, static_cast<unsigned int>(packets.size() / kPacketSize), tableVersion(packets), repetition};
 }
 
 unsigned int SimpleTable::getBitrate() {

@@ -1,0 +1,146 @@
+#pragma once
+
+#include <vector>
+
+#include "servicemux/sections/sections.h"
+
+/// What the generators of single tables share.
+
+namespace vantor {
+
+constexpr std::size_t kMaxSections = 256;  // section_number has 8 bits
+constexpr std::size_t kCrcSize = 4;
+
+/// Calls a libdvbpsi generator on a handle of its own.
+template <typename Generator>
+SectionChain generate(Generator generator) {
+  dvbpsi_t* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+  if (handle == nullptr) return nullptr;
+  SectionChain sections(generator(handle));
+  dvbpsi_delete(handle);
+  return sections;
+}
+
+/// Writes the section anew from its fields, CRC_32 included.
+inline void rebuild(dvbpsi_psi_section_t& section) {
+  dvbpsi_t* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+  dvbpsi_BuildPSISection(handle, &section);
+  dvbpsi_delete(handle);
+}
+
+/// The items of a table's list, so that sections can be made of some of them at a time. The list is whole again
+/// after each use.
+template <typename Table, typename Item>
+class TableItems {
+ public:
+  TableItems(Table& table, Item* Table::*list) : table(table), list(list) {
+    for (Item* item = table.*list; item != nullptr; item = item->p_next) items.push_back(item);
+  }
+
+  [[nodiscard]] std::size_t size() const { return items.size(); }
+  [[nodiscard]] const Item& operator[](std::size_t i) const { return *items[i]; }
+
+  /// The sections of the table as if its list held the items from `begin` to before `end` alone.
+  template <typename Generator>
+  SectionChain sectionsOf(std::size_t begin, std::size_t end, Generator generator) {
+    table.*list = begin == end ? nullptr : items[begin];
+    if (begin != end) items[end - 1]->p_next = nullptr;
+    SectionChain sections = generate(generator);
+    if (begin != end && end < items.size()) items[end - 1]->p_next = items[end];
+    table.*list = items.empty() ? nullptr : items.front();
+    return sections;
+  }
+
+ private:
+  Table& table;
+  Item* Table::*const list;
+  std::vector<Item*> items;
+};
+
+/// Bytes of a descriptor loop, without its length field.
+inline std::size_t loopSize(const dvbpsi_descriptor_t* descriptor) {
+  std::size_t size = 0;
+  for (; descriptor != nullptr; descriptor = descriptor->p_next) size += 2U + descriptor->i_length;
+  return size;
+}
+
+/// What one section of a table can hold.
+struct SectionRoom {
+  std::size_t bytes;     ///< for items
+  std::size_t itemHead;  ///< bytes of an item before its descriptors
+};
+
+/// Where the section ends that begins with item `begin`: before the next item that starts one or does not fit any
+/// more. libdvbpsi is only ever given what fits one section; its own splitting writes behind the buffer's end.
+/// Returns `begin` when not even that item fits.
+template <typename Items>
+std::size_t sectionEnd(const Items& items, const SectionStarts& starts, std::size_t begin, std::size_t end,
+                       const SectionRoom& room) {
+  std::size_t used = 0;
+  std::size_t next = begin;
+  for (; next < end; ++next) {
+    used += room.itemHead + loopSize(items[next].p_first_descriptor);
+    const bool startsNew = next > begin && next < starts.size() && starts[next];
+    if (startsNew || used > room.bytes) break;
+  }
+  return next;
+}
+
+/// Sections in the order of their numbers, gathered from chains.
+class SectionGatherer {
+ public:
+  /// Appends the sections of items from `begin` to before `end`, as many as they need, one without items when there
+  /// are none. False when libdvbpsi makes none or an item fits no section.
+  template <typename Items, typename Generator>
+  [[nodiscard]] bool addItems(Items& items, const SectionStarts& starts, std::size_t begin, std::size_t end,
+                              const SectionRoom& room, Generator generator) {
+    do {
+      const std::size_t next = sectionEnd(items, starts, begin, end, room);
+      if (next == begin && begin != end) return false;
+      if (!add(items.sectionsOf(begin, next, generator))) return false;
+      begin = next;
+    } while (begin < end);
+    return true;
+  }
+
+  /// Takes a chain over; false when it is null.
+  [[nodiscard]] bool add(SectionChain chain) {
+    if (!chain) return false;
+    for (dvbpsi_psi_section_t* section = chain.release(); section != nullptr;) {
+      dvbpsi_psi_section_t* const next = section->p_next;
+      section->p_next = nullptr;
+      sections.emplace_back(section);
+      section = next;
+    }
+    return true;
+  }
+
+  [[nodiscard]] std::size_t size() const { return sections.size(); }
+  dvbpsi_psi_section_t& operator[](std::size_t i) { return *sections[i]; }
+
+  /// Numbers the sections from 0 on; false when there are more than section_number can count.
+  [[nodiscard]] bool number() {
+    if (sections.size() > kMaxSections) return false;
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+      sections[i]->i_number = static_cast<unsigned char>(i);
+      sections[i]->i_last_number = static_cast<unsigned char>(sections.size() - 1);
+    }
+    return true;
+  }
+
+  /// One chain of all sections, each written anew.
+  SectionChain chain() {
+    SectionChain first;
+    for (auto section = sections.rbegin(); section != sections.rend(); ++section) {
+      rebuild(**section);
+      (*section)->p_next = first.release();
+      first = std::move(*section);
+    }
+    return first;
+  }
+
+ private:
+  std::vector<SectionChain> sections;
+};
+
+}  // namespace vantor
