@@ -1,0 +1,113 @@
+"""Outputs that leave as multicast, through an interface that the test makes for them."""
+
+import os
+import re
+import signal
+import tempfile
+import unittest
+from pathlib import Path
+
+import mpegts
+from mpegts import PAT_PID
+from namespaces import Namespace, NotPermitted
+from program import PAT, play, table_set, wait_until
+from recording import Receiver
+
+GROUP = "239.1.1.230"  # what ends in 224 to 239 is a group by the address plan of the device
+PORT = 5004
+LOSS = "bytes to socket: -1 (9: Bad file descriptor)"
+
+
+class Multicast(unittest.TestCase):
+    def setUp(self):
+        try:
+            self.device = self.namespace()
+        except NotPermitted as reason:
+            self.skipTest(str(reason))
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.tables = table_set(directory.name, pat=PAT)
+
+    def namespace(self):
+        made = Namespace()
+        self.addCleanup(made.delete)
+        return made
+
+    def receiver(self, namespace, interface, address):
+        """Joins the group on one interface and hears only that."""
+        with namespace.entered():
+            receiver = Receiver(address, group=GROUP, port=PORT, interface=interface)
+        self.addCleanup(receiver.close)
+        return receiver
+
+    def play(self, *options):
+        child = play([self.tables], GROUP, PORT, *options, prefix=self.device.prefix)
+        self.addCleanup(child.end)
+        return child
+
+
+class WithInterfaces(Multicast):
+    """The device has two VLANs, and its route for groups leads to neither of the one that is asked for."""
+
+    def setUp(self):
+        super().setUp()
+        network = self.namespace()
+        self.device.link("ethInt.100", "10.88.1.1", network, "first", "10.88.1.2")
+        self.device.link("ethInt.11", "10.88.2.1", network, "second", "10.88.2.2")
+        self.first = self.receiver(network, "first", "10.88.1.2")
+        self.second = self.receiver(network, "second", "10.88.2.2")
+
+    def check_output(self, child, heard, source, silent):
+        wait_until(lambda: len(heard.recording.sections(PAT_PID)) >= 5, child)
+        self.assertEqual(self.device.bound_udp_sockets(), {(GROUP, PORT)})
+        child.signal(signal.SIGTERM)
+        self.assertEqual(child.wait(), 0, child)
+        recording = heard.stop()
+        self.assertEqual({(datagram.source, datagram.ttl) for datagram in recording.datagrams}, {(source, 1)})
+        self.assertEqual({mpegts.decode(section).version for section in recording.sections(PAT_PID)}, {3})
+        self.assertEqual(silent.stop().datagrams, [])
+        self.assertNotIn("Could not write", child.errors)
+        self.assertNotIn("socket open error", child.errors.lower())
+
+    def test_vlan_1_leaves_through_its_own_interface_even_where_the_route_leads_elsewhere(self):
+        self.device.ip("route", "add", "224.0.0.0/4", "dev", "ethInt.11")
+        self.check_output(self.play("--vlan", 1), self.first, "10.88.1.1", self.second)
+
+    def test_vlan_2_leaves_through_the_interface_of_the_slot(self):
+        self.device.ip("route", "add", "224.0.0.0/4", "dev", "ethInt.100")
+        self.check_output(self.play("--vlan", 2), self.second, "10.88.2.1", self.first)
+
+
+class WithoutInterface(Multicast):
+    def test_the_program_lives_and_logs_each_datagram_that_it_loses(self):
+        child = self.play("--vlan", 1, "--duration", 3)
+        self.assertEqual(child.wait(), 0, child)
+        for text in ("ioctl(SIOCGIFADDR)", "Output Socket open error! [239.1.1.230]:[5004] vlan[1]"):
+            self.assertEqual(child.errors.count(text), 1, child)
+        self.check_losses(child, [1] * child.errors.count(LOSS), at_least=10)
+
+    def test_a_flood_of_losses_is_summed_up(self):
+        child = self.play("--vlan", 1, "--duration", 3, "--null-period", 3)
+        self.assertEqual(child.wait(), 0, child)
+        lines = [line for line in child.errors.splitlines() if LOSS in line]
+        self.assertLess(len(lines), 20, child)
+        repeated = [re.search(r"repeated (\d+) times", line) for line in lines]
+        self.check_losses(child, [int(found[1]) if found else 1 for found in repeated], at_least=100)
+
+    def check_losses(self, child, logged, at_least):
+        reported = int(re.search(r"0 bytes, (\d+) datagrams not sent$", child.output.strip())[1])
+        self.assertGreaterEqual(reported, at_least, child)
+        self.assertIn(sum(logged) - reported, range(4), child)  # some may follow the last report
+
+    def test_everything_but_the_sending_goes_on(self):
+        with tempfile.TemporaryDirectory() as directory:
+            child = self.play("--vlan", 1, "--dump", directory)
+            wait_until(lambda: child.errors.count(LOSS) >= 3 and "PAT" in child.output, child)
+            self.assertEqual(len(mpegts.split_sections((Path(directory) / "current_PAT.bin").read_bytes())), 1)
+            child.signal(signal.SIGINT)
+            self.assertEqual(child.wait(), 0, child)
+            self.assertEqual(os.listdir(directory), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
