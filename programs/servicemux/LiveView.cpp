@@ -1,0 +1,157 @@
+#include "programs/servicemux/LiveView.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "programs/servicemux/text.h"
+
+namespace vantor::cli {
+
+namespace {
+
+constexpr auto kRateWindow = std::chrono::seconds(2);  // several repetitions of the common tables
+constexpr double kTolerance = 0.1;                     // of a measured period before it is pointed out
+
+// Select graphic rendition, ECMA-48 clause 8.3.117.
+constexpr const char* kPlain = "";
+constexpr const char* kBold = "\x1b[1m";
+constexpr const char* kDim = "\x1b[2m";
+constexpr const char* kGreen = "\x1b[32m";
+constexpr const char* kYellow = "\x1b[33m";
+constexpr const char* kRed = "\x1b[1;31m";
+constexpr const char* kReset = "\x1b[0m";
+
+struct Line {
+  const char* style;
+  std::string text;
+};
+
+std::string decimal(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f", value);
+  return text;
+}
+
+std::string clock(std::chrono::milliseconds elapsed) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
+  char text[32];
+  std::snprintf(text, sizeof text, "%02lld:%02d:%02d", static_cast<long long>(seconds / 3600),
+                static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60));
+  return text;
+}
+
+bool lost(const MuxerStatistics& statistics) {
+  return statistics.sendErrors != 0 || statistics.packetsOverrun != 0;
+}
+
+std::string losses(const MuxerStatistics& statistics) {
+  if (!lost(statistics)) return "nothing lost";
+  std::string out;
+  if (statistics.sendErrors != 0) out += counted(statistics.sendErrors, "datagram") + " not sent";
+  if (statistics.packetsOverrun != 0)
+    out += (out.empty() ? "" : ", ") + counted(statistics.packetsOverrun, "packet") + " overrun";
+  return out;
+}
+
+std::string versionOf(const TableOnAir& table) { return table.version < 0 ? "-" : std::to_string(table.version); }
+
+std::string measuredOf(const TableOnAir& table) {
+  return table.measuredPeriod > 0 ? decimal(table.measuredPeriod) + " ms" : "-";
+}
+
+bool isOffPeriod(const TableOnAir& table) {
+  return table.period > 0 && table.measuredPeriod > 0 &&
+         std::abs(table.measuredPeriod - table.period) > kTolerance * table.period;
+}
+
+std::string row(const std::string& table, const std::string& pid, const std::string& version,
+                const std::string& period, const std::string& measured, const std::string& packets,
+                const std::string& sent) {
+  return "  " + padRight(table, 14) + padRight(pid, 8) + padLeft(version, 7) + padLeft(period, 11) +
+         padLeft(measured, 13) + padLeft(packets, 9) + padLeft(sent, 11);
+}
+
+std::vector<Line> headOf(const OutputState& state) {
+  const MuxerStatistics& sent = state.statistics;
+  return {
+      {kBold, "  servicemux  to " + state.destination + "  on air " + clock(state.elapsed)},
+      {kPlain, ""},
+      {lost(sent) ? kRed : kGreen, "  " + decimal(state.kbps) + " kbit/s of " + grouped(state.ceiling) + "   " +
+                                       counted(sent.packets, "packet") + "   " +
+                                       counted(sent.datagrams, "datagram") + "   " + losses(sent)},
+      {kPlain, ""},
+      {kDim, row("TABLE", "PID", "VERSION", "PERIOD", "MEASURED", "PACKETS", "SENT")},
+  };
+}
+
+Line rowOf(const TableOnAir& table) {
+  return {isOffPeriod(table) ? kYellow : kPlain,
+          row(table.table, hexPid(table.pid), versionOf(table), std::to_string(table.period) + " ms",
+              measuredOf(table), grouped(table.packets), grouped(table.repetitions))};
+}
+
+}  // namespace
+
+double RateMeter::update(Clock::time_point now, std::uint64_t bytes) {
+  samples.push_back({now, bytes});
+  while (samples.size() > 2 && samples[1].time <= now - kRateWindow) samples.pop_front();
+  const std::chrono::duration<double, std::milli> time = now - samples.front().time;
+  if (time.count() <= 0) return 0;
+  return static_cast<double>(bytes - samples.front().bytes) * 8 / time.count();
+}
+
+std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen) {
+  std::vector<Line> lines = headOf(state);
+  const std::vector<Line> foot{{kPlain, ""}, {kDim, "  Ctrl-C ends it"}};
+  // One row stays free below the block, for the cursor.
+  const std::size_t fixed = lines.size() + foot.size() + 1;
+  const std::size_t room = screen.rows > fixed ? screen.rows - fixed : 0;
+  const std::size_t shown = state.tables.size() <= room ? state.tables.size() : std::max<std::size_t>(room, 1) - 1;
+  for (std::size_t i = 0; i < shown; ++i) lines.push_back(rowOf(state.tables[i]));
+  if (shown < state.tables.size())
+    lines.push_back({kDim, "  and " + std::to_string(state.tables.size() - shown) + " more"});
+  lines.insert(lines.end(), foot.begin(), foot.end());
+  if (lines.size() >= screen.rows) lines.resize(std::max<std::size_t>(screen.rows, 2) - 1);
+  std::vector<std::string> out;
+  for (const Line& line : lines) out.push_back(line.style + line.text.substr(0, screen.columns) + kReset);
+  return out;
+}
+
+std::string lineOf(const OutputState& state) {
+  const MuxerStatistics& sent = state.statistics;
+  std::string out = clock(state.elapsed) + "  " + decimal(state.kbps) + " kbit/s  " +
+                    counted(sent.packets, "packet") + "  " + counted(sent.datagrams, "datagram") + "  " +
+                    losses(sent);
+  for (const TableOnAir& table : state.tables) {
+    out += "  " + table.table + "@" + hexPid(table.pid);
+    if (table.version >= 0) out += " v" + std::to_string(table.version);
+    out += " " + measuredOf(table) + "/" + std::to_string(table.period) + " ms";
+  }
+  return out;
+}
+
+std::string summaryOf(const OutputState& state) {
+  const MuxerStatistics& sent = state.statistics;
+  return clock(state.elapsed) + " on air, " + counted(sent.packets, "packet") + " in " +
+         counted(sent.datagrams, "datagram") + ", " + counted(sent.bytesSent, "byte") + ", " + losses(sent);
+}
+
+std::string LiveBlock::draw(const std::vector<std::string>& lines, const std::string& log) {
+  // Cursor up and erase below, ECMA-48 clauses 8.3.22 and 8.3.39; the cursor is hidden while the block lives.
+  std::string out = "\x1b[?25l\r";
+  if (height > 0) out += "\x1b[" + std::to_string(height) + "A";
+  // The old block is overwritten line by line and not erased first, which would flicker; a log needs the room.
+  if (!log.empty()) out += "\x1b[J" + log + (log.back() == '\n' ? "" : "\n");
+  for (const auto& line : lines) out += line + "\x1b[K\n";
+  out += "\x1b[J";
+  height = lines.size();
+  return out;
+}
+
+std::string LiveBlock::end() {
+  height = 0;
+  return "\x1b[?25h";
+}
+
+}  // namespace vantor::cli

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "servicemux/front/TableOnAir.h"
+#include "servicemux/muxer/MuxerStatistics.h"
+
+namespace vantor::cli {
+
+/// What an output does at one moment.
+struct OutputState {
+  std::string destination;            ///< "239.1.1.1:5004"
+  std::chrono::milliseconds elapsed;  ///< since it went on air
+  double kbps = 0;                    ///< of the last seconds
+  unsigned int ceiling = 0;           ///< kbit/s
+  MuxerStatistics statistics;
+  std::vector<TableOnAir> tables;
+};
+
+/// The rate of a growing byte count over the last seconds.
+class RateMeter {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  /// Takes the count as it is at `now` and returns the rate in kbit/s, 0 at the first call.
+  double update(Clock::time_point now, std::uint64_t bytes);
+
+ private:
+  struct Sample {
+    Clock::time_point time;
+    std::uint64_t bytes;
+  };
+  std::deque<Sample> samples;
+};
+
+struct ScreenSize {
+  std::size_t columns = 80;
+  std::size_t rows = 24;
+};
+
+/// The state as a block for a terminal: no line is wider than the screen, and the block is lower than it. Lines
+/// carry their colours and no line ends.
+std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen);
+
+/// The state on one line.
+std::string lineOf(const OutputState& state);
+
+/// What has been sent and lost in all, on one line.
+std::string summaryOf(const OutputState& state);
+
+/// A block at the bottom of a terminal that is drawn again and again in place, with a log above it.
+class LiveBlock {
+ public:
+  /// Bytes for the terminal that replace the block last drawn by `log` (lines, or nothing) and then `lines`.
+  std::string draw(const std::vector<std::string>& lines, const std::string& log = "");
+  /// Bytes that leave the block where it is and the cursor visible below it.
+  std::string end();
+
+ private:
+  std::size_t height = 0;  // of the block on the screen
+};
+
+}  // namespace vantor::cli

@@ -1,0 +1,37 @@
+#include <exception>
+#include <iostream>
+
+#include "programs/servicemux/command.h"
+#include "programs/tables/InputError.h"
+
+namespace {
+
+using namespace vantor::cli;
+
+int fail(int status, const std::string& message) {
+  std::cerr << "servicemux: " << message << std::endl;
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Puts the signalling tables of an MPEG-2 transport stream on air.", "servicemux");
+  app.set_version_flag("--version", "servicemux " SERVICEMUX_VERSION);
+  app.require_subcommand(0, 1);
+  app.footer("Exit status: 0 done, 1 bad input, 2 bad usage.");
+  Command command;
+  addPlay(app, command);
+  addImport(app, command);
+  try {
+    app.parse(argc, argv);
+    if (!command) return fail(kExitBadUsage, "no subcommand given, see servicemux --help");
+    return command();
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    return fail(kExitBadUsage, vantor::tables::printable(error.what()));
+  } catch (const std::exception& error) {
+    return fail(kExitBadInput, error.what());
+  }
+}

@@ -1,0 +1,169 @@
+#include <poll.h>
+
+#include <array>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "interface/host_default/log.h"
+#include "programs/servicemux/CaptureReport.h"
+#include "programs/servicemux/Display.h"
+#include "programs/servicemux/Signals.h"
+#include "programs/servicemux/command.h"
+#include "programs/servicemux/playOptions.h"
+#include "programs/tables/InputError.h"
+#include "programs/tables/TableKind.h"
+#include "programs/tables/inputFile.h"
+#include "servicemux/front/serviceMux.h"
+
+namespace vantor::cli {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kMaxVersion = 31;
+
+void warn(const std::string& message) { std::cerr << "servicemux: " << message << std::endl; }
+
+void tellOfCapture(const std::string& path, const tables::Capture& capture) {
+  const std::string where = tables::printable(path) + ": ";
+  for (const auto& note : captureNotes(capture)) warn(where + note);
+  if (const std::string skipped = skippedSections(capture); !skipped.empty()) warn(where + skipped);
+}
+
+tables::TableSet readFiles(const std::vector<std::string>& paths) {
+  tables::TableSet set;
+  for (const auto& path : paths) {
+    tables::InputFile file = tables::readInputFile(path);
+    if (file.capture) tellOfCapture(path, *file.capture);
+    for (const auto* kind : tables::allTableKinds()) kind->move(file.tables, set);
+  }
+  return set;
+}
+
+bool isEmpty(const tables::TableSet& set) {
+  for (const auto* kind : tables::allTableKinds())
+    if (kind->isIn(set)) return false;
+  return true;
+}
+
+/// Finds out before anything is on air whether all of it can be.
+void checkTables(const tables::TableSet& set) {
+  for (const auto* kind : tables::allTableKinds()) {
+    if (!kind->isIn(set)) continue;
+    const std::string label = std::string(kind->label()) + ": ";
+    if (!kind->isConvertible(set)) throw tables::InputError(label + "the table cannot be sent");
+    if (const int version = kind->version(set); version > kMaxVersion)
+      warn(label + "version " + std::to_string(version) + " is above 31 and is sent as 0");
+  }
+}
+
+void putOnAir(const tables::TableSet& set, serviceMux& mux) {
+  for (const auto* kind : tables::allTableKinds())
+    if (kind->isIn(set) && !kind->putOnAir(set, mux))
+      throw tables::InputError(std::string(kind->label()) + ": the table cannot be sent");
+}
+
+/// Keeps the tables on air and the user informed until a signal or the end of the duration.
+class Show {
+ public:
+  Show(const PlayOptions& options, const Signals& signals, serviceMux& mux)
+      : options(options), signals(signals), mux(mux), display(options.quiet) {}
+
+  void run() {
+    rate.update(start, 0);
+    auto next = start + display.interval();
+    while (true) {
+      const auto wake = end ? std::min(next, *end) : next;
+      if (wait(wake)) break;
+      const auto now = Clock::now();
+      if (end && now >= *end) break;
+      if (now >= next) {
+        next = std::max(next + display.interval(), now);
+      } else if (display.logFd() < 0) {
+        continue;
+      }
+      display.show(state(now));
+    }
+    display.sumUp(state(Clock::now()));
+  }
+
+ private:
+  /// Waits until there is something to do. Returns true when the program is to end.
+  bool wait(Clock::time_point until) const {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
+    std::array<pollfd, 2> events{{{signals.fd(), POLLIN, 0}, {display.logFd(), POLLIN, 0}}};
+    const bool ready = poll(events.data(), events.size(), static_cast<int>(std::max<long>(left, 0))) > 0;
+    return ready && events[0].revents != 0;
+  }
+
+  OutputState state(Clock::time_point now) {
+    OutputState out;
+    out.destination = options.to;
+    out.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(now - start);
+    out.statistics = mux.statistics();
+    out.kbps = rate.update(now, out.statistics.bytesSent);
+    out.ceiling = options.bitrate;
+    out.tables = mux.tablesOnAir();
+    return out;
+  }
+
+  const PlayOptions& options;
+  const Signals& signals;
+  serviceMux& mux;
+  Display display;
+  RateMeter rate;
+  const Clock::time_point start = Clock::now();
+  const std::optional<Clock::time_point> end =
+      options.duration > 0
+          ? std::optional(start +
+                          std::chrono::ceil<Clock::duration>(std::chrono::duration<double>(options.duration)))
+          : std::nullopt;
+};
+
+thrift::general::OutputAddress addressOf(const PlayOptions& options) {
+  Destination destination;
+  parseDestination(options.to, destination);
+  thrift::general::OutputAddress address;
+  address.ip = destination.ip;
+  address.port = destination.port;
+  address.vlan = options.vlan;
+  return address;
+}
+
+void setLogLevel(int verbose) {
+  if (verbose > 0)
+    setLogThreshold(verbose > 1 ? HOST_LOG_DEBUG : HOST_LOG_NOTICE);
+  else if (std::getenv("SERVICEMUX_LOG") == nullptr)
+    setLogThreshold(HOST_LOG_WARNING);
+}
+
+int play(const PlayOptions& options) {
+  const Signals signals;
+  setLogLevel(options.verbose);
+  const tables::TableSet set = readFiles(options.files);
+  if (isEmpty(set) && options.nullPeriod == 0) throw tables::InputError("there is no table to send");
+  checkTables(set);
+  serviceMux mux(options.name.c_str(), addressOf(options), options.dump);
+  mux.setBitrate(options.bitrate);
+  putOnAir(set, mux);
+  if (options.nullPeriod > 0) mux.newNULLPkts(options.nullPeriod);
+  Show(options, signals, mux).run();
+  return kExitOk;
+}
+
+}  // namespace
+
+void addPlay(CLI::App& app, Command& command) {
+  auto* const subcommand = app.add_subcommand("play", "Put table sets on air");
+  const auto options = std::make_shared<PlayOptions>();
+  declarePlayOptions(*subcommand, *options);
+  subcommand->footer(
+      "Sends until Ctrl-C. On a terminal a block shows every table with its period as set and as measured,\n"
+      "elsewhere a line a second does.");
+  subcommand->callback([options, &command] { command = [options] { return play(*options); }; });
+}
+
+}  // namespace vantor::cli

@@ -1,0 +1,31 @@
+#include "programs/servicemux/text.h"
+
+#include <cstdio>
+
+namespace vantor::cli {
+
+std::string grouped(std::uint64_t value) {
+  std::string digits = std::to_string(value);
+  for (std::size_t at = digits.size(); at > 3;) digits.insert(at -= 3, " ");
+  return digits;
+}
+
+std::string hexPid(unsigned int pid) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%04X", pid);
+  return text;
+}
+
+std::string counted(std::uint64_t count, const std::string& singular) {
+  return grouped(count) + " " + singular + (count == 1 ? "" : "s");
+}
+
+std::string padLeft(const std::string& text, std::size_t width) {
+  return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+std::string padRight(const std::string& text, std::size_t width) {
+  return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
+}
+
+}  // namespace vantor::cli

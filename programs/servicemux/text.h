@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// Small pieces of text that several displays share.
+
+namespace vantor::cli {
+
+/// 1234567 as "1 234 567".
+std::string grouped(std::uint64_t value);
+
+/// 0x1FFF as "0x1FFF", with four digits.
+std::string hexPid(unsigned int pid);
+
+/// "1 packet", "2 packets".
+std::string counted(std::uint64_t count, const std::string& singular);
+
+std::string padLeft(const std::string& text, std::size_t width);
+std::string padRight(const std::string& text, std::size_t width);
+
+}  // namespace vantor::cli

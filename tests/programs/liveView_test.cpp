@@ -1,0 +1,127 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "programs/servicemux/LiveView.h"
+
+namespace vantor::cli {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+/// A table that has begun `count` times, every `measured` ms.
+TableOnAir makeTable(const char* name, unsigned short pid, unsigned int period, unsigned int measured,
+                     unsigned int count) {
+  StreamedTable sent;
+  sent.period = period;
+  sent.packets = 1;
+  for (unsigned int i = 0; i < count; ++i)
+    sent.repetition.begin(Repetition::time_point(boost::chrono::milliseconds(1000 + i * measured)));
+  TableOnAir table(name, pid, sent);
+  table.version = 3;
+  return table;
+}
+
+OutputState makeState(int tables) {
+  OutputState state;
+  state.destination = "239.1.1.1:5004";
+  state.elapsed = 3723s;
+  state.kbps = 12.34;
+  state.ceiling = 1024;
+  state.statistics.packets = 1234567;
+  state.statistics.datagrams = 1;
+  state.statistics.bytesSent = 188;
+  for (int i = 0; i < tables; ++i) state.tables.push_back(makeTable("PAT", 0, 200, 200, 3));
+  return state;
+}
+
+/// What a terminal shows of a line.
+std::string withoutStyles(const std::string& line) {
+  std::string out;
+  for (std::size_t at = 0; at < line.size(); ++at) {
+    if (line[at] == '\x1b')
+      at = line.find('m', at);
+    else
+      out += line[at];
+  }
+  return out;
+}
+
+TEST(LiveView, ShowsOneLineWhereThereIsNoTerminal) {
+  OutputState state = makeState(1);
+  EXPECT_EQ(lineOf(state),
+            "01:02:03  12.3 kbit/s  1 234 567 packets  1 datagram  nothing lost  PAT@0x0000 v3 200.0 ms/200 ms");
+  state.tables[0].version = -1;
+  state.tables[0].measuredPeriod = 0;
+  EXPECT_THAT(lineOf(state), HasSubstr("PAT@0x0000 -/200 ms"));
+}
+
+TEST(LiveView, TellsLosses) {
+  OutputState state = makeState(0);
+  state.statistics.sendErrors = 2;
+  EXPECT_THAT(lineOf(state), HasSubstr("2 datagrams not sent"));
+  state.statistics.packetsOverrun = 1;
+  EXPECT_EQ(summaryOf(state),
+            "01:02:03 on air, 1 234 567 packets in 1 datagram, 188 bytes, 2 datagrams not sent, 1 packet overrun");
+}
+
+TEST(LiveView, ShowsATableInARowOfItsOwn) {
+  const auto block = blockOf(makeState(1), {80, 24});
+  ASSERT_EQ(block.size(), 8U);
+  EXPECT_EQ(withoutStyles(block[0]), "  servicemux  to 239.1.1.1:5004  on air 01:02:03");
+  EXPECT_EQ(withoutStyles(block[2]), "  12.3 kbit/s of 1 024   1 234 567 packets   1 datagram   nothing lost");
+  EXPECT_EQ(withoutStyles(block[5]), "  PAT           0x0000        3     200 ms     200.0 ms        1          3");
+}
+
+TEST(LiveView, PointsOutATableThatMissesItsPeriod) {
+  OutputState state = makeState(0);
+  state.tables = {makeTable("PAT", 0, 200, 215, 3), makeTable("CAT", 1, 200, 225, 3), makeTable("CAT", 1, 0, 5, 3)};
+  const auto block = blockOf(state, {80, 24});
+  EXPECT_THAT(block[5], Not(StartsWith("\x1b[33m")));
+  EXPECT_THAT(block[6], StartsWith("\x1b[33m"));
+  EXPECT_THAT(block[7], Not(StartsWith("\x1b[33m")));
+}
+
+TEST(LiveView, FitsEveryScreen) {
+  for (const std::size_t rows : {1, 2, 5, 10, 24})
+    for (const std::size_t columns : {1, 10, 80}) {
+      const auto block = blockOf(makeState(30), {columns, rows});
+      EXPECT_LT(block.size(), std::max<std::size_t>(rows, 2));
+      for (const auto& line : block) EXPECT_LE(withoutStyles(line).size(), columns);
+    }
+}
+
+TEST(LiveView, SaysHowManyTablesDoNotFit) {
+  const auto block = blockOf(makeState(30), {80, 12});
+  ASSERT_EQ(block.size(), 11U);
+  EXPECT_EQ(withoutStyles(block[7]), "  PAT           0x0000        3     200 ms     200.0 ms        1          3");
+  EXPECT_EQ(withoutStyles(block[8]), "  and 27 more");
+}
+
+TEST(LiveView, DrawsTheBlockInPlace) {
+  LiveBlock block;
+  EXPECT_EQ(block.draw({"a", "b"}), "\x1b[?25l\ra\x1b[K\nb\x1b[K\n\x1b[J");
+  EXPECT_EQ(block.draw({"c"}), "\x1b[?25l\r\x1b[2Ac\x1b[K\n\x1b[J");
+  EXPECT_EQ(block.end(), "\x1b[?25h");
+}
+
+TEST(LiveView, PutsTheLogAboveTheBlock) {
+  LiveBlock block;
+  static_cast<void>(block.draw({"a", "b"}));
+  EXPECT_EQ(block.draw({"c", "d"}, "log\n"), "\x1b[?25l\r\x1b[2A\x1b[Jlog\nc\x1b[K\nd\x1b[K\n\x1b[J");
+}
+
+TEST(RateMeter, MeasuresOverTheLastSeconds) {
+  RateMeter meter;
+  const RateMeter::Clock::time_point start{};
+  EXPECT_EQ(meter.update(start, 0), 0);
+  EXPECT_DOUBLE_EQ(meter.update(start + 1s, 1000), 8);
+  EXPECT_DOUBLE_EQ(meter.update(start + 2s, 3000), 12);
+  EXPECT_DOUBLE_EQ(meter.update(start + 4s, 3000), 0);
+  EXPECT_DOUBLE_EQ(meter.update(start + 5s, 4000), 8. / 3);
+}
+
+}  // namespace
+}  // namespace vantor::cli

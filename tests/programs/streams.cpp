@@ -1,0 +1,157 @@
+#include "tests/programs/streams.h"
+
+#include <algorithm>
+
+#include "interface/converters/t2dCAT.h"
+#include "interface/converters/t2dNIT.h"
+#include "interface/converters/t2dPAT.h"
+#include "interface/dvbpsi.h"
+
+namespace vantor::testing {
+
+namespace {
+
+using namespace thrift::dvb_tables;
+
+std::vector<std::string> takeSections(dvbpsi_psi_section_t* chain) {
+  std::vector<std::string> out;
+  for (const auto* section = chain; section != nullptr; section = section->p_next)
+    out.emplace_back(reinterpret_cast<const char*>(section->p_data),
+                     static_cast<std::size_t>(section->p_payload_end - section->p_data) + 4);
+  dvbpsi_DeletePSISections(chain);
+  return out;
+}
+
+char low(unsigned value) { return static_cast<char>(value & 0xFF); }
+
+}  // namespace
+
+std::vector<std::string> sectionsOf(const PAT& record) {
+  auto* const table = t2dPAT(record);
+  auto* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+  auto sections = takeSections(dvbpsi_pat_sections_generate(handle, table, 100));
+  dvbpsi_delete(handle);
+  dvbpsi_pat_delete(table);
+  return sections;
+}
+
+std::vector<std::string> sectionsOf(const CAT& record) {
+  auto* const table = t2dCAT(record);
+  auto* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+  auto sections = takeSections(dvbpsi_cat_sections_generate(handle, table));
+  dvbpsi_delete(handle);
+  dvbpsi_cat_delete(table);
+  return sections;
+}
+
+std::vector<std::string> sectionsOf(const NIT& record) {
+  auto* const table = t2dNIT(record);
+  auto* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+  auto sections = takeSections(dvbpsi_nit_sections_generate(handle, table, 0x40));
+  dvbpsi_delete(handle);
+  dvbpsi_nit_delete(table);
+  return sections;
+}
+
+std::string makeSection(unsigned tableId, unsigned extension, unsigned version, unsigned number,
+                        unsigned lastNumber, const std::string& payload) {
+  const auto length = static_cast<unsigned>(5 + payload.size() + 4);
+  std::string bytes{low(tableId),   low(0xB0 | length >> 8),  low(length), low(extension >> 8),
+                    low(extension), low(0xC1 | version << 1), low(number), low(lastNumber)};
+  bytes += payload + std::string(4, '\0');
+  dvbpsi_psi_section_t section{};
+  section.i_table_id = static_cast<std::uint8_t>(tableId);
+  section.b_syntax_indicator = true;
+  section.p_data = reinterpret_cast<std::uint8_t*>(bytes.data());
+  section.p_payload_end = section.p_data + bytes.size() - 4;
+  dvbpsi_CalculateCRC32(&section);
+  for (unsigned i = 0; i < 4; ++i) bytes[bytes.size() - 4 + i] = low(section.i_crc >> (24 - 8 * i));
+  return bytes;
+}
+
+std::string Packer::packet(bool start, const std::string& payload) {
+  std::string out{'\x47', low((start ? 0x40 : 0) | pid >> 8), low(pid), low(0x10 | (counter++ & 0x0F))};
+  out += payload;
+  out.resize(188, '\xFF');
+  return out;
+}
+
+std::string Packer::apart(const std::vector<std::string>& sections) {
+  std::string out;
+  for (const auto& section : sections) {
+    out += packet(true, '\0' + section.substr(0, 183));
+    for (std::size_t at = 183; at < section.size(); at += 184) out += packet(false, section.substr(at, 184));
+  }
+  return out;
+}
+
+std::string Packer::packed(const std::vector<std::string>& sections) {
+  std::string bytes;
+  std::vector<std::size_t> starts;
+  for (const auto& section : sections) {
+    starts.push_back(bytes.size());
+    bytes += section;
+  }
+  std::string out;
+  for (std::size_t at = 0; at < bytes.size();) {
+    // A packet in which a section starts has one byte less, for the pointer_field; so has one whose last byte
+    // would have to be a start.
+    std::size_t pointer = bytes.size();
+    for (const std::size_t start : starts)
+      if (start >= at) pointer = std::min(pointer, start - at);
+    const bool start = pointer < 183;
+    const std::size_t room = pointer <= 183 ? 183 : 184;
+    out +=
+        packet(start, (start ? std::string(1, low(static_cast<unsigned>(pointer))) : "") + bytes.substr(at, room));
+    at += room;
+  }
+  return out;
+}
+
+PAT makePat(int version, int programs) {
+  PAT pat;
+  pat.transport_stream_id = 0x1234;
+  pat.version_number = version;
+  for (int i = 1; i <= programs; ++i) {
+    PATProgram program;
+    program.program_number = i;
+    program.pid = 0x100 + i;
+    pat.programs.push_back(program);
+  }
+  return pat;
+}
+
+CAT makeCat(int version, int descriptors) {
+  CAT cat;
+  cat.version_number = version;
+  for (int i = 0; i < descriptors; ++i) {
+    Descriptor descriptor;
+    descriptor.tag = 9;
+    descriptor.data = std::string{'\x0B', low(static_cast<unsigned>(i)), '\xE0', '\x64'};
+    cat.descriptors.push_back(descriptor);
+  }
+  return cat;
+}
+
+NIT makeNit(int version, int streams) {
+  NIT nit;
+  nit.network_id = 0x3085;
+  nit.version_number = version;
+  Descriptor name;
+  name.tag = 0x40;
+  name.data = "Northern Coast";
+  nit.descriptors = {name};
+  for (int i = 1; i <= streams; ++i) {
+    NITTransportStream stream;
+    stream.transport_stream_id = i;
+    stream.original_network_id = 0x2085;
+    Descriptor services;
+    services.tag = 0x41;
+    services.data = std::string(60, low(static_cast<unsigned>(i)));
+    stream.descriptors = {services};
+    nit.transport_streams.push_back(stream);
+  }
+  return nit;
+}
+
+}  // namespace vantor::testing
