@@ -28,6 +28,7 @@ int bcd4_2_bin(unsigned char bcd) { return (bcd >> 4) * 10 + (bcd & 0x0F); }
 
 long long convertDVBTimeToTimestamp(unsigned long long utc) {
   const auto day = static_cast<long long>(utc >> 24 & 0xFFFF);
-  return (day - kMjdOfPosixEpoch) * kSecondsPerDay + bcdByte(utc, 16) * 3600 + bcdByte(utc, 8) * 60 +
-         bcdByte(utc, 0);
+  const long long hours = bcdByte(utc, 16);
+  const long long minutes = hours * 60 + bcdByte(utc, 8);
+  return (day - kMjdOfPosixEpoch) * kSecondsPerDay + minutes * 60 + bcdByte(utc, 0);
 }

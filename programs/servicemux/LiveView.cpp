@@ -114,6 +114,7 @@ std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen) {
   lines.insert(lines.end(), foot.begin(), foot.end());
   if (lines.size() >= screen.rows) lines.resize(std::max<std::size_t>(screen.rows, 2) - 1);
   std::vector<std::string> out;
+  out.reserve(lines.size());
   for (const Line& line : lines) out.push_back(line.style + line.text.substr(0, screen.columns) + kReset);
   return out;
 }

@@ -28,7 +28,7 @@ StderrCapture::~StderrCapture() {
   close(readEnd);
 }
 
-std::string StderrCapture::read() {
+std::string StderrCapture::read() const {
   std::string out;
   std::array<char, 4096> buffer;
   for (ssize_t count; (count = ::read(readEnd, buffer.data(), buffer.size())) > 0;)

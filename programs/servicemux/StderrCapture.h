@@ -17,7 +17,7 @@ class StderrCapture {
   /// Readable, in the sense of poll(2), when there is something.
   int fd() const { return readEnd; }
   /// What there is; does not wait.
-  std::string read();
+  std::string read() const;
 
  private:
   int readEnd;

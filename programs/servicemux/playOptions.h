@@ -20,7 +20,7 @@ struct PlayOptions {
 };
 
 /// Declares the options of `play`; they refer to `options`.
-void declarePlayOptions(CLI::App& subcommand, PlayOptions& options);
+void declarePlayOptions(CLI::App& app, PlayOptions& options);
 
 struct Destination {
   std::string ip;

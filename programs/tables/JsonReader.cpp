@@ -179,7 +179,7 @@ std::string JsonValue::hexBytes(std::size_t max) const {
   std::string bytes;
   bytes.reserve(digits.size() / 2);
   for (std::size_t i = 0; i < digits.size(); i += 2)
-    bytes += static_cast<char>(hexDigit(digits[i]) << 4 | hexDigit(digits[i + 1]));
+    bytes += static_cast<char>(hexDigit(digits[i]) * 16 + hexDigit(digits[i + 1]));
   return bytes;
 }
 

@@ -23,7 +23,7 @@ class SectionAssembler {
 
  private:
   bool continues(std::string_view packet, bool discontinuityIndicated);
-  void begin(std::string_view data);
+  void begin(std::string_view payload);
   void append(std::string_view data, bool moreMayFollow);
   void finishSection();
   void drop(SectionFault why);

@@ -71,8 +71,9 @@ class SingleTableKind : public TableKind {
   OrderedJson write(const TableSet& set) const override { return writeRecord(*(set.*Member)); }
   bool decode(const std::vector<Section>& sections, TableSet& set) const override {
     auto record = decodeRecord(sections);
-    if (record) set.*Member = std::move(record);
-    return record.has_value();
+    if (!record) return false;
+    set.*Member = std::move(record);
+    return true;
   }
   bool isConvertible(const TableSet& set) const override { return converts(*(set.*Member)); }
   bool putOnAir(const TableSet& set, serviceMux& mux) const override { return send(*(set.*Member), mux); }

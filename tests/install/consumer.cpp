@@ -1,5 +1,5 @@
-#include <cstdio>
 #include <servicemux/front/serviceMux.h>
+#include <cstdio>
 
 int main() {
   vantor::thrift::general::OutputAddress address;
