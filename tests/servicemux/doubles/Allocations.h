@@ -1,0 +1,6 @@
+#pragma once
+
+#include <cstdint>
+
+/// Allocations of the whole program so far, by malloc, new and their relatives.
+std::uint64_t countAllocations();

@@ -1,0 +1,32 @@
+#include "tests/servicemux/doubles/FailingGenerators.h"
+
+#include "interface/dvbpsi.h"
+#include "tests/servicemux/doubles/nextFunction.h"
+
+namespace {
+
+bool failing = false;
+
+}  // namespace
+
+FailingGenerators::FailingGenerators() { failing = true; }
+
+FailingGenerators::~FailingGenerators() { failing = false; }
+
+dvbpsi_psi_section_t* dvbpsi_pat_sections_generate(dvbpsi_t* handle, dvbpsi_pat_t* pat, int programs) {
+  static const auto real =
+      nextFunction<dvbpsi_psi_section_t*(dvbpsi_t*, dvbpsi_pat_t*, int)>("dvbpsi_pat_sections_generate");
+  return failing ? nullptr : real(handle, pat, programs);
+}
+
+dvbpsi_psi_section_t* dvbpsi_cat_sections_generate(dvbpsi_t* handle, dvbpsi_cat_t* cat) {
+  static const auto real =
+      nextFunction<dvbpsi_psi_section_t*(dvbpsi_t*, dvbpsi_cat_t*)>("dvbpsi_cat_sections_generate");
+  return failing ? nullptr : real(handle, cat);
+}
+
+dvbpsi_psi_section_t* dvbpsi_nit_sections_generate(dvbpsi_t* handle, dvbpsi_nit_t* nit, std::uint8_t tableId) {
+  static const auto real =
+      nextFunction<dvbpsi_psi_section_t*(dvbpsi_t*, dvbpsi_nit_t*, std::uint8_t)>("dvbpsi_nit_sections_generate");
+  return failing ? nullptr : real(handle, nit, tableId);
+}

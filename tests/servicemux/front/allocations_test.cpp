@@ -1,0 +1,54 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "servicemux/front/serviceMux.h"
+#include "tests/servicemux/doubles/Allocations.h"
+#include "tests/servicemux/front/outputs.h"
+
+namespace {
+
+using vantor::serviceMux;
+
+/// Lets this many more datagrams go.
+void awaitDatagrams(const serviceMux& mux, std::uint64_t count) {
+  const std::uint64_t end = mux.statistics().datagrams + count;
+  while (mux.statistics().datagrams < end) std::this_thread::yield();
+}
+
+}  // namespace
+
+TEST(Allocations, AreCountedHere) {
+  const auto before = countAllocations();
+  const std::string text(1000, 'x');
+  EXPECT_EQ(countAllocations(), before + 1) << text;
+}
+
+TEST(Allocations, DoNotHappenOnThePacketPath) {
+  serviceMux mux("mux", makeAddress(), "");
+  mux.setBitrate(20000);
+  mux.newPAT(makePat(1, 250));
+  mux.newCAT(makeCat(1));
+  mux.newNIT(makeNit(1, 6));
+  mux.newNULLPkts(0);  // at the ceiling
+  awaitDatagrams(mux, 50);
+  const auto busy = countAllocations();
+  awaitDatagrams(mux, 1000);
+  EXPECT_EQ(countAllocations(), busy);
+
+  mux.clearAllTables();
+  mux.newNULLPkts(30);  // with a gap behind each, in which both threads sleep
+  awaitDatagrams(mux, 3);
+  const auto idle = countAllocations();
+  awaitDatagrams(mux, 10);
+  EXPECT_EQ(countAllocations(), idle);
+}
+
+TEST(Allocations, DoNotHappenWhenTheRateIsSet) {
+  serviceMux mux("mux", makeAddress(), "");
+  const auto before = countAllocations();
+  mux.setBitrate(5000);
+  EXPECT_EQ(mux.statistics().sendErrors, 0U);
+  EXPECT_EQ(countAllocations(), before);
+}

@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include <boost/thread/thread.hpp>
+#include <numeric>
+
+#include "servicemux/streams/SimpleTable.h"
+#include "tests/servicemux/doubles/LockHook.h"
+#include "tests/servicemux/muxer/ScriptedStream.h"
+
+// What goes wrong only when two threads meet at one certain point. Each test holds one of them there.
+
+namespace {
+
+using vantor::muxed_stream;
+using vantor::SimpleTable;
+using vantor::VBRmuxer;
+
+std::shared_ptr<VBRmuxer> makeMuxer() {
+  static int socket = -1;
+  static sockaddr_in destination{};
+  return std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+}
+
+void await(const std::atomic<bool>& flag) {
+  while (!flag) std::this_thread::yield();
+}
+
+/// Waits for a loop to return. When it does not in a time that is long on any machine, stops it once more, so that
+/// the test can fail.
+void expectReturn(const std::atomic<bool>& returned, VBRmuxer& muxer) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!returned && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+  EXPECT_TRUE(returned) << "the stop was not heard";
+  if (!returned) muxer.muxerStop();
+}
+
+/// A thread that calls muxerStop() at the worst moment: between the look of a loop at the stop flag and its wait.
+class StopInTheWindow {
+ public:
+  explicit StopInTheWindow(VBRmuxer& muxer)
+      : thread([this, &muxer] {
+          await(open);
+          const LockHook hook([this](const void* mutex) {
+            if (mutex == waitersMutex) arrived.store(true);
+          });
+          muxer.muxerStop();
+          arrived.store(true);
+        }) {}
+  ~StopInTheWindow() { thread.join(); }
+
+  /// Called by the loop in its window. Returns once the stop has been given or waits for the loop's own mutex.
+  void meet(const void* mutex) {
+    waitersMutex.store(mutex);
+    open.store(true);
+    await(arrived);
+  }
+
+ private:
+  std::atomic<const void*> waitersMutex{nullptr};
+  std::atomic<bool> open{false};
+  std::atomic<bool> arrived{false};
+  std::thread thread;
+};
+
+}  // namespace
+
+TEST(Stop, IsHeardByAConsumerAboutToSleep) {
+  const auto muxer = makeMuxer();
+  std::atomic<bool> returned{false};
+  StopInTheWindow stop(*muxer);
+  std::thread consumer([&] {
+    const void* consumerMutex = nullptr;
+    int locks = 0;
+    const LockHook hook([&](const void* mutex) {
+      if (++locks == 1) consumerMutex = mutex;
+      if (locks == 2) stop.meet(consumerMutex);  // on the way into the wait
+    });
+    muxer->consumerRun();
+    returned.store(true);
+  });
+  expectReturn(returned, *muxer);
+  consumer.join();
+}
+
+TEST(Stop, IsHeardByAProducerAboutToSleep) {
+  const auto muxer = makeMuxer();
+  std::atomic<bool> returned{false};
+  StopInTheWindow stop(*muxer);
+  std::thread producer([&] {
+    const EndlessWaits noDeadline;  // which would only hide a lost stop for half a second
+    const void* listMutex = nullptr;
+    int passes = 0;
+    const LockHook hook([&](const void* mutex) {
+      if (listMutex == nullptr) listMutex = mutex;
+      if (mutex == listMutex)
+        ++passes;
+      else if (passes == 2)
+        stop.meet(listMutex);  // the first pass does not wait, the second is on its way into the wait
+    });
+    muxer->muxerRun();
+    returned.store(true);
+  });
+  expectReturn(returned, *muxer);
+  producer.join();
+}
+
+TEST(Waits, CanBeInterrupted) {
+  const auto muxer = makeMuxer();
+  std::atomic<int> interrupted{0};
+  const auto run = [&](void (VBRmuxer::*loop)()) {
+    try {
+      (muxer.get()->*loop)();
+    } catch (const boost::thread_interrupted&) {
+      ++interrupted;
+    }
+  };
+  boost::thread producer(run, &VBRmuxer::muxerRun);
+  boost::thread consumer(run, &VBRmuxer::consumerRun);
+  producer.interrupt();
+  consumer.interrupt();
+  producer.join();
+  consumer.join();
+  EXPECT_EQ(interrupted, 2);
+}
+
+namespace {
+
+/// Stays in get_packet until its destruction has begun, and a good while longer.
+class SlowStream : public muxed_stream {
+ public:
+  explicit SlowStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 1, true, kNoCC) {}
+  ~SlowStream() override {
+    dying.store(true);
+    unlinkFromMuxer();
+    EXPECT_FALSE(polled) << "the producer is still in get_packet";
+    content.clear();
+  }
+
+  unsigned int getBitrate() override { return 0; }
+
+  int get_packet(signed char*, time_point, time_point&) override {
+    polled.store(true);
+    await(dying);
+    for (int i = 0; i < 1000; ++i) {
+      EXPECT_EQ(std::accumulate(content.begin(), content.end(), 0), 4950);
+      std::this_thread::yield();
+    }
+    polled.store(false);
+    return 0;
+  }
+
+  std::atomic<bool> polled{false};
+
+ private:
+  static std::vector<int> zeroTo99() {
+    std::vector<int> numbers(100);
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
+  }
+
+  std::atomic<bool> dying{false};
+  std::vector<int> content = zeroTo99();
+};
+
+}  // namespace
+
+TEST(DyingStream, UnlinksOnlyWhenTheProducerHasLeftIt) {
+  const auto muxer = makeMuxer();
+  std::thread producer([&] { muxer->muxerRun(); });
+  auto stream = std::make_unique<SlowStream>(muxer);
+  stream->linkToMuxer();
+  await(stream->polled);
+  stream.reset();
+  muxer->muxerStop();
+  producer.join();
+}
+
+TEST(DyingStream, TableIsWholeWhileTheProducerPollsIt) {
+  const auto muxer = makeMuxer();
+  auto table = std::make_unique<SimpleTable>(muxer, 1, 0);
+  std::string packets = makePacket(1, 0);
+  table->new_packetized_table(packets);
+
+  std::atomic<const void*> listMutex{nullptr};
+  std::atomic<const void*> tableMutex{nullptr};
+  std::atomic<bool> unlinking{false};
+  std::thread producer([&] {
+    const LockHook hook([&](const void* mutex) {
+      if (listMutex == nullptr) listMutex.store(mutex);
+      if (mutex == listMutex || tableMutex != nullptr) return;
+      tableMutex.store(mutex);  // the producer is in get_packet
+      await(unlinking);
+    });
+    muxer->muxerRun();
+  });
+  while (tableMutex == nullptr) std::this_thread::yield();
+  {
+    const LockHook hook(
+        [&](const void* mutex) {
+          if (mutex == listMutex) unlinking.store(true);
+        },
+        [&](const void* mutex) {
+          if (mutex == tableMutex && !unlinking) ADD_FAILURE() << "the table is gone while the producer polls it";
+        });
+    table.reset();
+  }
+  muxer->muxerStop();
+  producer.join();
+}

@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <atomic>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include "servicemux/front/serviceMux.h"
+#include "servicemux/muxer/VBRmuxer.h"
+#include "servicemux/streams/SimpleTable.h"
+#include "tests/interface/RecordedLog.h"
+#include "tests/servicemux/doubles/Sender.h"
+#include "tests/servicemux/front/outputs.h"
+#include "tests/servicemux/packets.h"
+
+#if defined(__has_feature)
+#define SANITIZED_BY(name) __has_feature(name)
+#else
+#define SANITIZED_BY(name) 0
+#endif
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SANITIZED_BY(address_sanitizer) || \
+    SANITIZED_BY(thread_sanitizer)
+constexpr bool kOwnAllocator =
+    true;  // a sanitizer's, which mallinfo2 does not know and which looks for leaks itself
+#else
+constexpr bool kOwnAllocator = false;
+#endif
+
+namespace {
+
+using vantor::serviceMux;
+using vantor::SimpleTable;
+using vantor::VBRmuxer;
+
+constexpr std::size_t kStreams = 64;
+
+std::size_t countEntries(const char* directory) {
+  const std::filesystem::directory_iterator entries(directory);
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+/// A muxer between its two threads, and tables that come and go under it.
+class Traffic {
+ public:
+  Traffic() {
+    for (unsigned short pid = 0; pid < kStreams; ++pid) tables.push_back(makeTable(pid));
+  }
+
+  /// Does something to one table.
+  void disturb() {
+    const auto pid = static_cast<unsigned short>(random(kStreams));
+    auto& table = tables[pid];
+    switch (random(6)) {
+      case 0:
+        table = makeTable(pid);
+        break;
+      case 1:
+        table->clear_packetized_table();
+        break;
+      case 2:
+        table->SetPeriod(random(20));
+        break;
+      case 3:
+        EXPECT_LE(table->onAir().packets, 5U);
+        break;
+      default:
+        setPackets(*table, pid);
+    }
+  }
+
+  /// Leaves the tables as they are: linked or not.
+  void stop() {
+    muxer->muxerStop();
+    consumer.join();
+    producer.join();
+    muxer.reset();
+  }
+
+  int socket = 1;
+  sockaddr_in destination{};
+  std::shared_ptr<VBRmuxer> muxer =
+      std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 20000, 7);
+
+ private:
+  unsigned int random(std::size_t end) { return static_cast<unsigned int>(generator() % end); }
+
+  std::unique_ptr<SimpleTable> makeTable(unsigned short pid) {
+    auto table = std::make_unique<SimpleTable>(muxer, pid, random(20));
+    setPackets(*table, pid);
+    return table;
+  }
+
+  void setPackets(SimpleTable& table, unsigned short pid) {
+    std::string packets;
+    const auto fill = static_cast<unsigned char>(random(256));
+    for (unsigned int i = 0; i <= random(5); ++i) packets += makePacket(pid, 0, fill);
+    table.new_packetized_table(packets);
+  }
+
+  std::mt19937 generator{20260101};
+  std::vector<std::unique_ptr<SimpleTable>> tables;
+  std::thread producer{[this] { muxer->muxerRun(); }};
+  std::thread consumer{[this] { muxer->consumerRun(); }};
+};
+
+}  // namespace
+
+TEST(Stress, TablesComeAndGoUnderTraffic) {
+  Sender sender;
+  Traffic traffic;
+  std::atomic<bool> done{false};
+  std::thread controller([&] {
+    for (unsigned int i = 0; !done; ++i) {
+      traffic.muxer->SetBitrate(i % 7 == 0 ? 0 : 5000 + i % 20000);
+      EXPECT_LE(traffic.muxer->statistics().bytesSent % vantor::kPacketSize, 0U);
+      std::this_thread::yield();
+    }
+  });
+  for (int i = 0; i < 30000; ++i) traffic.disturb();
+  done.store(true);
+  controller.join();
+  traffic.stop();
+
+  const auto packets = sender.packets();
+  EXPECT_GT(packets.size(), 0U);
+  for (const auto& packet : packets) {
+    ASSERT_LT(pidOf(packet), kStreams);
+    ASSERT_EQ(packet, makePacket(pidOf(packet), counterOf(packet), byteAt(packet, 4)));
+  }
+}
+
+TEST(Stress, LoopsStopHoweverEarlyTheyAreTold) {
+  for (int i = 0; i < 300; ++i) {
+    Sender sender;
+    Traffic traffic;
+    for (int disturbance = 0; disturbance < i % 10; ++disturbance) traffic.disturb();
+    traffic.stop();
+  }
+}
+
+TEST(Stress, MultiplexesComeAndGoWithoutALeak) {
+  constexpr int kWarmUp = 20;
+  constexpr int kCycles = 200;
+  constexpr std::size_t kBytesPerCycle = 200;  // a forgotten table, string or thread is more
+  const auto live = [](int i) {
+    serviceMux mux("mux", makeAddress(), "");
+    mux.setBitrate(20000);
+    mux.newPAT(makePat(i % 32, 250));
+    mux.newCAT(makeCat(i % 32));
+    mux.newNIT(makeNit(i % 32, 6));
+    if (i % 3 == 0) mux.newNULLPkts(0);
+    if (i % 4 == 0) mux.clearAllTables();
+  };
+  for (int i = 0; i < kWarmUp; ++i) live(i);
+  const auto descriptors = countEntries("/proc/self/fd");
+  const auto threads = countEntries("/proc/self/task");
+  const auto bytes = mallinfo2().uordblks;
+  for (int i = 0; i < kCycles; ++i) live(i);
+  EXPECT_EQ(countEntries("/proc/self/fd"), descriptors);
+  while (countEntries("/proc/self/task") > threads) std::this_thread::yield();  // joined ones go a little later
+  if (!kOwnAllocator) {
+    EXPECT_LT(mallinfo2().uordblks, bytes + kCycles * kBytesPerCycle);
+  }
+}
+
+TEST(Stress, TablesAreReplacedWhileOtherThreadsLookOn) {
+  Sender sender;
+  serviceMux mux("mux", makeAddress(), "");
+  mux.newNULLPkts(1);
+  std::atomic<bool> done{false};
+  std::thread controller([&] {
+    for (unsigned int i = 1; !done; ++i) {
+      mux.setBitrate(1000 + i % 30000);
+      EXPECT_EQ(mux.statistics().sendErrors, 0U);
+      std::this_thread::yield();
+    }
+  });
+  for (int i = 0; i < 300; ++i) {
+    mux.newPAT(makePat(i % 32, 1 + i));
+    mux.newNIT(makeNit(i % 32, 1 + static_cast<std::size_t>(i) % 12));
+    mux.newCAT(makeCat(i % 32));
+    EXPECT_EQ(mux.tablesOnAir().size(), 4U);
+    if (i % 5 == 0) mux.clearCAT();
+    if (i % 50 == 49) mux.clearAllTables();
+  }
+  done.store(true);
+  controller.join();
+}
