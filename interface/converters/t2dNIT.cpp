@@ -10,72 +10,38 @@ namespace {
 
 constexpr std::uint8_t kNitActual = 0x40;  // EN 300 468, table 2
 
-/// Follows libdvbpsi's NIT generator over its sections, to find what it would cut off or write behind a section's
-/// end. It counts a section full without the length field behind the network descriptors, never looks whether a
-/// transport stream's own fields fit, and starts a new section for a transport stream only when it sees the lack
-/// of room before the last of its descriptors.
-class NitSections {
+/// What one section has room for between its two loop lengths and CRC_32.
+constexpr std::size_t kRoom = kMaxSectionSize - kSectionOverhead - 4;
+constexpr std::size_t kTransportStreamSize = 6;  // up to transport_descriptors_length
+
+/// Counts sections as they are filled: each item goes whole into the section that has room for it.
+class SectionCount {
  public:
-  bool addNetworkDescriptor(const Field& field, const Descriptor& descriptor) {
-    if (end + wireSize(descriptor) > kMaxEnd) startSection();
-    return add(field, wireSize(descriptor), kMaxEnd - kLengthFieldSize);
-  }
-
-  void endNetworkDescriptors() { end += kLengthFieldSize; }
-
-  bool addTransportStream(const Field& field, const std::vector<Descriptor>& descriptors) {
-    if (startsSection(descriptors)) {
-      startSection();
-      endNetworkDescriptors();
+  void add(std::size_t size) {
+    if (used + size > kRoom) {
+      ++sections;
+      used = 0;
     }
-    if (!add(field, kTransportStreamSize, kMaxEnd)) return false;
-    for (std::size_t i = 0; i < descriptors.size(); ++i)
-      if (!add(field.element("descriptors", i), wireSize(descriptors[i]), kMaxEnd)) return false;
-    return true;
+    used += size;
   }
 
-  std::size_t count() const { return section + 1; }
+  std::size_t count() const { return sections; }
 
  private:
-  static constexpr std::size_t kMaxEnd = kMaxSectionSize - 4;  // CRC_32 follows
-  static constexpr std::size_t kLengthFieldSize = 2;
-  static constexpr std::size_t kNetworkStart = 8 + kLengthFieldSize;
-  static constexpr std::size_t kTransportStreamSize = 6;  // up to transport_descriptors_length
-
-  void startSection() {
-    ++section;
-    end = kNetworkStart;
-  }
-
-  /// The generator's own reckoning, its off-by-one included.
-  bool startsSection(const std::vector<Descriptor>& descriptors) const {
-    std::size_t size = kTransportStreamSize - 1;
-    auto next = descriptors.begin();
-    while (next != descriptors.end() && end + size <= kMaxEnd) size += wireSize(*next++);
-    const std::size_t emptyEnd = kNetworkStart + kLengthFieldSize;
-    return next != descriptors.end() && end != emptyEnd && size <= kMaxEnd - emptyEnd;
-  }
-
-  bool add(const Field& field, std::size_t size, std::size_t maxEnd) {
-    if (end + size > maxEnd)
-      return refuse(field, std::to_string(size) + " bytes do not fit in section " + std::to_string(section) +
-                               " behind " + std::to_string(end) + " others");
-    end += size;
-    return true;
-  }
-
-  std::size_t section = 0;
-  std::size_t end = kNetworkStart;  // of what the section holds so far
+  std::size_t sections = 1;
+  std::size_t used = 0;
 };
 
 bool fitsSections(const Field& nit, const NIT& record) {
-  NitSections sections;
-  for (std::size_t i = 0; i < record.descriptors.size(); ++i)
-    if (!sections.addNetworkDescriptor(nit.element("descriptors", i), record.descriptors[i])) return false;
-  sections.endNetworkDescriptors();
-  for (std::size_t i = 0; i < record.transport_streams.size(); ++i)
-    if (!sections.addTransportStream(nit.element("transport_streams", i), record.transport_streams[i].descriptors))
-      return false;
+  SectionCount sections;
+  for (const Descriptor& descriptor : record.descriptors) sections.add(wireSize(descriptor));
+  for (std::size_t i = 0; i < record.transport_streams.size(); ++i) {
+    const std::size_t loop = wireSize(record.transport_streams[i].descriptors);
+    const Field stream = nit.element("transport_streams", i);
+    if (kTransportStreamSize + loop > kRoom)
+      return refuse(stream["descriptors"], std::to_string(loop) + " bytes do not fit in a section");
+    sections.add(kTransportStreamSize + loop);
+  }
   return fitsSectionCount(nit, sections.count());
 }
 

@@ -28,8 +28,7 @@ inline void rebuild(dvbpsi_psi_section_t& section) {
   dvbpsi_delete(handle);
 }
 
-/// The items of a table's list, so that sections can be made of some of them at a time. The list is whole again
-/// after each use.
+/// The items of a table's list, so that sections can be made of some of them at a time.
 template <typename Table, typename Item>
 class TableItems {
  public:
@@ -40,16 +39,24 @@ class TableItems {
   [[nodiscard]] std::size_t size() const { return items.size(); }
   [[nodiscard]] const Item& operator[](std::size_t i) const { return *items[i]; }
 
-  /// The sections of the table as if its list held the items from `begin` to before `end` alone.
-  template <typename Generator>
-  SectionChain sectionsOf(std::size_t begin, std::size_t end, Generator generator) {
-    table.*list = begin == end ? nullptr : items[begin];
-    if (begin != end) items[end - 1]->p_next = nullptr;
-    SectionChain sections = generate(generator);
-    if (begin != end && end < items.size()) items[end - 1]->p_next = items[end];
-    table.*list = items.empty() ? nullptr : items.front();
-    return sections;
-  }
+  /// While it lives, the table's list holds the items from `begin` to before `end` alone.
+  class Part {
+   public:
+    Part(TableItems& whole, std::size_t begin, std::size_t end) : whole(whole), end(end) {
+      whole.table.*whole.list = begin == end ? nullptr : whole.items[begin];
+      if (end > 0) whole.items[end - 1]->p_next = nullptr;
+    }
+    Part(const Part&) = delete;
+    Part& operator=(const Part&) = delete;
+    ~Part() {
+      if (end > 0 && end < whole.size()) whole.items[end - 1]->p_next = whole.items[end];
+      whole.table.*whole.list = whole.items.empty() ? nullptr : whole.items.front();
+    }
+
+   private:
+    TableItems& whole;
+    const std::size_t end;
+  };
 
  private:
   Table& table;
@@ -97,7 +104,8 @@ class SectionGatherer {
     do {
       const std::size_t next = sectionEnd(items, starts, begin, end, room);
       if (next == begin && begin != end) return false;
-      if (!add(items.sectionsOf(begin, next, generator))) return false;
+      const typename Items::Part part(items, begin, next);
+      if (!add(generate(generator))) return false;
       begin = next;
     } while (begin < end);
     return true;

@@ -1,7 +1,6 @@
 #include "servicemux/sections/sections.h"
 
 #include "servicemux/sections/generate.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace vantor {
 
@@ -18,10 +17,6 @@ SectionChain generateSections(dvbpsi_pat_t& pat) {
 
 SectionChain generateSections(dvbpsi_cat_t& cat) {
   return generate([&](dvbpsi_t* handle) { return dvbpsi_cat_sections_generate(handle, &cat); });
-}
-
-SectionChain generateSections(dvbpsi_nit_t& nit) {
-  return generate([&](dvbpsi_t* handle) { return dvbpsi_nit_sections_generate(handle, &nit, kNitActual); });
 }
 
 SectionChain generateSections(dvbpsi_pmt_t& pmt) {

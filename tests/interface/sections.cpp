@@ -1,7 +1,8 @@
 #include "tests/interface/sections.h"
 
 #include <algorithm>
-#include <memory>
+
+#include "servicemux/sections/sections.h"
 
 using namespace vantor::thrift::dvb_tables;
 
@@ -10,12 +11,7 @@ namespace {
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kCrcSize = 4;
 
-template <typename Generate>
-std::vector<Bytes> generated(Generate generate) {
-  const std::unique_ptr<dvbpsi_t, decltype(&dvbpsi_delete)> handle(dvbpsi_new(nullptr, DVBPSI_MSG_NONE),
-                                                                   &dvbpsi_delete);
-  const std::unique_ptr<dvbpsi_psi_section_t, decltype(&dvbpsi_DeletePSISections)> chain(generate(handle.get()),
-                                                                                         &dvbpsi_DeletePSISections);
+std::vector<Bytes> bytesOf(const vantor::SectionChain& chain) {
   std::vector<Bytes> sections;
   for (const auto* section = chain.get(); section != nullptr; section = section->p_next)
     sections.emplace_back(section->p_data, section->p_payload_end + kCrcSize);
@@ -61,17 +57,9 @@ const std::uint8_t* payloadEnd(const Bytes& section) { return section.data() + s
 
 }  // namespace
 
-std::vector<Bytes> sectionsOf(dvbpsi_pat_t& pat) {
-  return generated([&](dvbpsi_t* handle) { return dvbpsi_pat_sections_generate(handle, &pat, 100); });
-}
-
-std::vector<Bytes> sectionsOf(dvbpsi_cat_t& cat) {
-  return generated([&](dvbpsi_t* handle) { return dvbpsi_cat_sections_generate(handle, &cat); });
-}
-
-std::vector<Bytes> sectionsOf(dvbpsi_nit_t& nit) {
-  return generated([&](dvbpsi_t* handle) { return dvbpsi_nit_sections_generate(handle, &nit, 0x40); });
-}
+std::vector<Bytes> sectionsOf(dvbpsi_pat_t& pat) { return bytesOf(vantor::generateSections(pat)); }
+std::vector<Bytes> sectionsOf(dvbpsi_cat_t& cat) { return bytesOf(vantor::generateSections(cat)); }
+std::vector<Bytes> sectionsOf(dvbpsi_nit_t& nit) { return bytesOf(vantor::generateSections(nit)); }
 
 std::string faultIn(const std::vector<Bytes>& sections) {
   if (sections.empty() || sections.size() > 256) return std::to_string(sections.size()) + " sections";

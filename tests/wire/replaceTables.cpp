@@ -28,10 +28,10 @@ constexpr std::size_t kDescriptorSize = 200;
 constexpr auto kLongPause = 700ms;
 constexpr std::chrono::milliseconds kPauses[] = {5ms, 40ms, kLongPause, 120ms, 65ms, 1ms, 190ms};
 
-Descriptor makeDescriptor(int tag, int fill, std::size_t size = kDescriptorSize) {
+Descriptor makeDescriptor(int tag, int fill) {
   Descriptor descriptor;
   descriptor.tag = static_cast<std::int16_t>(tag);
-  descriptor.data.assign(size, static_cast<char>(fill));
+  descriptor.data.assign(kDescriptorSize, static_cast<char>(fill));
   return descriptor;
 }
 
@@ -64,8 +64,6 @@ NIT makeNit(int version) {
     stream.transport_stream_id = i;
     stream.original_network_id = 1;
     stream.descriptors.push_back(makeDescriptor(0x81, version));
-    // libdvbpsi sees only before the last descriptor of a transport stream that it needs a new section.
-    stream.descriptors.push_back(makeDescriptor(0x82, version, 0));
     nit.transport_streams.push_back(stream);
   }
   return nit;

@@ -1,0 +1,51 @@
+#include "servicemux/sections/generate.h"
+#include "servicemux/sections/sections.h"
+#include "servicemux/sections/tableIds.h"
+
+namespace vantor {
+
+namespace {
+
+// EN 300 468 clause 5.2.1: sections of at most 1024 bytes, with 8 of header and two loop lengths.
+constexpr std::size_t kRoom = 1024 - 8 - 2 - 2 - kCrcSize;
+constexpr std::size_t kStreamHead = 6;  // up to transport_descriptors_length
+
+std::size_t wireSize(const dvbpsi_descriptor_t& descriptor) { return 2U + descriptor.i_length; }
+std::size_t wireSize(const dvbpsi_nit_ts_t& stream) { return kStreamHead + loopSize(stream.p_first_descriptor); }
+
+/// How far the items from `begin` on fit; takes them off the room.
+template <typename Items>
+std::size_t fill(const Items& items, std::size_t begin, std::size_t& room) {
+  std::size_t end = begin;
+  for (; end < items.size() && wireSize(items[end]) <= room; ++end) room -= wireSize(items[end]);
+  return end;
+}
+
+}  // namespace
+
+/// Network descriptors come first; a transport stream is never split. libdvbpsi would drop descriptors or write
+/// behind its buffer where a stream does not fit.
+SectionChain generateSections(dvbpsi_nit_t& nit) {
+  using Descriptors = TableItems<dvbpsi_nit_t, dvbpsi_descriptor_t>;
+  using Streams = TableItems<dvbpsi_nit_t, dvbpsi_nit_ts_t>;
+  Descriptors descriptors(nit, &dvbpsi_nit_t::p_first_descriptor);
+  Streams streams(nit, &dvbpsi_nit_t::p_first_ts);
+  SectionGatherer sections;
+  std::size_t descriptor = 0;
+  std::size_t stream = 0;
+  do {
+    std::size_t room = kRoom;
+    const std::size_t descriptorsEnd = fill(descriptors, descriptor, room);
+    const std::size_t streamsEnd = descriptorsEnd == descriptors.size() ? fill(streams, stream, room) : stream;
+    if (room == kRoom && streamsEnd < streams.size()) return nullptr;
+    const Descriptors::Part someDescriptors(descriptors, descriptor, descriptorsEnd);
+    const Streams::Part someStreams(streams, stream, streamsEnd);
+    const auto generator = [&](dvbpsi_t* handle) { return dvbpsi_nit_sections_generate(handle, &nit, kNitActual); };
+    if (!sections.add(generate(generator))) return nullptr;
+    descriptor = descriptorsEnd;
+    stream = streamsEnd;
+  } while (descriptor < descriptors.size() || stream < streams.size());
+  return sections.number() ? sections.chain() : nullptr;
+}
+
+}  // namespace vantor
