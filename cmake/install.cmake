@@ -38,6 +38,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/servicemuxConfigVersion.c
 install(FILES ${PROJECT_BINARY_DIR}/servicemuxConfig.cmake ${PROJECT_BINARY_DIR}/servicemuxConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# The files find their prefix from where they lie, so that an installed tree can be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 foreach(package servicemux servicemux-host)
   configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -17,6 +17,13 @@ g++ -std=c++17 tests/install/consumer.cpp -o build/consumer/consumer-pkg-config 
   $(pkg-config --cflags --libs servicemux servicemux-host) -Wl,-rpath,"$(pkg-config --variable=libdir servicemux)"
 build/consumer/consumer-pkg-config
 
+# The library has a soname and shows nothing but its namespace.
+library=$(find "$prefix" -name libservicemux.so)
+readelf -d "$library" | grep -q 'SONAME.*\[libservicemux\.so\.[0-9]*\]' || { echo "libservicemux.so has no soname"; exit 1; }
+if nm -DC --defined-only "$library" | awk '$2 ~ /^[TDB]$/' | grep -v ' vantor::'; then
+  echo "libservicemux.so exports what it should hide"; exit 1
+fi
+
 # Every installed header stands alone.
 cd "$prefix/include/servicemux"
 find . -name '*.h' ! -path './interface/records/*' | while read -r header; do
