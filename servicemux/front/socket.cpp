@@ -14,7 +14,7 @@ namespace vantor {
 
 namespace {
 
-constexpr unsigned char kTtl = 1;
+constexpr unsigned char kTtl = 1;  // the output stays on the local network
 constexpr unsigned int kMulticastNibble = 14;
 
 /// Tests the last octet, not the first: which outputs go out as multicast is settled by the address plan of the
@@ -71,10 +71,8 @@ bool serviceMux::setUpUnicast() {
   return false;
 }
 
-/// The output stays on the local network.
 bool serviceMux::setTTL(int option) const {
-  const unsigned char ttl = 1;
-  return setsockopt(socketFd, IPPROTO_IP, option, &ttl, sizeof ttl) == 0;
+  return setsockopt(socketFd, IPPROTO_IP, option, &kTtl, sizeof kTtl) == 0;
 }
 
 void serviceMux::closeSocket() {
