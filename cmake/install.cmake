@@ -9,8 +9,8 @@ install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_di
 
 foreach(header
     servicemux/export.h
-    servicemux/front/InsertionPeriods.h
-    servicemux/front/TableOnAir.h
+    servicemux/registries/InsertionPeriods.h
+    servicemux/streams/TableOnAir.h
     servicemux/front/serviceMux.h
     servicemux/muxer/MuxerStatistics.h
     servicemux/muxer/VBRmuxer.h

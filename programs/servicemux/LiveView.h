@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "servicemux/front/TableOnAir.h"
 #include "servicemux/muxer/MuxerStatistics.h"
+#include "servicemux/streams/TableOnAir.h"
 
 namespace vantor::cli {
 

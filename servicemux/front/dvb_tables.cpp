@@ -4,9 +4,9 @@
 #include "interface/converters/t2dNIT.h"
 #include "interface/converters/t2dPAT.h"
 #include "interface/host.h"
-#include "servicemux/front/pids.h"
 #include "servicemux/front/serviceMux.h"
 #include "servicemux/packetize/packetize.h"
+#include "servicemux/packetize/pids.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/streams/SimpleTable.h"
 

@@ -2,10 +2,10 @@
 #include <unistd.h>
 
 #include "interface/host.h"
-#include "servicemux/front/pids.h"
 #include "servicemux/front/serviceMux.h"
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/packetize/packet.h"
+#include "servicemux/packetize/pids.h"
 #include "servicemux/streams/SimpleTable.h"
 
 namespace vantor {

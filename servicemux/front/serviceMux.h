@@ -10,9 +10,9 @@
 
 #include "interface/records.h"
 #include "servicemux/export.h"
-#include "servicemux/front/InsertionPeriods.h"
-#include "servicemux/front/TableOnAir.h"
 #include "servicemux/muxer/MuxerStatistics.h"
+#include "servicemux/registries/InsertionPeriods.h"
+#include "servicemux/streams/TableOnAir.h"
 
 struct dvbpsi_psi_section_s;
 

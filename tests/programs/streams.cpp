@@ -1,11 +1,13 @@
 #include "tests/programs/streams.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "interface/converters/t2dCAT.h"
 #include "interface/converters/t2dNIT.h"
 #include "interface/converters/t2dPAT.h"
-#include "interface/dvbpsi.h"
+#include "servicemux/packetize/packetize.h"
+#include "servicemux/sections/sections.h"
 
 namespace vantor::testing {
 
@@ -13,12 +15,14 @@ namespace {
 
 using namespace thrift::dvb_tables;
 
-std::vector<std::string> takeSections(dvbpsi_psi_section_t* chain) {
+/// The sections that the library makes of a converted table.
+template <typename Table>
+std::vector<std::string> sectionsOfTable(Table* converted, void (*destroy)(Table*)) {
+  const std::unique_ptr<Table, void (*)(Table*)> table(converted, destroy);
+  const SectionChain chain = generateSections(*table);
   std::vector<std::string> out;
-  for (const auto* section = chain; section != nullptr; section = section->p_next)
-    out.emplace_back(reinterpret_cast<const char*>(section->p_data),
-                     static_cast<std::size_t>(section->p_payload_end - section->p_data) + 4);
-  dvbpsi_DeletePSISections(chain);
+  for (const auto* section = chain.get(); section != nullptr; section = section->p_next)
+    out.emplace_back(reinterpret_cast<const char*>(section->p_data), sectionSize(*section));
   return out;
 }
 
@@ -27,30 +31,13 @@ char low(unsigned value) { return static_cast<char>(value & 0xFF); }
 }  // namespace
 
 std::vector<std::string> sectionsOf(const PAT& record) {
-  auto* const table = t2dPAT(record);
-  auto* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
-  auto sections = takeSections(dvbpsi_pat_sections_generate(handle, table, 100));
-  dvbpsi_delete(handle);
-  dvbpsi_pat_delete(table);
-  return sections;
+  return sectionsOfTable(t2dPAT(record), dvbpsi_pat_delete);
 }
-
 std::vector<std::string> sectionsOf(const CAT& record) {
-  auto* const table = t2dCAT(record);
-  auto* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
-  auto sections = takeSections(dvbpsi_cat_sections_generate(handle, table));
-  dvbpsi_delete(handle);
-  dvbpsi_cat_delete(table);
-  return sections;
+  return sectionsOfTable(t2dCAT(record), dvbpsi_cat_delete);
 }
-
 std::vector<std::string> sectionsOf(const NIT& record) {
-  auto* const table = t2dNIT(record);
-  auto* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
-  auto sections = takeSections(dvbpsi_nit_sections_generate(handle, table, 0x40));
-  dvbpsi_delete(handle);
-  dvbpsi_nit_delete(table);
-  return sections;
+  return sectionsOfTable(t2dNIT(record), dvbpsi_nit_delete);
 }
 
 std::string makeSection(unsigned tableId, unsigned extension, unsigned version, unsigned number,

@@ -37,6 +37,30 @@ class Ring : public testing::Test {
   std::vector<std::unique_ptr<ScriptedStream>> streams;
 };
 
+/// A stream that always has a packet and writes it byte by byte. All bytes of a packet are equal.
+class UniformStream : public vantor::muxed_stream {
+ public:
+  explicit UniformStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 0, true, kNoCC) {}
+  ~UniformStream() override { unlinkFromMuxer(); }
+
+  unsigned int getBitrate() override { return 0; }
+
+  int get_packet(signed char* packet, time_point now, time_point& next) override {
+    ++packets;
+    for (std::size_t i = 0; i < vantor::kPacketSize; ++i) {
+      static_cast<volatile signed char*>(packet)[i] = static_cast<signed char>(packets);
+      onByte(i);
+    }
+    next = now;
+    return 1;
+  }
+
+  std::size_t packets = 0;
+  std::function<void(std::size_t)> onByte = [](std::size_t) {};
+};
+
+bool isUniform(const std::string& packet) { return packet.find_first_not_of(packet.front()) == std::string::npos; }
+
 }  // namespace
 
 TEST_F(Ring, PassBeyondItsEndGivesUpTheOldestPackets) {
@@ -96,7 +120,7 @@ TEST_F(Ring, StatisticsTellOfAConsumerThatIsHeldUp) {
 }
 
 TEST_F(Ring, OverrunUnderARunningConsumerTearsNoPacket) {
-  constexpr std::size_t kPasses = 200;
+  constexpr std::size_t kPasses = 300;
   addStreams(200, ScriptedStream::kEndless);
   time.beforeEachWait([this] {
     if (streams.front()->given.size() >= kPasses) muxer->muxerStop();
@@ -112,6 +136,29 @@ TEST_F(Ring, OverrunUnderARunningConsumerTearsNoPacket) {
     ASSERT_LT(pidOf(packet), streams.size());
     ASSERT_EQ(packet, makePacket(pidOf(packet), counterOf(packet), byteAt(packet, 4)));
   }
+}
+
+TEST_F(Ring, PacketThatIsBeingOverwrittenIsPassedOver) {
+  addStreams(kRingSize, 1);
+  UniformStream last(muxer);
+  last.linkToMuxer();
+  std::unique_ptr<WatchedThread> consumer;
+  last.onByte = [&](std::size_t i) {
+    if (i != vantor::kPacketSize / 2 || consumer) return;
+    // Half of the ring's first slot has been overwritten: all the others are sent now.
+    consumer = std::make_unique<WatchedThread>([this] { muxer->consumerRun(); });
+    WatchedThread::awaitSleep();
+  };
+  time.beforeEachWait([] { WatchedThread::awaitSleep(); });
+  time.at(milliseconds(1), [&] { last.unlinkFromMuxer(); });
+  time.at(seconds(1), [this] { muxer->muxerStop(); });
+  muxer->muxerRun();
+  consumer.reset();
+
+  const auto packets = sender.packets();
+  ASSERT_GE(packets.size(), kRingSize);
+  for (std::size_t i = 0; i + 1 < kRingSize; ++i) EXPECT_EQ(indexOf(packets[i]), i + 1) << "the oldest one is lost";
+  EXPECT_TRUE(isUniform(packets[kRingSize - 1]));
 }
 
 // The consumer is not told of packets under its mutex, so the news of them may come between its look at the ring

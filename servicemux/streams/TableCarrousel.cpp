@@ -1,0 +1,166 @@
+#include "servicemux/streams/TableCarrousel.h"
+
+#include <boost/thread/lock_guard.hpp>
+#include <memory>
+
+#include "servicemux/packetize/packet.h"
+#include "servicemux/packetize/packetize.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr unsigned int kShortestPeriod = 25;                   // ms
+constexpr std::uint64_t kNanosecondsTimesBps = 1504000000000;  // 188 bytes of 8 bits at 1 bit/s, in ns
+
+}  // namespace
+
+TableCarrousel::TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC)
+    : muxed_stream(muxer, pid, true, initialCC) {}
+
+TableCarrousel::~TableCarrousel() {
+  unlinkFromMuxer();
+  const boost::lock_guard<boost::mutex> guard(lock);
+  while (!subtables.empty()) remove(subtables.front());
+}
+
+SubTable* TableCarrousel::new_packetized_subtable(std::string& packets, unsigned int period,
+                                                  unsigned char nSections) {
+  if (packets.empty() || period < kShortestPeriod) return nullptr;
+  return add(std::make_unique<SubTable>(packets, period, nSections, false, nullptr));
+}
+
+SubTable* TableCarrousel::new_packetized_subtable(unsigned int period, SttSource* registry) {
+  if (period < kShortestPeriod) return nullptr;
+  std::string none;
+  return add(std::make_unique<SubTable>(none, period, 1, true, registry));
+}
+
+SubTable* TableCarrousel::add(std::unique_ptr<SubTable> owned) {
+  SubTable* const sub = owned.release();
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    sub->order = nextOrder++;
+    subtables.push_back(*sub);
+    byDueTime.insert(*sub);
+    if (subtables.size() == 1) {
+      current = sub;
+      dueTime = boost::chrono::steady_clock::now();
+    }
+    totalBitrate += sub->bitrate;
+    recalculate_timing();
+  }
+  linkToMuxer();
+  return sub;
+}
+
+int TableCarrousel::replace_packetized_subtable(SubTable* sub, std::string& packets, unsigned char nSections) {
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    if (!sub->is_linked()) return -1;
+    totalBitrate -= sub->bitrate;
+    if (packets.empty()) {
+      remove(*sub);
+    } else {
+      sub->NewPackets(packets);
+      sub->NewNSections(nSections);
+      sub->NewPeriod(sub->period);
+      sub->repetition = {};
+      totalBitrate += sub->bitrate;
+    }
+    recalculate_timing();
+    if (!subtables.empty()) return 0;
+  }
+  unlinkFromMuxer();
+  return 0;
+}
+
+int TableCarrousel::replace_packetized_subtable(SubTable* sub) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  return sub->is_linked() ? 0 : -1;
+}
+
+int TableCarrousel::clear_packetized_subtable(SubTable* sub) {
+  std::string none;
+  return replace_packetized_subtable(sub, none, 0);
+}
+
+unsigned int TableCarrousel::GetNumberSubTables() {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  return subtables.size();
+}
+
+StreamedTable TableCarrousel::onAir(const SubTable& sub) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  const auto packets = sub.dynamic ? 1 : static_cast<unsigned int>(sub.packets.size() / kPacketSize);
+  return {sub.period, packets, tableVersion(sub.packets), sub.repetition};
+}
+
+unsigned int TableCarrousel::getBitrate() {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  return totalBitrate;
+}
+
+int TableCarrousel::get_packet(signed char* packet, time_point now, time_point& next) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  if (subtables.empty()) return 0;
+  bool sent = false;
+  if (now >= dueTime) {
+    dueTime += boost::chrono::nanoseconds(packetInterval);
+    sent = sendPacket(packet, now);
+  }
+  if (dueTime < next) next = dueTime;
+  return sent ? 1 : 0;
+}
+
+/// Uses the slot (lock held): sends the current subtable's next packet, or only chooses a subtable when the current
+/// one was removed.
+bool TableCarrousel::sendPacket(signed char* packet, time_point now) {
+  if (current == nullptr) {
+    GetNextTable(now);
+    return false;
+  }
+  if (takePacket(*current, packet, now)) GetNextTable(now);
+  restamp_cc(packet);
+  return true;
+}
+
+/// Takes a subtable's packet, out of the index meanwhile: the due time it is filed under may move on.
+bool TableCarrousel::takePacket(SubTable& sub, signed char* packet, time_point now) {
+  if (sub.readOffset == 0) sub.repetition.begin(now);
+  byDueTime.erase(byDueTime.iterator_to(sub));
+  const bool mayChange = sub.GetSubtablePacket(packet);
+  byDueTime.insert(sub);
+  return mayChange;
+}
+
+/// Makes the subtable current that has been due longest; among those due equally long the first one after the
+/// current in list order, wrapping around; the first of the list when none is overdue (lock held).
+void TableCarrousel::GetNextTable(time_point now) {
+  SubTable& earliest = *byDueTime.begin();
+  if (earliest.getCurrentTicket(now) == boost::chrono::nanoseconds::zero()) {
+    current = &subtables.front();
+    return;
+  }
+  SubTable* choice = &earliest;
+  if (current != nullptr) {
+    const auto dueLater = [](const auto& key, const SubTable& sub) {
+      return key.first != sub.dueTime ? key.first < sub.dueTime : key.second < sub.order;
+    };
+    const auto after = byDueTime.upper_bound(std::make_pair(earliest.dueTime, current->order), dueLater);
+    if (after != byDueTime.end() && after->dueTime == earliest.dueTime) choice = &*after;
+  }
+  current = choice;
+}
+
+void TableCarrousel::remove(SubTable& sub) {
+  if (current == &sub) current = nullptr;
+  byDueTime.erase(byDueTime.iterator_to(sub));
+  subtables.erase_and_dispose(subtables.iterator_to(sub), std::default_delete<SubTable>());
+}
+
+void TableCarrousel::recalculate_timing() {
+  packetInterval = totalBitrate == 0 ? 0 : kNanosecondsTimesBps / totalBitrate;
+}
+
+}  // namespace vantor

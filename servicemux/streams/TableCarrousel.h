@@ -1,0 +1,88 @@
+#pragma once
+
+#include <boost/intrusive/list.hpp>
+#include <boost/intrusive/set.hpp>
+#include <boost/thread/mutex.hpp>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "servicemux/muxer/muxed_stream.h"
+#include "servicemux/streams/SubTable.h"
+
+namespace vantor {
+
+/// Shares one PID among subtables, each with a period of its own.
+///
+/// The carousel sends at the sum of its subtables' bitrates, one packet a slot. After each section it goes on with
+/// the subtable that has been due longest; when none is due, with the first one, which thereby takes the spare
+/// slots. Sections are never interleaved. The carousel owns its subtables and hands out plain pointers as handles,
+/// valid until the subtable is cleared or the carousel is destroyed. All operations may come from any thread that
+/// holds no stream's mutex. The carousel is linked to the muxer while it holds a subtable.
+class SERVICEMUX_API TableCarrousel : public muxed_stream {
+ public:
+  /// `initialCC` is the counter that the first packet continues from, kNoCC for none.
+  /// Throws boost::thread_resource_error when the mutex cannot be made.
+  TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC);
+  ~TableCarrousel() override;
+
+  /// Adds a subtable that repeats `packets` (swapped in) every `period` ms. Null, with nothing changed, for an
+  /// empty string or a period below 25 ms.
+  [[nodiscard]] SubTable* new_packetized_subtable(std::string& packets, unsigned int period,
+                                                  unsigned char nSections);
+
+  /// Adds a subtable whose packet `registry` makes at each sending. Null for a period below 25 ms.
+  [[nodiscard]] SubTable* new_packetized_subtable(unsigned int period, SttSource* registry);
+
+  /// Replaces a subtable's packets (the caller gets the old ones) in its place, with its period and due time; an
+  /// empty string removes it. Returns 0, or -1 for a subtable that is in no carousel.
+  int replace_packetized_subtable(SubTable* sub, std::string& packets, unsigned char nSections);
+
+  /// Returns 0 when the subtable is in a carousel, else -1.
+  int replace_packetized_subtable(SubTable* sub);
+
+  /// Removes and deletes a subtable. Returns 0, or -1 for one that is in no carousel.
+  int clear_packetized_subtable(SubTable* sub);
+
+  [[nodiscard]] unsigned int GetNumberSubTables();
+
+  /// What is on air of one subtable and how often it has been sent.
+  [[nodiscard]] StreamedTable onAir(const SubTable& sub);
+
+  unsigned int getBitrate() override;
+  [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
+
+ private:
+  /// What is due earliest comes first; subtables due at the same time stand in list order.
+  struct DueEarlier {
+    bool operator()(const SubTable& a, const SubTable& b) const {
+      return a.dueTime != b.dueTime ? a.dueTime < b.dueTime : a.order < b.order;
+    }
+  };
+  using SubTableList =
+      boost::intrusive::list<SubTable, boost::intrusive::base_hook<subtable_hook>,
+                             boost::intrusive::constant_time_size<true>, boost::intrusive::size_type<unsigned int>>;
+  using DueIndex = boost::intrusive::set<
+      SubTable, boost::intrusive::member_hook<SubTable, boost::intrusive::set_member_hook<>, &SubTable::indexHook>,
+      boost::intrusive::compare<DueEarlier>, boost::intrusive::constant_time_size<false>>;
+
+  SubTable* add(std::unique_ptr<SubTable> owned);
+  void remove(SubTable& sub);
+  bool sendPacket(signed char* packet, time_point now);
+  bool takePacket(SubTable& sub, signed char* packet, time_point now);
+  void GetNextTable(time_point now);
+  void recalculate_timing();
+
+  // Guarded by lock.
+  SubTableList subtables;            // in the order of their adding
+  SubTable* current = nullptr;       // being sent, null when it was removed
+  unsigned int totalBitrate = 0;     // bit/s
+  std::uint64_t packetInterval = 0;  // ns
+  time_point dueTime;                // of the next slot
+  DueIndex byDueTime;                // the same subtables
+  std::uint64_t nextOrder = 0;
+
+  boost::mutex lock;
+};
+
+}  // namespace vantor

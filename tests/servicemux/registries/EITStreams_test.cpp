@@ -1,0 +1,87 @@
+#include "servicemux/registries/EITStreams.h"
+
+#include "tests/servicemux/registries/RegistryTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class EITStreamsTest : public RegistryTest {
+ protected:
+  bool add(unsigned char tableId, unsigned short sid) {
+    std::string packets = makePacket(0x12, 0);
+    return eits.newEIT(tableId, sid, packets, 1);
+  }
+
+  vantor::EITStreams eits{&output};
+};
+
+}  // namespace
+
+TEST_F(EITStreamsTest, PeriodsFollowTheTableId) {
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x4E), 2000);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x4F), 10000);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x50), 30000);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x5F), 30000);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x60), 60000);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x6F), 60000);
+  EXPECT_THAT(takeLines(log), IsEmpty());
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x4D), 10000);
+  EXPECT_THAT(takeLines(log), ElementsAre("3 [getEITInsertionPeriod] Table id [0x4d] out of range!"));
+}
+
+TEST_F(EITStreamsTest, SameTableIdAndServiceIsReplaced) {
+  EXPECT_TRUE(add(0x4E, 0x102));
+  EXPECT_TRUE(add(0x4E, 0x102));
+  EXPECT_THAT(
+      takeLines(log),
+      ElementsAre("7 Add new EIT tid [0x004e] sid [0x0102]", "7 EIT not found tid [0x004e] sid [0x0102]",
+                  "7 Add new EIT tid [0x004e] sid [0x0102]", "7 EIT found tid [0x004e] sid [0x0102] replace "));
+  EXPECT_THAT(onAir(eits), SizeIs(1));
+}
+
+TEST_F(EITStreamsTest, ClearingAServiceTakesAllOfItsTables) {
+  add(0x50, 0x102);
+  add(0x4E, 0x102);
+  add(0x51, 0x102);
+  add(0x4E, 0x103);
+  EXPECT_EQ(eits.findEIT(0x102), eits.findEIT(0x50, 0x102)) << "the first that was added";
+  takeLines(log);
+  eits.clearEIT(0x102);
+  EXPECT_THAT(takeLines(log), IsEmpty());
+  EXPECT_EQ(eits.findEIT(0x102), nullptr);
+  EXPECT_EQ(eits.findEIT(0x51, 0x102), nullptr);
+  EXPECT_NE(eits.findEIT(0x4E, 0x103), nullptr);
+  EXPECT_THAT(onAir(eits), SizeIs(1));
+}
+
+TEST_F(EITStreamsTest, UnknownServiceIsNothingToClear) {
+  add(0x4E, 1);
+  eits.clearEIT(2);
+  EXPECT_THAT(onAir(eits), SizeIs(1));
+}
+
+TEST_F(EITStreamsTest, UnknownTableIdGetsTheFallbackPeriod) {
+  EXPECT_TRUE(add(0x70, 1));
+  EXPECT_EQ(onAir(eits).at(0).period, 10000U);
+  EXPECT_THAT(takeLines(log), testing::Contains("3 [getEITInsertionPeriod] Table id [0x70] out of range!"));
+}
+
+TEST_F(EITStreamsTest, RefusedEITLeavesNothingBehind) {
+  output.periods.eitPresentFollowingActual = 24;
+  EXPECT_FALSE(add(0x4E, 1));
+  EXPECT_EQ(eits.findEIT(0x4E, 1), nullptr);
+  EXPECT_EQ(eits.findEIT(1), nullptr);
+}
+
+TEST_F(EITStreamsTest, AllCanBeClearedAndAddedAgain) {
+  eits.clearAllEITs();
+  for (unsigned short sid = 0; sid < 100; ++sid) add(0x4E, sid);
+  eits.clearAllEITs();
+  EXPECT_THAT(onAir(eits), IsEmpty());
+  EXPECT_EQ(eits.findEIT(0x4E, 7), nullptr);
+  EXPECT_TRUE(add(0x4E, 7));
+  EXPECT_THAT(onAir(eits), SizeIs(1));
+}
