@@ -23,6 +23,7 @@ foreach(header
     interface/host.h
     interface/host_default/log.h
     interface/records.h
+    interface/converters/owned.h
     interface/converters/t2dCAT.h
     interface/converters/t2dNIT.h
     interface/converters/t2dPAT.h)

@@ -1,5 +1,4 @@
-#include <memory>
-
+#include "interface/converters/owned.h"
 #include "interface/converters/t2dCAT.h"
 #include "interface/converters/t2dNIT.h"
 #include "interface/converters/t2dPAT.h"
@@ -8,6 +7,7 @@
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/packetize/pids.h"
 #include "servicemux/sections/sections.h"
+#include "servicemux/sections/tableIds.h"
 #include "servicemux/streams/SimpleTable.h"
 
 namespace vantor {
@@ -16,17 +16,7 @@ namespace {
 
 using namespace vantor::thrift::dvb_tables;
 
-constexpr unsigned char kCatTableId = 0x01;
-constexpr unsigned char kNitActualTableId = 0x40;
 constexpr unsigned char kMaxVersion = 31;  // version_number has 5 bits
-
-template <typename Table, void (*Delete)(Table*)>
-struct TableDeleter {
-  void operator()(Table* table) const { Delete(table); }
-};
-using PatTable = std::unique_ptr<dvbpsi_pat_t, TableDeleter<dvbpsi_pat_t, dvbpsi_pat_delete>>;
-using CatTable = std::unique_ptr<dvbpsi_cat_t, TableDeleter<dvbpsi_cat_t, dvbpsi_cat_delete>>;
-using NitTable = std::unique_ptr<dvbpsi_nit_t, TableDeleter<dvbpsi_nit_t, dvbpsi_nit_delete>>;
 
 void clampVersion(unsigned char& version) {
   if (version > kMaxVersion) version = 0;
@@ -93,7 +83,7 @@ void serviceMux::clearCAT() {
 
 void serviceMux::clearNIT() {
   clearTable(*nit, "NITact", "NIT");
-  clearCurrentdumpedTable(kNitActualTableId, 0);
+  clearCurrentdumpedTable(kNitActual, 0);
 }
 
 void serviceMux::clearTable(SimpleTable& stream, const char* table, const char* kind) {

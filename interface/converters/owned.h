@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+
+#include "interface/dvbpsi.h"
+
+/// Owning pointers for libdvbpsi's tables, such as the converters return.
+
+namespace vantor {
+
+template <typename Table, void (*Delete)(Table*)>
+struct TableDeleter {
+  void operator()(Table* table) const { Delete(table); }
+};
+
+using PatTable = std::unique_ptr<dvbpsi_pat_t, TableDeleter<dvbpsi_pat_t, dvbpsi_pat_delete>>;
+using CatTable = std::unique_ptr<dvbpsi_cat_t, TableDeleter<dvbpsi_cat_t, dvbpsi_cat_delete>>;
+using NitTable = std::unique_ptr<dvbpsi_nit_t, TableDeleter<dvbpsi_nit_t, dvbpsi_nit_delete>>;
+
+}  // namespace vantor
