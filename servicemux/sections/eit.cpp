@@ -14,8 +14,8 @@ constexpr int kSegmentsPerDay = 24 / kSegmentHours;
 constexpr int kSegmentsPerTable = 32;
 constexpr std::size_t kSectionsPerSegment = 8;
 
-// Sections of at most 4096 bytes, 14 of them before the events.
-constexpr SectionRoom kRoom{4096 - 14 - kCrcSize, 12};
+// Sections may have 4096 bytes, but above 4094 libdvbpsi begins another one; 14 of them come before the events.
+constexpr SectionRoom kRoom{4094 - 14 - kCrcSize, 12};
 
 // Behind the 8 bytes of the section's header: transport_stream_id, original_network_id, then these.
 constexpr std::size_t kSegmentLastSectionNumberOffset = 12;

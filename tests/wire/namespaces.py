@@ -30,9 +30,10 @@ class Namespace:
         self.name = f"wire-{uuid.uuid4().hex[:12]}"
         try:
             _ip("netns", "add", self.name)
+            self.ip("link", "set", "lo", "up")
         except OSError as error:
-            raise NotPermitted(f"no network namespace can be made here: {error}") from error
-        self.ip("link", "set", "lo", "up")
+            self.delete()
+            raise NotPermitted(f"no network namespace can be made and entered here: {error}") from error
 
     def ip(self, *arguments):
         _ip("-n", self.name, *arguments)
