@@ -9,24 +9,34 @@ install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_di
 
 foreach(header
     servicemux/export.h
-    servicemux/registries/InsertionPeriods.h
-    servicemux/streams/TableOnAir.h
     servicemux/front/serviceMux.h
     servicemux/muxer/MuxerStatistics.h
     servicemux/muxer/VBRmuxer.h
     servicemux/muxer/muxed_stream.h
     servicemux/packetize/packet.h
     servicemux/packetize/packetize.h
+    servicemux/registries/EITStreams.h
+    servicemux/registries/InsertionPeriods.h
+    servicemux/registries/PMTStreams.h
+    servicemux/registries/RegistryOwner.h
+    servicemux/registries/SDTStreams.h
     servicemux/streams/Repetition.h
     servicemux/streams/SimpleTable.h
+    servicemux/streams/SttSource.h
+    servicemux/streams/SubTable.h
+    servicemux/streams/TableCarrousel.h
+    servicemux/streams/TableOnAir.h
     interface/dvbpsi.h
     interface/host.h
     interface/host_default/log.h
     interface/records.h
     interface/converters/owned.h
     interface/converters/t2dCAT.h
+    interface/converters/t2dEIT.h
     interface/converters/t2dNIT.h
-    interface/converters/t2dPAT.h)
+    interface/converters/t2dPAT.h
+    interface/converters/t2dPMT.h
+    interface/converters/t2dSDT.h)
   get_filename_component(directory ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${SERVICEMUX_INCLUDEDIR}/${directory})
 endforeach()

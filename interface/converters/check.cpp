@@ -7,16 +7,6 @@
 
 namespace vantor::thrift::dvb_tables {
 
-namespace {
-
-std::string hex(std::int64_t value) {
-  char text[20];
-  std::snprintf(text, sizeof text, "0x%llX", static_cast<unsigned long long>(value));
-  return text;
-}
-
-}  // namespace
-
 std::string Field::path() const {
   if (parent == nullptr) return name;
   std::string text = parent->path() + (parent->parent == nullptr ? ": " : ".") + name;
@@ -27,6 +17,12 @@ std::string Field::path() const {
 bool refuse(const Field& field, const std::string& reason) {
   log_function(HOST_LOG_ERROR, 0, "%s: %s", field.path().c_str(), reason.c_str());
   return false;
+}
+
+std::string hex(std::int64_t value) {
+  char text[20];
+  std::snprintf(text, sizeof text, "0x%llX", static_cast<unsigned long long>(value));
+  return text;
 }
 
 bool inRange(const Field& field, std::int64_t value, std::int64_t max) {
@@ -54,6 +50,22 @@ bool areDescriptors(const Field& parent, const char* list, const std::vector<Des
 bool fitsSectionCount(const Field& field, std::size_t sections) {
   return sections <= kMaxSections || refuse(field, "needs " + std::to_string(sections) + " sections, more than " +
                                                        std::to_string(kMaxSections));
+}
+
+bool SectionCount::add(const Field& item, const std::vector<Descriptor>& descriptors, bool startsSection) {
+  const std::size_t loop = wireSize(descriptors);
+  if (room.itemHead + loop > room.bytes)
+    return refuse(item["descriptors"], std::to_string(loop) + " bytes do not fit in a section");
+  add(room.itemHead + loop, startsSection);
+  return true;
+}
+
+void SectionCount::add(std::size_t size, bool startsSection) {
+  if (used > 0 && (startsSection || used + size > room.bytes)) {
+    ++sections;
+    used = 0;
+  }
+  used += size;
 }
 
 std::size_t wireSize(const std::vector<Descriptor>& descriptors) {

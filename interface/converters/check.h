@@ -7,24 +7,19 @@
 
 #include "interface/dvbpsi.h"
 #include "interface/records.h"
+#include "interface/sectioning.h"
 
 /// What the converters share: checks that a record's values can be carried on the wire. A check that fails logs
 /// the field and its value as an error, once, and returns false. Safe to call from any thread.
 
 namespace vantor::thrift::dvb_tables {
 
+constexpr std::int64_t kMax3Bits = 0x7;
 constexpr std::int64_t kMax8Bits = 0xFF;
 constexpr std::int64_t kMax16Bits = 0xFFFF;
+constexpr std::int64_t kMax24Bits = 0xFFFFFF;
+constexpr std::int64_t kMax40Bits = 0xFFFFFFFFFF;
 constexpr std::int64_t kMaxPid = 0x1FFF;
-
-/// section_number and last_section_number have 8 bits.
-constexpr std::size_t kMaxSections = 256;
-
-/// Bytes of a whole section, for all tables but the EIT: ISO/IEC 13818-1 clause 2.4.4, EN 300 468 clause 5.1.1.
-constexpr std::size_t kMaxSectionSize = 1024;
-
-/// Bytes of a section with the long header around its payload: the header up to last_section_number, and CRC_32.
-constexpr std::size_t kSectionOverhead = 12;
 
 /// descriptor_tag and descriptor_length.
 constexpr std::size_t kDescriptorHeaderSize = 2;
@@ -53,6 +48,9 @@ class Field {
 /// Logs "path: reason" as an error. Returns false, so that a check can end with it.
 bool refuse(const Field& field, const std::string& reason);
 
+/// Like 0x4E, for reasons.
+std::string hex(std::int64_t value);
+
 /// True when the value is between 0 and `max`.
 [[nodiscard]] bool inRange(const Field& field, std::int64_t value, std::int64_t max);
 
@@ -75,6 +73,27 @@ inline std::size_t wireSize(const Descriptor& descriptor) { return kDescriptorHe
 
 /// Bytes of a descriptor loop as sent, without its length field.
 std::size_t wireSize(const std::vector<Descriptor>& descriptors);
+
+/// Counts the sections that a table's items fill one after the other, each going whole into the section that has
+/// room for it.
+class SectionCount {
+ public:
+  explicit SectionCount(const SectionRoom& room) : room(room) {}
+
+  /// An item with a descriptor loop, which may ask for a section of its own to begin. False when it fits no
+  /// section.
+  [[nodiscard]] bool add(const Field& item, const std::vector<Descriptor>& descriptors, bool startsSection = false);
+
+  /// Bytes that are known to fit a section.
+  void add(std::size_t size, bool startsSection = false);
+
+  std::size_t count() const { return sections; }
+
+ private:
+  SectionRoom room;
+  std::size_t sections = 1;
+  std::size_t used = 0;
+};
 
 /// Hands checked descriptors to one of libdvbpsi's `dvbpsi_*_descriptor_add`, which copies them. False when it runs
 /// out of memory.

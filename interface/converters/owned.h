@@ -16,5 +16,8 @@ struct TableDeleter {
 using PatTable = std::unique_ptr<dvbpsi_pat_t, TableDeleter<dvbpsi_pat_t, dvbpsi_pat_delete>>;
 using CatTable = std::unique_ptr<dvbpsi_cat_t, TableDeleter<dvbpsi_cat_t, dvbpsi_cat_delete>>;
 using NitTable = std::unique_ptr<dvbpsi_nit_t, TableDeleter<dvbpsi_nit_t, dvbpsi_nit_delete>>;
+using PmtTable = std::unique_ptr<dvbpsi_pmt_t, TableDeleter<dvbpsi_pmt_t, dvbpsi_pmt_delete>>;
+using SdtTable = std::unique_ptr<dvbpsi_sdt_t, TableDeleter<dvbpsi_sdt_t, dvbpsi_sdt_delete>>;
+using EitTable = std::unique_ptr<dvbpsi_eit_t, TableDeleter<dvbpsi_eit_t, dvbpsi_eit_delete>>;
 
 }  // namespace vantor

@@ -8,18 +8,10 @@ namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-/// The sections that hold the descriptors one after the other, none of them divided.
 std::size_t sectionCount(const std::vector<Descriptor>& descriptors) {
-  std::size_t sections = 1;
-  std::size_t size = kSectionOverhead;
-  for (const Descriptor& descriptor : descriptors) {
-    if (size + wireSize(descriptor) > kMaxSectionSize) {
-      ++sections;
-      size = kSectionOverhead;
-    }
-    size += wireSize(descriptor);
-  }
-  return sections;
+  SectionCount sections(kCatRoom);
+  for (const Descriptor& descriptor : descriptors) sections.add(wireSize(descriptor));
+  return sections.count();
 }
 
 bool canBeSent(const CAT& record) {

@@ -10,38 +10,11 @@ namespace {
 
 constexpr std::uint8_t kNitActual = 0x40;  // EN 300 468, table 2
 
-/// What one section has room for between its two loop lengths and CRC_32.
-constexpr std::size_t kRoom = kMaxSectionSize - kSectionOverhead - 4;
-constexpr std::size_t kTransportStreamSize = 6;  // up to transport_descriptors_length
-
-/// Counts sections as they are filled: each item goes whole into the section that has room for it.
-class SectionCount {
- public:
-  void add(std::size_t size) {
-    if (used + size > kRoom) {
-      ++sections;
-      used = 0;
-    }
-    used += size;
-  }
-
-  std::size_t count() const { return sections; }
-
- private:
-  std::size_t sections = 1;
-  std::size_t used = 0;
-};
-
 bool fitsSections(const Field& nit, const NIT& record) {
-  SectionCount sections;
+  SectionCount sections(kNitRoom);
   for (const Descriptor& descriptor : record.descriptors) sections.add(wireSize(descriptor));
-  for (std::size_t i = 0; i < record.transport_streams.size(); ++i) {
-    const std::size_t loop = wireSize(record.transport_streams[i].descriptors);
-    const Field stream = nit.element("transport_streams", i);
-    if (kTransportStreamSize + loop > kRoom)
-      return refuse(stream["descriptors"], std::to_string(loop) + " bytes do not fit in a section");
-    sections.add(kTransportStreamSize + loop);
-  }
+  for (std::size_t i = 0; i < record.transport_streams.size(); ++i)
+    if (!sections.add(nit.element("transport_streams", i), record.transport_streams[i].descriptors)) return false;
   return fitsSectionCount(nit, sections.count());
 }
 

@@ -3,9 +3,13 @@
 #include "interface/converters/t2dNIT.h"
 #include "interface/converters/t2dPAT.h"
 #include "interface/host.h"
+#include "servicemux/front/intake.h"
 #include "servicemux/front/serviceMux.h"
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/packetize/pids.h"
+#include "servicemux/registries/EITStreams.h"
+#include "servicemux/registries/PMTStreams.h"
+#include "servicemux/registries/SDTStreams.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/sections/tableIds.h"
 #include "servicemux/streams/SimpleTable.h"
@@ -15,14 +19,6 @@ namespace vantor {
 namespace {
 
 using namespace vantor::thrift::dvb_tables;
-
-constexpr unsigned char kMaxVersion = 31;  // version_number has 5 bits
-
-void clampVersion(unsigned char& version) {
-  if (version > kMaxVersion) version = 0;
-}
-
-unsigned int sectionCount(const SectionChain& sections) { return sections->i_last_number + 1U; }
 
 }  // namespace
 
@@ -115,6 +111,9 @@ void serviceMux::clearAllTables() {
   pat->clear_packetized_table();
   cat->clear_packetized_table();
   nit->clear_packetized_table();
+  pmts->clearAllPMTs();
+  eits->clearAllEITs();
+  sdts->clearAllSDTs();
   clearDumpedTables();
 }
 

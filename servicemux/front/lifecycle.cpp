@@ -6,7 +6,11 @@
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/packetize/packet.h"
 #include "servicemux/packetize/pids.h"
+#include "servicemux/registries/EITStreams.h"
+#include "servicemux/registries/PMTStreams.h"
+#include "servicemux/registries/SDTStreams.h"
 #include "servicemux/streams/SimpleTable.h"
+#include "servicemux/streams/TableCarrousel.h"
 
 namespace vantor {
 
@@ -37,6 +41,11 @@ serviceMux::serviceMux(const char* name, vantor::thrift::general::OutputAddress 
   cat = std::make_unique<SimpleTable>(muxer, kCatPid, periods.cat);
   nit = std::make_unique<SimpleTable>(muxer, kNitPid, periods.nit);
   nullPackets = std::make_unique<SimpleTable>(muxer, kNullPid, periods.nullPackets);
+  sdtCarrousel = std::make_shared<TableCarrousel>(muxer, kSdtPid, muxed_stream::kNoCC);
+  RegistryOwner* const owner = this;
+  pmts = std::make_unique<PMTStreams>(owner);
+  sdts = std::make_unique<SDTStreams>(owner);
+  eits = std::make_unique<EITStreams>(owner);
   startServiceMuxerThread();
   startConsumerThread();
   startTime = Clock::now();
@@ -47,6 +56,8 @@ serviceMux::~serviceMux() {
   cat.reset();
   nit.reset();
   nullPackets.reset();
+  sdts.reset();
+  sdtCarrousel.reset();
   muxerStop();
   if (consumerThread.joinable()) consumerThread.join();
   if (producerThread.joinable()) producerThread.join();
@@ -68,6 +79,9 @@ std::vector<TableOnAir> serviceMux::tablesOnAir() const {
   add("CAT", kCatPid, *cat);
   add("NITact", kNitPid, *nit);
   add("null", kNullPid, *nullPackets);
+  pmts->listOnAir(tables);
+  sdts->listOnAir(tables);
+  eits->listOnAir(tables);
   return tables;
 }
 

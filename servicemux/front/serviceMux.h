@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 
 #include <boost/chrono.hpp>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -12,13 +13,18 @@
 #include "servicemux/export.h"
 #include "servicemux/muxer/MuxerStatistics.h"
 #include "servicemux/registries/InsertionPeriods.h"
+#include "servicemux/registries/RegistryOwner.h"
 #include "servicemux/streams/TableOnAir.h"
 
 struct dvbpsi_psi_section_s;
 
 namespace vantor {
 
+class EITStreams;
+class PMTStreams;
+class SDTStreams;
 class SimpleTable;
+class TableCarrousel;
 class VBRmuxer;
 
 /// The signalling multiplex of one output: takes table records in, builds their sections and packets and repeats
@@ -28,7 +34,7 @@ class VBRmuxer;
 /// tables start empty. Errors are logged, never thrown, and leave on air what was there; the only exceptions are
 /// those of the thread library when it runs out of resources, at construction. Table operations take no lock and
 /// must come from one thread at a time; setBitrate and statistics may come from any.
-class SERVICEMUX_API serviceMux {
+class SERVICEMUX_API serviceMux final : private RegistryOwner {
  public:
   /// `name` opens the log messages (null counts as empty). `address` says where the datagrams go; when the last
   /// octet of its ip is 224 to 239 they leave as multicast through the VLAN interface that `vlan` selects.
@@ -56,6 +62,30 @@ class SERVICEMUX_API serviceMux {
   void clearCAT();
   int newNIT(const vantor::thrift::dvb_tables::NIT& record);
   void clearNIT();
+
+  /// Puts a program's PMT on its PID. One that is on air on another PID stays there: clear it first.
+  int newPMT(const vantor::thrift::dvb_tables::PMT& record, short pid);
+  void clearPMT(short program, short pid);
+  void clearAllPMTs();
+
+  int newSDTActual(const vantor::thrift::dvb_tables::SDT& record);
+  /// One SDT other for each other transport stream.
+  int newSDTOthers(const vantor::thrift::dvb_tables::SDT& record);
+  void clearSDTActual();
+  /// Takes the SDT others with this transport_stream_id and original_network_id off air; -1 stands for any.
+  void clearSDTOthers(int transport_stream_id, int original_network_id);
+
+  /// EIT subtables, each by its table_id and service. The keys only tell the order in which they are taken.
+  using EITRecords = std::map<int, std::map<int, vantor::thrift::dvb_tables::EIT>>;
+
+  /// Puts EIT subtables on air. A record that cannot be converted is passed over; returns the version of the last
+  /// one that could, -1 when there was none.
+  int newEITpf(const EITRecords& records);
+  int newEITsch(const EITRecords& records);
+  /// Each of these takes all EITs of a service off air, present/following and schedule alike.
+  void clearEITpf(short sid);
+  void clearEITsch(short sid);
+  void clearAllEITs();
 
   /// Sends one null packet every `period` ms. Returns 0.
   int newNULLPkts(unsigned int period);
@@ -103,6 +133,16 @@ class SERVICEMUX_API serviceMux {
  private:
   using Clock = boost::chrono::steady_clock;
 
+  // What the registries see of this output.
+  [[nodiscard]] const std::string& outputName() const override { return name; }
+  [[nodiscard]] const InsertionPeriods& insertionPeriods() const override { return periods; }
+  [[nodiscard]] const std::shared_ptr<VBRmuxer>& outputMuxer() const override { return muxer; }
+  [[nodiscard]] const std::shared_ptr<TableCarrousel>& outputSdtCarrousel() const override { return sdtCarrousel; }
+
+  int newSDT(const vantor::thrift::dvb_tables::SDT& record, unsigned char tableId);
+  template <typename Announce>
+  int newEITs(const EITRecords& records, Announce announce);
+
   unsigned int putOnAir(SimpleTable& stream, unsigned short pid, unsigned char version,
                         dvbpsi_psi_section_s* sections);
   void clearTable(SimpleTable& stream, const char* table, const char* kind);
@@ -130,6 +170,12 @@ class SERVICEMUX_API serviceMux {
   std::unique_ptr<SimpleTable> cat;
   std::unique_ptr<SimpleTable> nit;
   std::unique_ptr<SimpleTable> nullPackets;
+  std::shared_ptr<TableCarrousel> sdtCarrousel;
+
+  // The caller's thread only.
+  std::unique_ptr<SDTStreams> sdts;
+  std::unique_ptr<PMTStreams> pmts;
+  std::unique_ptr<EITStreams> eits;
 
   int socketFd = -1;
   sockaddr_in destination{};  // read by the consumer

@@ -8,26 +8,9 @@ namespace vantor {
 
 namespace {
 
-// EN 300 468 clause 5.2.4, TS 101 211 clause 4.1.4.
-constexpr int kSegmentHours = 3;
-constexpr int kSegmentsPerDay = 24 / kSegmentHours;
-constexpr int kSegmentsPerTable = 32;
-constexpr std::size_t kSectionsPerSegment = 8;
-
-// Sections may have 4096 bytes, but above 4094 libdvbpsi begins another one; 14 of them come before the events.
-constexpr SectionRoom kRoom{4094 - 14 - kCrcSize, 12};
-
 // Behind the 8 bytes of the section's header: transport_stream_id, original_network_id, then these.
 constexpr std::size_t kSegmentLastSectionNumberOffset = 12;
 constexpr std::size_t kLastTableIdOffset = 13;
-
-/// The segment that an event starts in, negative before the first day.
-int segmentOf(const dvbpsi_eit_event_t& event, int firstDay) {
-  const int day = static_cast<int>(event.i_start_time >> 24 & 0xFFFF);
-  const int bcdHour = static_cast<int>(event.i_start_time >> 16 & 0xFF);
-  const int hour = (bcdHour >> 4) * 10 + (bcdHour & 0x0F);
-  return (day - firstDay) * kSegmentsPerDay + hour / kSegmentHours;
-}
 
 /// Puts the sections of an EIT together.
 class EITSections {
@@ -44,8 +27,8 @@ class EITSections {
   /// Section 0 holds the present event, section 1 the following one; either may be empty.
   SectionChain presentFollowing() {
     const std::size_t present = layout.presentMissing ? 0 : std::min<std::size_t>(events.size(), 1);
-    if (!addEvents(0, present) || !addEvents(present, events.size()) || sections.size() != 2) return nullptr;
-    if (!sections.number()) return nullptr;
+    if (events.size() > present + 1) return nullptr;
+    if (!addEvents(0, present) || !addEvents(present, events.size()) || !sections.number()) return nullptr;
     segmentLast.assign(sections.size(), 1);
     return finish();
   }
@@ -55,7 +38,7 @@ class EITSections {
     std::size_t begin = 0;
     for (int segment = 0; segment == 0 || begin < events.size(); ++segment) {
       std::size_t end = begin;
-      while (end < events.size() && segmentOf(events[end], layout.firstDay) == segment) ++end;
+      while (end < events.size() && segmentOf(events[end].i_start_time, layout.firstDay) == segment) ++end;
       if (segment == kSegmentsPerTable || !addSegment(segment * kSectionsPerSegment, begin, end)) return nullptr;
       begin = end;
     }
@@ -69,7 +52,7 @@ class EITSections {
     const auto generator = [this](dvbpsi_t* handle) {
       return dvbpsi_eit_sections_generate(handle, &eit, eit.i_table_id);
     };
-    return sections.addItems(events, layout.starts, begin, end, kRoom, generator);
+    return sections.addItems(events, layout.starts, begin, end, kEitRoom, generator);
   }
 
   /// Adds the events of one segment, in sections numbered from `firstNumber` on.

@@ -2,14 +2,12 @@
 
 #include <vector>
 
+#include "interface/sectioning.h"
 #include "servicemux/sections/sections.h"
 
 /// What the generators of single tables share.
 
 namespace vantor {
-
-constexpr std::size_t kMaxSections = 256;  // section_number has 8 bits
-constexpr std::size_t kCrcSize = 4;
 
 /// Calls a libdvbpsi generator on a handle of its own.
 template <typename Generator>
@@ -70,12 +68,6 @@ inline std::size_t loopSize(const dvbpsi_descriptor_t* descriptor) {
   for (; descriptor != nullptr; descriptor = descriptor->p_next) size += 2U + descriptor->i_length;
   return size;
 }
-
-/// What one section of a table can hold.
-struct SectionRoom {
-  std::size_t bytes;     ///< for items
-  std::size_t itemHead;  ///< bytes of an item before its descriptors
-};
 
 /// Where the section ends that begins with item `begin`: before the next item that starts one or does not fit any
 /// more. libdvbpsi is only ever given what fits one section; its own splitting writes behind the buffer's end.

@@ -6,12 +6,10 @@ namespace vantor {
 
 namespace {
 
-// EN 300 468 clause 5.2.1: sections of at most 1024 bytes, with 8 of header and two loop lengths.
-constexpr std::size_t kRoom = 1024 - 8 - 2 - 2 - kCrcSize;
-constexpr std::size_t kStreamHead = 6;  // up to transport_descriptors_length
-
 std::size_t wireSize(const dvbpsi_descriptor_t& descriptor) { return 2U + descriptor.i_length; }
-std::size_t wireSize(const dvbpsi_nit_ts_t& stream) { return kStreamHead + loopSize(stream.p_first_descriptor); }
+std::size_t wireSize(const dvbpsi_nit_ts_t& stream) {
+  return kNitRoom.itemHead + loopSize(stream.p_first_descriptor);
+}
 
 /// How far the items from `begin` on fit; takes them off the room.
 template <typename Items>
@@ -34,10 +32,10 @@ SectionChain generateSections(dvbpsi_nit_t& nit) {
   std::size_t descriptor = 0;
   std::size_t stream = 0;
   do {
-    std::size_t room = kRoom;
+    std::size_t room = kNitRoom.bytes;
     const std::size_t descriptorsEnd = fill(descriptors, descriptor, room);
     const std::size_t streamsEnd = descriptorsEnd == descriptors.size() ? fill(streams, stream, room) : stream;
-    if (room == kRoom && streamsEnd < streams.size()) return nullptr;
+    if (room == kNitRoom.bytes && streamsEnd < streams.size()) return nullptr;
     const Descriptors::Part someDescriptors(descriptors, descriptor, descriptorsEnd);
     const Streams::Part someStreams(streams, stream, streamsEnd);
     const auto generator = [&](dvbpsi_t* handle) { return dvbpsi_nit_sections_generate(handle, &nit, kNitActual); };

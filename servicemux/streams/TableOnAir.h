@@ -18,7 +18,7 @@ struct TableOnAir {
         repetitions(sent.repetition.count()),
         measuredPeriod(sent.repetition.meanPeriod()) {}
 
-  std::string table;  ///< "PAT", "CAT", "NITact" or "null"
+  std::string table;  ///< "PAT", "NITact", "EIT p/f 0x0102" and the like, "null"
   unsigned short pid;
   int version;                ///< -1 for what has none
   unsigned int period;        ///< ms, as set

@@ -81,8 +81,84 @@ void takeNit(void* result, dvbpsi_nit_t* nit) {
   dvbpsi_nit_delete(nit);
 }
 
+void takePmt(void* result, dvbpsi_pmt_t* pmt) {
+  PMT record;
+  record.program_number = pmt->i_program_number;
+  record.version_number = pmt->i_version;
+  record.current_next_indicator = pmt->b_current_next;
+  record.pcr_pid = pmt->i_pcr_pid;
+  record.descriptors = recordOf(pmt->p_first_descriptor);
+  for (const auto* stream = pmt->p_first_es; stream != nullptr; stream = stream->p_next) {
+    record.streams.emplace_back();
+    record.streams.back().stream_type = stream->i_type;
+    record.streams.back().elementary_pid = stream->i_pid;
+    record.streams.back().descriptors = recordOf(stream->p_first_descriptor);
+  }
+  *static_cast<std::optional<PMT>*>(result) = record;
+  dvbpsi_pmt_delete(pmt);
+}
+
+void takeSdt(void* result, dvbpsi_sdt_t* sdt) {
+  SDT record;
+  record.transport_stream_id = sdt->i_extension;
+  record.original_network_id = sdt->i_network_id;
+  record.version_number = sdt->i_version;
+  record.current_next_indicator = sdt->b_current_next;
+  for (const auto* service = sdt->p_first_service; service != nullptr; service = service->p_next) {
+    record.services.emplace_back();
+    record.services.back().service_id = service->i_service_id;
+    record.services.back().EIT_schedule_flag = service->b_eit_schedule;
+    record.services.back().EIT_present_following_flag = service->b_eit_present;
+    record.services.back().running_status = service->i_running_status;
+    record.services.back().free_CA_mode = service->b_free_ca;
+    record.services.back().descriptors = recordOf(service->p_first_descriptor);
+  }
+  *static_cast<std::optional<SDT>*>(result) = record;
+  dvbpsi_sdt_delete(sdt);
+}
+
+void takeEit(void* result, dvbpsi_eit_t* eit) {
+  EIT record;
+  record.table_id = eit->i_table_id;
+  record.service_id = eit->i_extension;
+  record.version_number = eit->i_version;
+  record.current_next_indicator = eit->b_current_next;
+  record.transport_stream_id = eit->i_ts_id;
+  record.original_network_id = eit->i_network_id;
+  record.__set_last_table_id(eit->i_last_table_id);
+  for (const auto* event = eit->p_first_event; event != nullptr; event = event->p_next) {
+    record.events.emplace_back();
+    record.events.back().event_id = event->i_event_id;
+    record.events.back().start_time = static_cast<std::int64_t>(event->i_start_time);
+    record.events.back().duration = static_cast<std::int32_t>(event->i_duration);
+    record.events.back().running_status = event->i_running_status;
+    record.events.back().free_CA_mode = event->b_free_ca;
+    record.events.back().descriptors = recordOf(event->p_first_descriptor);
+  }
+  *static_cast<std::optional<EIT>*>(result) = record;
+  dvbpsi_eit_delete(eit);
+}
+
 void attachNit(dvbpsi_t* handle, std::uint8_t tableId, std::uint16_t extension, void* result) {
   dvbpsi_nit_attach(handle, tableId, extension, &takeNit, result);
+}
+
+void attachSdt(dvbpsi_t* handle, std::uint8_t tableId, std::uint16_t extension, void* result) {
+  dvbpsi_sdt_attach(handle, tableId, extension, &takeSdt, result);
+}
+
+void attachEit(dvbpsi_t* handle, std::uint8_t tableId, std::uint16_t extension, void* result) {
+  dvbpsi_eit_attach(handle, tableId, extension, &takeEit, result);
+}
+
+template <typename Record>
+std::optional<Record> demuxed(const std::vector<Bytes>& sections, dvbpsi_demux_new_cb_t attach) {
+  std::optional<Record> result;
+  const Handle handle = newHandle();
+  dvbpsi_AttachDemux(handle.get(), attach, &result);
+  push(handle.get(), sections);
+  dvbpsi_DetachDemux(handle.get());
+  return result;
 }
 
 }  // namespace
@@ -105,11 +181,19 @@ std::optional<CAT> decodedCat(const std::vector<Bytes>& sections) {
   return result;
 }
 
-std::optional<NIT> decodedNit(const std::vector<Bytes>& sections) {
-  std::optional<NIT> result;
+std::optional<PMT> decodedPmt(const std::vector<Bytes>& sections) {
+  std::optional<PMT> result;
   const Handle handle = newHandle();
-  dvbpsi_AttachDemux(handle.get(), &attachNit, &result);
+  dvbpsi_pmt_attach(handle.get(), static_cast<std::uint16_t>(extension(sections.at(0))), &takePmt, &result);
   push(handle.get(), sections);
-  dvbpsi_DetachDemux(handle.get());
+  dvbpsi_pmt_detach(handle.get());
   return result;
+}
+
+std::optional<NIT> decodedNit(const std::vector<Bytes>& sections) { return demuxed<NIT>(sections, &attachNit); }
+std::optional<SDT> decodedSdt(const std::vector<Bytes>& sections) { return demuxed<SDT>(sections, &attachSdt); }
+std::optional<EIT> decodedEit(const std::vector<Bytes>& sections) {
+  std::vector<Bytes> rounds = sections;
+  rounds.insert(rounds.end(), sections.begin(), sections.end());
+  return demuxed<EIT>(rounds, &attachEit);
 }

@@ -10,3 +10,7 @@
 std::optional<vantor::thrift::dvb_tables::PAT> decodedPat(const std::vector<Bytes>& sections);
 std::optional<vantor::thrift::dvb_tables::CAT> decodedCat(const std::vector<Bytes>& sections);
 std::optional<vantor::thrift::dvb_tables::NIT> decodedNit(const std::vector<Bytes>& sections);
+std::optional<vantor::thrift::dvb_tables::PMT> decodedPmt(const std::vector<Bytes>& sections);
+std::optional<vantor::thrift::dvb_tables::SDT> decodedSdt(const std::vector<Bytes>& sections);
+/// With last_table_id. The decoder sees a whole table when its sections come again, which they do here.
+std::optional<vantor::thrift::dvb_tables::EIT> decodedEit(const std::vector<Bytes>& sections);

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <random>
 
 #include "interface/converters/check.h"
 #include "interface/converters/t2dNIT.h"
+#include "tests/interface/RandomParts.h"
 #include "tests/interface/RecordedLog.h"
 #include "tests/interface/sections.h"
 
@@ -14,39 +14,17 @@ using namespace vantor::thrift::dvb_tables;
 
 namespace {
 
-class Generator {
- public:
-  explicit Generator(unsigned seed) : random(seed) {}
-
-  /// Up to `most` descriptors with sizes from a range that differs from list to list.
-  Descriptors descriptors(int most) {
-    Descriptors list(static_cast<std::size_t>(number(0, most)));
-    const int longest = number(0, 1) == 0 ? 255 : number(0, 255);
-    for (Descriptor& descriptor : list) {
-      descriptor.tag = static_cast<std::int16_t>(number(0, 255));
-      descriptor.data =
-          std::string(static_cast<std::size_t>(number(0, longest)), static_cast<char>(number(0, 255)));
-    }
-    return list;
-  }
-
-  int number(int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); }
-
- private:
-  std::mt19937 random;
-};
-
 NIT someNit(unsigned seed) {
-  Generator generator(seed);
+  RandomParts random(seed);
   NIT nit;
   nit.network_id = 0x3001;
   nit.version_number = 5;
-  nit.descriptors = generator.descriptors(generator.number(0, 10));
-  nit.transport_streams.resize(static_cast<std::size_t>(generator.number(0, 12)));
+  nit.descriptors = random.descriptors(random.number(0, 10));
+  nit.transport_streams.resize(static_cast<std::size_t>(random.number(0, 12)));
   for (NITTransportStream& stream : nit.transport_streams) {
-    stream.transport_stream_id = generator.number(0, 0xFFFF);
-    stream.original_network_id = generator.number(0, 0xFFFF);
-    stream.descriptors = generator.descriptors(generator.number(0, 8));
+    stream.transport_stream_id = random.number(0, 0xFFFF);
+    stream.original_network_id = random.number(0, 0xFFFF);
+    stream.descriptors = random.descriptors(random.number(0, 8));
   }
   return nit;
 }

@@ -30,3 +30,21 @@ dvbpsi_psi_section_t* dvbpsi_nit_sections_generate(dvbpsi_t* handle, dvbpsi_nit_
       nextFunction<dvbpsi_psi_section_t*(dvbpsi_t*, dvbpsi_nit_t*, std::uint8_t)>("dvbpsi_nit_sections_generate");
   return failing ? nullptr : real(handle, nit, tableId);
 }
+
+dvbpsi_psi_section_t* dvbpsi_pmt_sections_generate(dvbpsi_t* handle, dvbpsi_pmt_t* pmt) {
+  static const auto real =
+      nextFunction<dvbpsi_psi_section_t*(dvbpsi_t*, dvbpsi_pmt_t*)>("dvbpsi_pmt_sections_generate");
+  return failing ? nullptr : real(handle, pmt);
+}
+
+dvbpsi_psi_section_t* dvbpsi_sdt_sections_generate(dvbpsi_t* handle, dvbpsi_sdt_t* sdt) {
+  static const auto real =
+      nextFunction<dvbpsi_psi_section_t*(dvbpsi_t*, dvbpsi_sdt_t*)>("dvbpsi_sdt_sections_generate");
+  return failing ? nullptr : real(handle, sdt);
+}
+
+dvbpsi_psi_section_t* dvbpsi_eit_sections_generate(dvbpsi_t* handle, dvbpsi_eit_t* eit, std::uint8_t tableId) {
+  static const auto real =
+      nextFunction<dvbpsi_psi_section_t*(dvbpsi_t*, dvbpsi_eit_t*, std::uint8_t)>("dvbpsi_eit_sections_generate");
+  return failing ? nullptr : real(handle, eit, tableId);
+}

@@ -1,6 +1,6 @@
 #pragma once
 
-/// While it lives libdvbpsi makes no sections of a PAT, CAT or NIT.
+/// While it lives libdvbpsi makes no sections of the DVB tables.
 class FailingGenerators {
  public:
   FailingGenerators();

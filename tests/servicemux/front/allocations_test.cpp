@@ -45,6 +45,23 @@ TEST(Allocations, DoNotHappenOnThePacketPath) {
   EXPECT_EQ(countAllocations(), idle);
 }
 
+TEST(Allocations, DoNotHappenInTheCarrousels) {
+  serviceMux mux("mux", makeAddress(), "");
+  mux.setBitrate(20000);
+  serviceMux::EITRecords schedules;
+  for (int service = 1; service <= 200; ++service) {
+    mux.newPMT(makePmt(service, 1), static_cast<short>(0x100 + service % 10));
+    mux.newSDTOthers(makeSdt(service, 1, 1, 10));
+    schedules[0][service] = makeEit(0x50, service, 1, 40);
+  }
+  ASSERT_EQ(mux.newEITsch(schedules), 1);
+  ASSERT_EQ(mux.tablesOnAir().size(), 600U);
+  awaitDatagrams(mux, 50);
+  const auto before = countAllocations();
+  awaitDatagrams(mux, 1000);
+  EXPECT_EQ(countAllocations(), before);
+}
+
 TEST(Allocations, DoNotHappenWhenTheRateIsSet) {
   serviceMux mux("mux", makeAddress(), "");
   const auto before = countAllocations();

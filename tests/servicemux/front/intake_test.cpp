@@ -1,13 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "servicemux/front/serviceMux.h"
+#include <thread>
+
 #include "tests/servicemux/doubles/FailingGenerators.h"
-#include "tests/servicemux/doubles/Sender.h"
-#include "tests/servicemux/doubles/ThreadCalls.h"
-#include "tests/servicemux/front/outputs.h"
-#include "tests/servicemux/logLines.h"
-#include "tests/servicemux/packets.h"
+#include "tests/servicemux/front/intake.h"
 
 namespace {
 
@@ -15,35 +12,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 using vantor::serviceMux;
-
-constexpr std::size_t kSection = 5;  // behind header and pointer_field
-
-/// A multiplex whose datagrams come to the test.
-class Intake : public testing::Test {
- protected:
-  Intake() { log.take(); }
-
-  std::vector<std::string> lines() { return takeLines(log); }
-
-  /// True once a section of this version has been sent on the PID.
-  bool isSent(unsigned short pid, int version) {
-    return sender.await([=](const std::string& packet) {
-      return pidOf(packet) == pid && startsPayloadUnit(packet) &&
-             (byteAt(packet, kSection + 5) >> 1 & 0x1F) == version;
-    });
-  }
-
-  std::vector<std::string> tables() const {
-    std::vector<std::string> names;
-    for (const auto& table : mux.tablesOnAir()) names.push_back(table.table + " v" + std::to_string(table.version));
-    return names;
-  }
-
-  RecordedLog log;
-  Sender sender;
-  const ThreadCalls granted{ThreadCalls::Priorities::kGranted};
-  serviceMux mux{"mux", makeAddress(), ""};
-};
 
 }  // namespace
 

@@ -50,3 +50,49 @@ inline vantor::thrift::dvb_tables::NIT makeNit(int version, std::size_t descript
   nit.descriptors.assign(descriptors, makeDescriptor(0x80, 198, static_cast<char>(version)));
   return nit;
 }
+
+inline vantor::thrift::dvb_tables::PMT makePmt(int program, int version, int pcrPid = 0x1FFF) {
+  vantor::thrift::dvb_tables::PMT pmt;
+  pmt.program_number = program;
+  pmt.version_number = version;
+  pmt.pcr_pid = pcrPid;
+  return pmt;
+}
+
+/// Each service takes 105 bytes; nine fit in a section.
+inline vantor::thrift::dvb_tables::SDT makeSdt(int transportStreamId, int originalNetworkId, int version,
+                                               int services = 1) {
+  vantor::thrift::dvb_tables::SDT sdt;
+  sdt.transport_stream_id = transportStreamId;
+  sdt.original_network_id = originalNetworkId;
+  sdt.version_number = version;
+  for (int number = 1; number <= services; ++number) {
+    vantor::thrift::dvb_tables::SDTService service;
+    service.service_id = number;
+    service.running_status = 4;
+    service.descriptors.push_back(makeDescriptor(0x80, 98, static_cast<char>(version)));
+    sdt.services.push_back(service);
+  }
+  return sdt;
+}
+
+/// An EIT whose events follow each other every three hours from 00:00 on 2026-01-01; each takes 212 bytes.
+inline vantor::thrift::dvb_tables::EIT makeEit(int tableId, int serviceId, int version, int events = 1) {
+  constexpr std::int64_t kDay = 61041;
+  vantor::thrift::dvb_tables::EIT eit;
+  eit.table_id = static_cast<std::int16_t>(tableId);
+  eit.service_id = serviceId;
+  eit.version_number = version;
+  eit.transport_stream_id = 0x2A;
+  eit.original_network_id = 0x3001;
+  for (int number = 0; number < events; ++number) {
+    const int hour = number % 8 * 3;
+    vantor::thrift::dvb_tables::EITEvent event;
+    event.event_id = number;
+    event.start_time = (kDay + number / 8) << 24 | (hour / 10) << 20 | (hour % 10) << 16;
+    event.duration = 0x030000;
+    event.descriptors.push_back(makeDescriptor(0x80, 198, static_cast<char>(version)));
+    eit.events.push_back(event);
+  }
+  return eit;
+}

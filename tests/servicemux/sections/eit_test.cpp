@@ -111,8 +111,11 @@ TEST(EitSections, MissingEventLeavesItsSectionEmpty) {
   EXPECT_EQ(none[1].number, 1U);
 }
 
-TEST(EitSections, MoreThanPresentAndFollowingThatNeedAThirdSectionAreRefused) {
-  EXPECT_TRUE(isRefused(makeEit({{0}, {1, kHalfASection}, {2, kHalfASection}, {3, kHalfASection}}, 0x4E)));
+TEST(EitSections, PresentAndFollowingAreOneEventEach) {
+  EXPECT_TRUE(isRefused(makeEit({{0}, {1}, {2}}, 0x4E)));
+  EITLayout layout = standard();
+  layout.presentMissing = true;
+  EXPECT_TRUE(isRefused(makeEit({{0}, {1}}, 0x4E), layout));
 }
 
 TEST(EitSections, ScheduleHasSegmentsOfThreeHoursAndEightSectionNumbers) {
@@ -147,6 +150,14 @@ TEST(EitSections, LastSegmentEndsFourDaysAfterTheFirstDay) {
 TEST(EitSections, EventsBeforeTheFirstDayOrOutOfOrderAreRefused) {
   EXPECT_TRUE(isRefused(makeEit({{-1}})));
   EXPECT_TRUE(isRefused(makeEit({{9}, {2}})));
+}
+
+TEST(EitSections, ScheduleRefusesTimesThatAreNone) {
+  const Eit eit = makeEit({{0}});
+  eit->p_first_event->i_start_time = 0xFFFFFFFFFF;
+  EXPECT_TRUE(isRefused(eit));
+  eit->p_first_event->i_start_time = startTime(0) | 0x240000;
+  EXPECT_TRUE(isRefused(eit));
 }
 
 TEST(EitSections, SegmentHoldsEightSectionsAtMost) {

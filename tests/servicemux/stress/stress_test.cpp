@@ -41,6 +41,78 @@ std::size_t countEntries(const char* directory) {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
+constexpr unsigned short kFirstPmtPid = 0x100;
+constexpr int kPmtPids = 4;
+
+/// Puts service tables on air, replaces them and takes them off again, at random.
+class ServiceTables {
+ public:
+  explicit ServiceTables(serviceMux& mux) : mux(mux) {}
+
+  void disturb() {
+    switch (random(12)) {
+      case 0:
+      case 1:
+        mux.newPMT(makePmt(program(), version()), pmtPid());
+        break;
+      case 2:
+        mux.newSDTActual(makeSdt(random(3), 1, version(), random(20)));
+        break;
+      case 3:
+        mux.newSDTOthers(makeSdt(random(8), 1, version(), random(20)));
+        break;
+      case 4:
+      case 5:
+        mux.newEITpf({{0, {{0, makeEit(0x4E + random(2), program(), version(), random(3))}}}});
+        break;
+      case 6:
+      case 7:
+        mux.newEITsch({{0, {{0, schedule()}}}});
+        break;
+      default:
+        clearSomething();
+    }
+  }
+
+ private:
+  int random(int end) { return static_cast<int>(generator() % static_cast<unsigned int>(end)); }
+  int program() { return 1 + random(16); }
+  int version() { return random(40); }
+  short pmtPid() { return static_cast<short>(kFirstPmtPid + random(kPmtPids)); }
+
+  vantor::thrift::dvb_tables::EIT schedule() {
+    auto eit = makeEit(0x50 + random(0x20), program(), version(), random(32));
+    if (random(2) == 0) eit.__set_sectioning(vantor::thrift::dvb_tables::EITSectioning::STANDARD);
+    return eit;
+  }
+
+  void clearSomething() {
+    switch (random(40)) {
+      case 0:
+        mux.clearAllPMTs();
+        break;
+      case 1:
+        mux.clearAllEITs();
+        break;
+      case 2:
+        mux.clearAllTables();
+        break;
+      case 3:
+        mux.clearSDTActual();
+        break;
+      case 4:
+        mux.clearSDTOthers(random(8), -1);
+        break;
+      default:
+        random(2) == 0 ? mux.clearPMT(static_cast<short>(program()), 0)
+                       : mux.clearEITsch(static_cast<short>(program()));
+    }
+  }
+
+  serviceMux& mux;
+  std::mt19937 generator{20261121};
+};
+
 /// A muxer between its two threads, and tables that come and go under it.
 class Traffic {
  public:
@@ -150,6 +222,10 @@ TEST(Stress, MultiplexesComeAndGoWithoutALeak) {
     mux.newPAT(makePat(i % 32, 250));
     mux.newCAT(makeCat(i % 32));
     mux.newNIT(makeNit(i % 32, 6));
+    mux.newPMT(makePmt(i, i % 32), 0x100);
+    mux.newSDTActual(makeSdt(1, 1, i % 32));
+    mux.newSDTOthers(makeSdt(2, 1, i % 32, 20));
+    mux.newEITsch({{0, {{0, makeEit(0x50, i, i % 32, 40)}}}});
     if (i % 3 == 0) mux.newNULLPkts(0);
     if (i % 4 == 0) mux.clearAllTables();
   };
@@ -187,4 +263,21 @@ TEST(Stress, TablesAreReplacedWhileOtherThreadsLookOn) {
   }
   done.store(true);
   controller.join();
+}
+
+TEST(Stress, ServiceTablesComeAndGoAtRandom) {
+  constexpr auto kTime = std::chrono::seconds(20);
+  serviceMux mux("mux", makeAddress(), "");
+  mux.setBitrate(10000);
+  mux.newNULLPkts(1);
+  ServiceTables tables(mux);
+  const auto end = std::chrono::steady_clock::now() + kTime;
+  while (std::chrono::steady_clock::now() < end) {
+    tables.disturb();
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+  }
+  mux.clearAllTables();
+  mux.clearNULLPkts();
+  EXPECT_TRUE(mux.tablesOnAir().empty());
+  EXPECT_GT(mux.statistics().packets, 1000U);
 }
