@@ -4,7 +4,7 @@ set -euo pipefail
 
 build="ccache cmake g++ libboost-chrono-dev libboost-dev libboost-thread-dev libcli11-dev libdvbpsi-dev
   libspdlog-dev libthrift-dev ninja-build nlohmann-json3-dev pkg-config thrift-compiler"
-test="ffmpeg iproute2 libgmock-dev libgtest-dev procps python3 tshark"
+test="ffmpeg iproute2 libbenchmark-dev libgmock-dev libgtest-dev procps python3 tshark"
 check="clang clang-format clang-tidy git libclang-rt-14-dev"
 
 packages=""

@@ -1,3 +1,4 @@
+#include "interface/converters/optionals.h"
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dEIT.h"
 #include "interface/converters/t2dPMT.h"
@@ -25,20 +26,16 @@ template <typename Item>
 SectionStarts sectionStarts(const std::vector<Item>& items) {
   SectionStarts starts;
   starts.reserve(items.size());
-  for (const Item& item : items) starts.push_back(item.__isset.starts_section && item.starts_section);
+  for (const Item& item : items) starts.push_back(startsSection(item));
   return starts;
 }
 
 EITLayout layoutOf(const EIT& record) {
   EITLayout layout;
   layout.standard = record.sectioning == EITSectioning::STANDARD;
-  layout.presentMissing = record.__isset.present_missing && record.present_missing;
-  layout.lastTableId =
-      static_cast<unsigned char>(record.__isset.last_table_id ? record.last_table_id : record.table_id);
-  if (record.__isset.first_day)
-    layout.firstDay = record.first_day;
-  else if (!record.events.empty())
-    layout.firstDay = static_cast<int>(record.events.front().start_time >> 24);
+  layout.presentMissing = isPresentMissing(record);
+  layout.firstDay = firstDay(record);
+  layout.lastTableId = static_cast<unsigned char>(lastTableId(record));
   layout.starts = sectionStarts(record.events);
   return layout;
 }

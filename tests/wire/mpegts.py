@@ -9,8 +9,9 @@ from typing import NamedTuple
 PACKET_SIZE = 188
 SYNC_BYTE = 0x47
 
-PAT_PID, CAT_PID, NIT_PID, NULL_PID = 0x0000, 0x0001, 0x0010, 0x1FFF
-PAT_ID, CAT_ID, PMT_ID, NIT_ACTUAL_ID = 0x00, 0x01, 0x02, 0x40
+PAT_PID, CAT_PID, NIT_PID, SDT_PID, EIT_PID, NULL_PID = 0x0000, 0x0001, 0x0010, 0x0011, 0x0012, 0x1FFF
+PAT_ID, CAT_ID, PMT_ID, NIT_ACTUAL_ID, SDT_ACTUAL_ID, SDT_OTHER_ID = 0x00, 0x01, 0x02, 0x40, 0x42, 0x46
+EIT_IDS = range(0x4E, 0x70)
 STUFFING_ID = 0xFF
 
 
@@ -211,7 +212,45 @@ def _nit_body(reader):
     return network, tuple(streams)
 
 
-_BODIES = {PAT_ID: _pat_body, CAT_ID: _cat_body, NIT_ACTUAL_ID: _nit_body}
+def _pmt_body(reader):
+    pcr_pid, program, streams = reader.number(bits=13), reader.loop().descriptors(), []
+    while reader:
+        streams.append((reader.take(1)[0], reader.number(bits=13), reader.loop().descriptors()))
+    return pcr_pid, program, tuple(streams)
+
+
+def _status_and_descriptors(reader):
+    """running_status and free_CA_mode stand in the four bits before the length of a loop."""
+    head = reader.take(2)
+    size = (head[0] & 0x0F) << 8 | head[1]
+    return head[0] >> 4, _Reader(reader.take(size)).descriptors()
+
+
+def _sdt_body(reader):
+    original_network_id, services = reader.number(), []
+    reader.take(1)
+    while reader:
+        services.append((reader.number(), reader.take(1)[0] & 3, *_status_and_descriptors(reader)))
+    return original_network_id, tuple(services)
+
+
+def _eit_body(reader):
+    stream, network, (segment_last, last_table_id), events = reader.number(), reader.number(), reader.take(2), []
+    while reader:
+        event_id, start, duration = reader.number(), reader.take(5), reader.take(3)
+        events.append((event_id, start, duration, *_status_and_descriptors(reader)))
+    return stream, network, segment_last, last_table_id, tuple(events)
+
+
+_BODIES = {
+    PAT_ID: _pat_body,
+    CAT_ID: _cat_body,
+    PMT_ID: _pmt_body,
+    NIT_ACTUAL_ID: _nit_body,
+    SDT_ACTUAL_ID: _sdt_body,
+    SDT_OTHER_ID: _sdt_body,
+    **dict.fromkeys(EIT_IDS, _eit_body),
+}
 
 
 def crc_holds(section):
@@ -219,7 +258,7 @@ def crc_holds(section):
 
 
 def decode(section):
-    """Reads a section of PAT, CAT or NIT actual; raises Malformed unless every byte of it has its place."""
+    """Reads a section of PAT, CAT, PMT, NIT actual, SDT or EIT; raises Malformed unless every byte of it has its place."""
     if len(section) < 12 or len(section) != section_size(section):
         raise Malformed(f"{len(section)} bytes are no whole section")
     if not section[1] & 0x80:

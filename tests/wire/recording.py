@@ -50,6 +50,15 @@ class Recording:
     def sections(self, pid):
         return mpegts.sections_of(self.packets(), pid)
 
+    def timed_sections(self, pid):
+        """Each whole section of a PID with when it began, in seconds."""
+        collector, began, timed = mpegts.SectionCollector(), None, []
+        for time, packet in self.timed_packets(pid):
+            if packet.unit_start:
+                began = time  # each section begins a packet
+            timed += [(began, section) for section in collector.feed(packet)]
+        return timed
+
     def starts(self, pid):
         """When each section of a PID began, in seconds."""
         return [time for time, packet in self.timed_packets(pid) if packet.unit_start]
