@@ -21,11 +21,13 @@ foreach(header
     servicemux/registries/RegistryOwner.h
     servicemux/registries/SDTStreams.h
     servicemux/streams/Repetition.h
+    servicemux/streams/SectionQueue.h
     servicemux/streams/SimpleTable.h
     servicemux/streams/SttSource.h
     servicemux/streams/SubTable.h
     servicemux/streams/TableCarrousel.h
     servicemux/streams/TableOnAir.h
+    servicemux/time/getDSTParams.h
     interface/dvbpsi.h
     interface/host.h
     interface/host_default/log.h
@@ -33,10 +35,12 @@ foreach(header
     interface/converters/owned.h
     interface/converters/t2dCAT.h
     interface/converters/t2dEIT.h
+    interface/converters/t2dMGT.h
     interface/converters/t2dNIT.h
     interface/converters/t2dPAT.h
     interface/converters/t2dPMT.h
-    interface/converters/t2dSDT.h)
+    interface/converters/t2dSDT.h
+    interface/converters/t2dVCT.h)
   get_filename_component(directory ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${SERVICEMUX_INCLUDEDIR}/${directory})
 endforeach()

@@ -18,4 +18,9 @@
 #include <dvbpsi/pmt.h>
 #include <dvbpsi/sdt.h>
 #include <dvbpsi/eit.h>
+#include <dvbpsi/tot.h>
+#include <dvbpsi/dr_58.h>
+#include <dvbpsi/atsc_mgt.h>
+#include <dvbpsi/atsc_vct.h>
+#include <dvbpsi/atsc_stt.h>
 // clang-format on

@@ -33,6 +33,15 @@ constexpr SectionRoom kSdtRoom{kMaxSectionSize - kSectionOverhead - 3, 5};
 // Clause 5.2.4: 6 bytes before the events. Sections may have 4096 bytes, but libdvbpsi begins another above 4094.
 constexpr SectionRoom kEitRoom{4094 - kSectionOverhead - 6, 12};
 
+/// Bytes of a whole MGT section, ATSC A/65 clause 6.2.
+constexpr std::size_t kMaxMgtSectionSize = 4096;
+// ATSC A/65 clause 6.2: protocol_version, tables_defined and the length of the MGT's own descriptors, which come
+// last.
+constexpr SectionRoom kMgtRoom{kMaxMgtSectionSize - kSectionOverhead - 5, 11};
+// Clause 6.3: protocol_version, num_channels_in_section and the length of the VCT's own descriptors, which come
+// last.
+constexpr SectionRoom kVctRoom{kMaxSectionSize - kSectionOverhead - 4, 32};
+
 // EN 300 468 clause 5.2.4, TS 101 211 clause 4.1.4: a schedule has segments of three hours, which begin with 00:00
 // of its first day and have 8 section numbers each.
 constexpr int kSegmentHours = 3;

@@ -14,10 +14,15 @@
 
 namespace vantor::thrift::dvb_tables {
 
+constexpr std::int64_t kMax2Bits = 0x3;
 constexpr std::int64_t kMax3Bits = 0x7;
+constexpr std::int64_t kMax5Bits = 0x1F;
+constexpr std::int64_t kMax6Bits = 0x3F;
 constexpr std::int64_t kMax8Bits = 0xFF;
+constexpr std::int64_t kMax10Bits = 0x3FF;
 constexpr std::int64_t kMax16Bits = 0xFFFF;
 constexpr std::int64_t kMax24Bits = 0xFFFFFF;
+constexpr std::int64_t kMax32Bits = 0xFFFFFFFF;
 constexpr std::int64_t kMax40Bits = 0xFFFFFFFFFF;
 constexpr std::int64_t kMaxPid = 0x1FFF;
 

@@ -19,5 +19,9 @@ using NitTable = std::unique_ptr<dvbpsi_nit_t, TableDeleter<dvbpsi_nit_t, dvbpsi
 using PmtTable = std::unique_ptr<dvbpsi_pmt_t, TableDeleter<dvbpsi_pmt_t, dvbpsi_pmt_delete>>;
 using SdtTable = std::unique_ptr<dvbpsi_sdt_t, TableDeleter<dvbpsi_sdt_t, dvbpsi_sdt_delete>>;
 using EitTable = std::unique_ptr<dvbpsi_eit_t, TableDeleter<dvbpsi_eit_t, dvbpsi_eit_delete>>;
+using MgtTable = std::unique_ptr<dvbpsi_atsc_mgt_t, TableDeleter<dvbpsi_atsc_mgt_t, dvbpsi_atsc_DeleteMGT>>;
+using VctTable = std::unique_ptr<dvbpsi_atsc_vct_t, TableDeleter<dvbpsi_atsc_vct_t, dvbpsi_atsc_DeleteVCT>>;
+using SttTable = std::unique_ptr<dvbpsi_atsc_stt_t, TableDeleter<dvbpsi_atsc_stt_t, dvbpsi_atsc_DeleteSTT>>;
+using TotTable = std::unique_ptr<dvbpsi_tot_t, TableDeleter<dvbpsi_tot_t, dvbpsi_tot_delete>>;
 
 }  // namespace vantor

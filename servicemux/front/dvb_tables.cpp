@@ -1,3 +1,5 @@
+#include <boost/thread/lock_guard.hpp>
+
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dCAT.h"
 #include "interface/converters/t2dNIT.h"
@@ -12,6 +14,7 @@
 #include "servicemux/registries/SDTStreams.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/sections/tableIds.h"
+#include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 
 namespace vantor {
@@ -111,9 +114,16 @@ void serviceMux::clearAllTables() {
   pat->clear_packetized_table();
   cat->clear_packetized_table();
   nit->clear_packetized_table();
+  {
+    const boost::lock_guard<boost::mutex> guard(caLock);  // CA messages may come from another thread
+    caEcm.reset();
+    caEmm.reset();
+  }
   pmts->clearAllPMTs();
   eits->clearAllEITs();
   sdts->clearAllSDTs();
+  clearLiveECMs();
+  clearLiveEMMs();
   clearDumpedTables();
 }
 

@@ -9,6 +9,7 @@
 #include "servicemux/registries/EITStreams.h"
 #include "servicemux/registries/PMTStreams.h"
 #include "servicemux/registries/SDTStreams.h"
+#include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "servicemux/streams/TableCarrousel.h"
 
@@ -58,6 +59,10 @@ serviceMux::~serviceMux() {
   nullPackets.reset();
   sdts.reset();
   sdtCarrousel.reset();
+  caEcm.reset();
+  caEmm.reset();
+  clearLiveECMs();
+  clearLiveEMMs();
   muxerStop();
   if (consumerThread.joinable()) consumerThread.join();
   if (producerThread.joinable()) producerThread.join();
@@ -82,6 +87,7 @@ std::vector<TableOnAir> serviceMux::tablesOnAir() const {
   pmts->listOnAir(tables);
   sdts->listOnAir(tables);
   eits->listOnAir(tables);
+  listCAOnAir(tables);
   return tables;
 }
 

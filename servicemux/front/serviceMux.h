@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 
 #include <boost/chrono.hpp>
+#include <boost/thread/mutex.hpp>
 #include <map>
 #include <memory>
 #include <string>
@@ -23,6 +24,7 @@ namespace vantor {
 class EITStreams;
 class PMTStreams;
 class SDTStreams;
+class SectionQueue;
 class SimpleTable;
 class TableCarrousel;
 class VBRmuxer;
@@ -92,6 +94,29 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   /// Returns 0.
   int clearNULLPkts();
 
+  // Conditional access, from any thread. Messages come as whole sections back to back (format 0) or as whole
+  // packets (format 1); what is in neither is refused with an error and leaves on air what was there. ECMs are
+  // repeated until the next one, EMMs are sent once, each set of them within half a second.
+
+  /// Says which messages are carried: scrambler_type 0 on the fixed PIDs 0x0021 and 0x0022, 3 on the PIDs that the
+  /// configuration lists. Messages on air stop, also when nothing has changed.
+  void setDRMConfig(const vantor::thrift::general::ScramblerConfig& config);
+
+  /// For scrambler_type 0. Packets must have the PID already.
+  void setECM(const vantor::thrift::general::simulCryptData& ecm);
+  void setEMM(const vantor::thrift::general::simulCryptData& emm);
+  /// Removes the stream; the next setDRMConfig makes it again.
+  void clearECM();
+  void clearEMM();
+
+  /// For scrambler_type 3, on one of the configured PIDs. Of packets only the first is sent, as many times as there
+  /// are packets. No data means an ECM stop, after which the last ECM goes on.
+  void setLiveECM(const vantor::thrift::simulcrypt::ECMItem& ecm);
+  void setLiveEMM(const vantor::thrift::simulcrypt::EMMItem& emm);
+  /// Removes all streams; the next setDRMConfig makes them again.
+  void clearLiveECMs();
+  void clearLiveEMMs();
+
   /// Takes every table off air. Null packets go on, so that the output does not fall silent.
   void clearAllTables();
 
@@ -117,6 +142,12 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   static void getNULLPacket(std::string& out);
   /// The length of a section chain, modulo 256.
   static unsigned char getNumberOfSectionsInSubtable(dvbpsi_psi_section_s* sections);
+  /// Appends the packets of CA sections that stand back to back to `out`.
+  static unsigned char packetizeCASection(unsigned short pid, unsigned char continuity, std::string& out,
+                                          const std::string& in);
+  /// Appends the first packet of `in`, which has at least one, to `out` as often as `in` has packets, and gives it
+  /// the PID.
+  static unsigned char pidifyTSPackets(unsigned short pid, std::string& out, const std::string& in);
 
   // The steps of construction and destruction, each done once there.
 
@@ -142,6 +173,11 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   int newSDT(const vantor::thrift::dvb_tables::SDT& record, unsigned char tableId);
   template <typename Announce>
   int newEITs(const EITRecords& records, Announce announce);
+
+  void closeCAStreams();
+  void openLiveEcms();
+  void openLiveEmms();
+  void listCAOnAir(std::vector<TableOnAir>& tables) const;
 
   unsigned int putOnAir(SimpleTable& stream, unsigned short pid, unsigned char version,
                         dvbpsi_psi_section_s* sections);
@@ -176,6 +212,16 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   std::unique_ptr<SDTStreams> sdts;
   std::unique_ptr<PMTStreams> pmts;
   std::unique_ptr<EITStreams> eits;
+
+  // Guarded by caLock; the maps by their own lock too.
+  std::unique_ptr<SimpleTable> caEcm;
+  std::unique_ptr<SectionQueue> caEmm;
+  std::map<unsigned short, std::unique_ptr<SimpleTable>> liveEcms;  // by PID
+  std::map<unsigned short, std::unique_ptr<SectionQueue>> liveEmms;
+  boost::mutex liveEcmLock;
+  boost::mutex liveEmmLock;
+  vantor::thrift::general::ScramblerConfig scramblerConfig;
+  mutable boost::mutex caLock;  // before the two above
 
   int socketFd = -1;
   sockaddr_in destination{};  // read by the consumer

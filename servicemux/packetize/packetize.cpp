@@ -27,7 +27,7 @@ void append(std::string& out, const Packet& packet) {
   out.append(reinterpret_cast<const char*>(packet.data()), packet.size());
 }
 
-/// Appends one section's packets and returns the counter that the next packet is to carry.
+/// Appends the packets of so many bytes and returns the counter that the next packet is to carry.
 unsigned char packetizeSection(unsigned short pid, unsigned char cc, std::string& out, const unsigned char* data,
                                std::size_t size) {
   const unsigned char* const end = data + size;
@@ -56,6 +56,12 @@ unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out, 
   cc &= kContinuityMask;
   for (const auto* section = sections; section != nullptr; section = section->p_next)
     cc = packetizeSection(pid, cc, out, section->p_data, sectionSize(*section));
+  return (cc + 1) & kContinuityMask;
+}
+
+unsigned char packetizeBytes(unsigned short pid, unsigned char cc, std::string& out, const std::string& sections) {
+  const auto* data = reinterpret_cast<const unsigned char*>(sections.data());
+  cc = packetizeSection(pid, cc & kContinuityMask, out, data, sections.size());
   return (cc + 1) & kContinuityMask;
 }
 

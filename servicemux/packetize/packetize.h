@@ -15,6 +15,11 @@ namespace vantor {
 SERVICEMUX_API unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out,
                                        dvbpsi_psi_section_s* sections);
 
+/// Appends the packets of CA sections that stand back to back in `sections`: they follow each other behind one
+/// pointer_field of 0 in the first packet, which is sent also when there are none. Counter and result as above.
+SERVICEMUX_API unsigned char packetizeBytes(unsigned short pid, unsigned char cc, std::string& out,
+                                            const std::string& sections);
+
 /// Bytes of one section as it is sent: from table_id to its end, CRC_32 included where it has one.
 SERVICEMUX_API std::size_t sectionSize(const dvbpsi_psi_section_s& section);
 

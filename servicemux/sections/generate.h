@@ -11,8 +11,8 @@ namespace vantor {
 
 /// Calls a libdvbpsi generator on a handle of its own.
 template <typename Generator>
-SectionChain generate(Generator generator) {
-  dvbpsi_t* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+SectionChain generate(Generator generator, dvbpsi_msg_level level = DVBPSI_MSG_NONE) {
+  dvbpsi_t* const handle = dvbpsi_new(nullptr, level);
   if (handle == nullptr) return nullptr;
   SectionChain sections(generator(handle));
   dvbpsi_delete(handle);

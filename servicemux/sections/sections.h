@@ -39,5 +39,12 @@ SectionChain generateSections(dvbpsi_pmt_t& pmt);
 /// As SDT actual (0x42) or other (0x46).
 SectionChain generateSections(dvbpsi_sdt_t& sdt, unsigned char tableId, const SectionStarts& starts);
 SectionChain generateSections(dvbpsi_eit_t& eit, const EITLayout& layout);
+SectionChain generateSections(dvbpsi_atsc_mgt_t& mgt);
+/// Terrestrial or cable, as its table_id says.
+SectionChain generateSections(dvbpsi_atsc_vct_t& vct);
+SectionChain generateSections(dvbpsi_atsc_stt_t& stt);
+/// A TDT or TOT, as its table_id says. libdvbpsi gives such a section no syntax indicator, so its payload ends behind
+/// the CRC_32 of a TOT.
+SectionChain generateSections(dvbpsi_tot_t& tot);
 
 }  // namespace vantor

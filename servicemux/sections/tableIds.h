@@ -16,5 +16,8 @@ constexpr unsigned char kEitScheduleActualFirst = 0x50;
 constexpr unsigned char kEitScheduleActualLast = 0x5F;
 constexpr unsigned char kEitScheduleOtherFirst = 0x60;
 constexpr unsigned char kEitScheduleOtherLast = 0x6F;
+constexpr unsigned char kTdtTableId = 0x70;
+constexpr unsigned char kTotTableId = 0x73;
+constexpr unsigned char kCableVct = 0xC9;
 
 }  // namespace vantor

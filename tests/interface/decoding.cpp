@@ -139,6 +139,94 @@ void takeEit(void* result, dvbpsi_eit_t* eit) {
   dvbpsi_eit_delete(eit);
 }
 
+void takeMgt(void* result, dvbpsi_atsc_mgt_t* mgt) {
+  MGT record;
+  record.version_number = mgt->i_version;
+  record.current_next_indicator = mgt->b_current_next;
+  record.protocol_version = mgt->i_protocol;
+  for (const auto* table = mgt->p_first_table; table != nullptr; table = table->p_next) {
+    record.tables.emplace_back();
+    record.tables.back().table_type = table->i_table_type;
+    record.tables.back().table_type_pid = table->i_table_type_pid;
+    record.tables.back().table_type_version_number = table->i_table_type_version;
+    record.tables.back().number_bytes = table->i_number_bytes;
+    record.tables.back().descriptors = recordOf(table->p_first_descriptor);
+  }
+  record.descriptors = recordOf(mgt->p_first_descriptor);
+  *static_cast<std::optional<MGT>*>(result) = record;
+  dvbpsi_atsc_DeleteMGT(mgt);
+}
+
+void appendUtf8(std::string& text, std::uint32_t point) {
+  const auto put = [&text](std::uint32_t byte) { text += static_cast<char>(byte); };
+  if (point < 0x80) return put(point);
+  if (point < 0x800) {
+    put(0xC0 | point >> 6);
+  } else if (point < 0x10000) {
+    put(0xE0 | point >> 12);
+    put(0x80 | (point >> 6 & 0x3F));
+  } else {
+    put(0xF0 | point >> 18);
+    put(0x80 | (point >> 12 & 0x3F));
+    put(0x80 | (point >> 6 & 0x3F));
+  }
+  put(0x80 | (point & 0x3F));
+}
+
+std::string shortNameOf(const std::uint8_t (&name)[14]) {
+  std::string text;
+  for (std::size_t i = 0; i < sizeof name; i += 2) {
+    std::uint32_t unit = static_cast<std::uint32_t>(name[i] << 8 | name[i + 1]);
+    if (unit == 0) break;
+    if (unit >> 10 == 0x36) {  // the first of a surrogate pair
+      i += 2;
+      unit = 0x10000 + ((unit & 0x3FF) << 10) + static_cast<std::uint32_t>((name[i] & 3) << 8 | name[i + 1]);
+    }
+    appendUtf8(text, unit);
+  }
+  return text;
+}
+
+void takeVct(void* result, dvbpsi_atsc_vct_t* vct) {
+  VCT record;
+  record.table_id = vct->i_table_id;
+  record.transport_stream_id = vct->i_extension;
+  record.version_number = vct->i_version;
+  record.current_next_indicator = vct->b_current_next;
+  record.protocol_version = vct->i_protocol;
+  for (const auto* channel = vct->p_first_channel; channel != nullptr; channel = channel->p_next) {
+    VCTChannel& to = record.channels.emplace_back();
+    to.short_name = shortNameOf(channel->i_short_name);
+    to.major_channel_number = static_cast<std::int16_t>(channel->i_major_number);
+    to.minor_channel_number = static_cast<std::int16_t>(channel->i_minor_number);
+    to.modulation_mode = channel->i_modulation;
+    to.carrier_frequency = channel->i_carrier_freq;
+    to.channel_TSID = channel->i_channel_tsid;
+    to.program_number = channel->i_program_number;
+    to.ETM_location = channel->i_etm_location;
+    to.access_controlled = channel->b_access_controlled;
+    to.hidden = channel->b_hidden;
+    // The decoder takes a terrestrial table's reserved bits for these two.
+    to.path_select = vct->b_cable_vct && channel->b_path_select;
+    to.out_of_band = vct->b_cable_vct && channel->b_out_of_band;
+    to.hide_guide = channel->b_hide_guide;
+    to.service_type = channel->i_service_type;
+    to.source_id = channel->i_source_id;
+    to.descriptors = recordOf(channel->p_first_descriptor);
+  }
+  record.descriptors = recordOf(vct->p_first_descriptor);
+  *static_cast<std::optional<VCT>*>(result) = record;
+  dvbpsi_atsc_DeleteVCT(vct);
+}
+
+void attachMgt(dvbpsi_t* handle, std::uint8_t tableId, std::uint16_t extension, void* result) {
+  dvbpsi_atsc_AttachMGT(handle, tableId, extension, &takeMgt, result);
+}
+
+void attachVct(dvbpsi_t* handle, std::uint8_t tableId, std::uint16_t extension, void* result) {
+  dvbpsi_atsc_AttachVCT(handle, tableId, extension, &takeVct, result);
+}
+
 void attachNit(dvbpsi_t* handle, std::uint8_t tableId, std::uint16_t extension, void* result) {
   dvbpsi_nit_attach(handle, tableId, extension, &takeNit, result);
 }
@@ -190,6 +278,8 @@ std::optional<PMT> decodedPmt(const std::vector<Bytes>& sections) {
   return result;
 }
 
+std::optional<MGT> decodedMgt(const std::vector<Bytes>& sections) { return demuxed<MGT>(sections, &attachMgt); }
+std::optional<VCT> decodedVct(const std::vector<Bytes>& sections) { return demuxed<VCT>(sections, &attachVct); }
 std::optional<NIT> decodedNit(const std::vector<Bytes>& sections) { return demuxed<NIT>(sections, &attachNit); }
 std::optional<SDT> decodedSdt(const std::vector<Bytes>& sections) { return demuxed<SDT>(sections, &attachSdt); }
 std::optional<EIT> decodedEit(const std::vector<Bytes>& sections) {

@@ -11,6 +11,9 @@ std::optional<vantor::thrift::dvb_tables::PAT> decodedPat(const std::vector<Byte
 std::optional<vantor::thrift::dvb_tables::CAT> decodedCat(const std::vector<Bytes>& sections);
 std::optional<vantor::thrift::dvb_tables::NIT> decodedNit(const std::vector<Bytes>& sections);
 std::optional<vantor::thrift::dvb_tables::PMT> decodedPmt(const std::vector<Bytes>& sections);
+std::optional<vantor::thrift::dvb_tables::MGT> decodedMgt(const std::vector<Bytes>& sections);
+/// short_name without the zeros behind it.
+std::optional<vantor::thrift::dvb_tables::VCT> decodedVct(const std::vector<Bytes>& sections);
 std::optional<vantor::thrift::dvb_tables::SDT> decodedSdt(const std::vector<Bytes>& sections);
 /// With last_table_id. The decoder sees a whole table when its sections come again, which they do here.
 std::optional<vantor::thrift::dvb_tables::EIT> decodedEit(const std::vector<Bytes>& sections);

@@ -47,7 +47,7 @@ void append(Descriptors& to, const Descriptors& more) { to.insert(to.end(), more
 
 const std::uint8_t* payloadEnd(const Bytes& section) { return section.data() + section.size() - kCrcSize; }
 
-bool isEit(const Bytes& section) { return section[0] >= 0x4E && section[0] <= 0x6F; }
+bool mayBeLong(const Bytes& section) { return (section[0] >= 0x4E && section[0] <= 0x6F) || section[0] == 0xC7; }
 
 /// The items of a loop, each with a head that ends with the length of its descriptors.
 template <typename Item>
@@ -110,6 +110,8 @@ std::vector<Bytes> sectionsOf(dvbpsi_cat_t& cat) { return bytesOf(vantor::genera
 std::vector<Bytes> sectionsOf(dvbpsi_nit_t& nit) { return bytesOf(vantor::generateSections(nit)); }
 
 std::vector<Bytes> sectionsOf(dvbpsi_pmt_t& pmt) { return bytesOf(vantor::generateSections(pmt)); }
+std::vector<Bytes> sectionsOf(dvbpsi_atsc_mgt_t& mgt) { return bytesOf(vantor::generateSections(mgt)); }
+std::vector<Bytes> sectionsOf(dvbpsi_atsc_vct_t& vct) { return bytesOf(vantor::generateSections(vct)); }
 
 std::vector<Bytes> sectionsOf(dvbpsi_sdt_t& sdt, const SDT& record) {
   return bytesOf(vantor::generateSections(sdt, sdt.i_table_id, startsOf(record.services)));
@@ -127,7 +129,8 @@ std::vector<Bytes> sectionsOf(dvbpsi_eit_t& eit, const EIT& record) {
 
 std::string faultIn(const Bytes& section) {
   if (section.size() < kHeaderSize + kCrcSize) return "is too short";
-  if (section.size() > (isEit(section) ? 4096 : 1024)) return "has " + std::to_string(section.size()) + " bytes";
+  if (section.size() > (mayBeLong(section) ? 4096 : 1024))
+    return "has " + std::to_string(section.size()) + " bytes";
   if (twelveBits(&section[1]) + 3 != section.size()) return "has a wrong section_length";
   if ((section[1] & 0x80) == 0) return "has no syntax indicator";
   if (crc32(section) != 0) return "has a wrong CRC";

@@ -15,13 +15,15 @@ std::vector<Bytes> sectionsOf(dvbpsi_pat_t& pat);
 std::vector<Bytes> sectionsOf(dvbpsi_cat_t& cat);
 std::vector<Bytes> sectionsOf(dvbpsi_nit_t& nit);
 std::vector<Bytes> sectionsOf(dvbpsi_pmt_t& pmt);
+std::vector<Bytes> sectionsOf(dvbpsi_atsc_mgt_t& mgt);
+std::vector<Bytes> sectionsOf(dvbpsi_atsc_vct_t& vct);
 /// The record tells how they are laid out.
 std::vector<Bytes> sectionsOf(dvbpsi_sdt_t& sdt, const vantor::thrift::dvb_tables::SDT& record);
 std::vector<Bytes> sectionsOf(dvbpsi_eit_t& eit, const vantor::thrift::dvb_tables::EIT& record);
 
 /// What keeps these from being the sections of one table as it may be sent, empty when nothing does: lengths and
-/// CRCs, at most 1024 bytes each (an EIT: 4096), at most 256 of them, headers alike but for section_number, which
-/// counts up to last_section_number.
+/// CRCs, at most 1024 bytes each (an EIT or MGT: 4096), at most 256 of them, headers alike but for section_number,
+/// which counts up to last_section_number.
 std::string faultIn(const std::vector<Bytes>& sections);
 /// The same for one section, its numbers aside.
 std::string faultIn(const Bytes& section);

@@ -233,7 +233,7 @@ TEST_F(ServiceTables, ClearAllTablesTakesThemOffAirWithoutAWord) {
   mux.newEITpf({{0, {{0, makeEit(0x4E, 0x101, 4)}}}});
   lines();
   mux.clearAllTables();
-  EXPECT_THAT(lines(), ElementsAre("7 [clearAllTables]"));
+  EXPECT_THAT(lines(), ElementsAre("7 [clearAllTables]", "4 [clearLiveECMs]", "4 [clearLiveEMMs]"));
   EXPECT_THAT(tables(), IsEmpty());
   mux.newSDTActual(makeSdt(1, 1, 9));
   EXPECT_TRUE(isSectionSent(kSdtPid, 0x42, 1, 9));

@@ -48,6 +48,7 @@ std::vector<std::string> logAround(const std::string& ip, const std::vector<std:
   lines.insert(lines.end(), errors.begin(), errors.end());
   lines.push_back(errors.empty() ? "4 [mux] Output Socket opened!"
                                  : "3 [mux] Output Socket open error! [" + ip + "]:[5004] vlan[1]");
+  lines.insert(lines.end(), {"4 [clearLiveECMs]", "4 [clearLiveEMMs]"});  // the destructor
   return lines;
 }
 
@@ -119,8 +120,9 @@ TEST(OutputSocket, UnicastOutputDoesNotAskForItsInterface) {
   RecordedLog log;
   const ThreadCalls granted(ThreadCalls::Priorities::kGranted);
   { const serviceMux mux("mux", makeAddress(kUnicast, 5004, 0), ""); }
-  EXPECT_THAT(takeLines(log), ElementsAre("4 [mux] Building Service Mux for [127.0.0.1]:[5004] vlan[0]",
-                                          "4 [mux] Output Socket opened!"));
+  EXPECT_THAT(takeLines(log),
+              ElementsAre("4 [mux] Building Service Mux for [127.0.0.1]:[5004] vlan[0]",
+                          "4 [mux] Output Socket opened!", "4 [clearLiveECMs]", "4 [clearLiveEMMs]"));
 }
 
 // --- Failures: each step is taken all the same, but never on a descriptor that has been closed -------------------
@@ -188,7 +190,8 @@ TEST(OutputSocketFailure, RefusedBind) {
                                       "setsockopt IP_MULTICAST_TTL 01", "bind 192.168.1.239:5004", "close",
                                       "shutdown SHUT_RD on -1"));
   EXPECT_THAT(life.log, ElementsAre("4 [mux] Building Service Mux for [192.168.1.239]:[5004] vlan[1]",
-                                    "3 [mux] Output Socket open error! [192.168.1.239]:[5004] vlan[1]"));
+                                    "3 [mux] Output Socket open error! [192.168.1.239]:[5004] vlan[1]",
+                                    "4 [clearLiveECMs]", "4 [clearLiveEMMs]"));
 }
 
 TEST(OutputSocketFailure, ObjectLivesOnAndEachSendFailsWithALine) {

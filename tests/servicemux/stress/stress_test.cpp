@@ -281,3 +281,63 @@ TEST(Stress, ServiceTablesComeAndGoAtRandom) {
   EXPECT_TRUE(mux.tablesOnAir().empty());
   EXPECT_GT(mux.statistics().packets, 1000U);
 }
+
+namespace {
+
+std::string makeEcmSection(int fill) {
+  std::string section(0x40, static_cast<char>(fill));
+  section[0] = static_cast<char>(0x80);
+  section[1] = 0x70;
+  section[2] = static_cast<char>(section.size() - 3);
+  return section;
+}
+
+vantor::thrift::general::ScramblerConfig makeConfig(int type) {
+  vantor::thrift::general::ScramblerConfig config;
+  config.enabled = true;
+  config.scrambler_type = type;
+  config.ecm_pids = {{1, {0x200, 0x201}}};
+  config.emm_pids = {{1, {0x300}}};
+  return config;
+}
+
+void sendMessages(serviceMux& mux, int i) {
+  vantor::thrift::simulcrypt::ECMItem ecm;
+  ecm.pid = 0x200 + i % 3;
+  ecm.data = makeEcmSection(i);
+  mux.setLiveECM(ecm);
+  vantor::thrift::simulcrypt::EMMItem emm;
+  emm.pid = 0x300;
+  emm.data = makeEcmSection(i);
+  mux.setLiveEMM(emm);
+  vantor::thrift::general::simulCryptData message;
+  message.data = makeEcmSection(i);
+  mux.setECM(message);
+  mux.setEMM(message);
+}
+
+}  // namespace
+
+TEST(Stress, MessagesComeWhileTheConfigurationChanges) {
+  Sender sender;
+  serviceMux mux("mux", makeAddress(), "");
+  mux.newNULLPkts(1);
+  std::atomic<bool> done{false};
+  std::thread messenger([&] {
+    for (int i = 0; !done; ++i) {
+      sendMessages(mux, i);
+      std::this_thread::yield();
+    }
+  });
+  for (int i = 0; i < 2000; ++i) {
+    mux.setDRMConfig(makeConfig(i % 4));
+    if (i % 5 == 0) mux.clearLiveECMs();
+    if (i % 7 == 0) mux.clearLiveEMMs();
+    if (i % 11 == 0) mux.clearECM();
+    if (i % 13 == 0) mux.clearEMM();
+    if (i % 50 == 0) mux.clearAllTables();
+    EXPECT_LE(mux.tablesOnAir().size(), 4U);
+  }
+  done.store(true);
+  messenger.join();
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "interface/dvbpsi.h"
+#include "interface/records.h"
+
+namespace vantor::thrift::dvb_tables {
+
+/// Makes a libdvbpsi table of the record. The caller frees it with dvbpsi_atsc_DeleteVCT. Returns null when the
+/// record cannot be carried on the wire, after an error in the log that names the field and its value. A version
+/// above 31 stays above 31, for the caller to replace.
+dvbpsi_atsc_vct_t* t2dVCT(const VCT& record);
+
+}  // namespace vantor::thrift::dvb_tables

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <boost/thread/mutex.hpp>
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "servicemux/muxer/muxed_stream.h"
+#include "servicemux/streams/Repetition.h"
+
+namespace vantor {
+
+/// Sends each queued item, a string of whole packets, once, first in, first out, at a rate in bit/s.
+///
+/// An item can bring a rate of its own. Behind other items it takes effect when the item's last packet has left;
+/// in an empty queue, at once. With a rate of 0 the stream sends as fast as the muxer allows. The stream is linked
+/// to the muxer from its first item to clear_queue(), also while it is empty. Nothing bounds its length.
+class SERVICEMUX_API SectionQueue : public muxed_stream {
+ public:
+  /// Throws boost::thread_resource_error when the mutex cannot be made.
+  SectionQueue(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned int rate);
+  ~SectionQueue() override;
+
+  /// Sets the rate in bit/s. The packet that is next keeps its due time. Any thread.
+  void SetRate(unsigned int rate);
+
+  /// Appends a copy of `data`, whole packets; nothing when it is empty. `rate` in bit/s, 0 to keep the current one.
+  /// Any thread that holds no stream's mutex.
+  void queue_section(const std::string& data, unsigned int rate);
+
+  /// Drops all that has not been sent. Any thread that holds no stream's mutex.
+  void clear_queue();
+
+  /// How often an item has begun to leave since construction or the last clear_queue(). Any thread.
+  [[nodiscard]] Repetition sendings();
+
+  unsigned int getBitrate() override;
+  [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
+
+ private:
+  struct queued_data {
+    std::string data;   // whole packets
+    unsigned int rate;  // bit/s, 0 keeps the current one
+  };
+  using Items = std::list<queued_data>;
+
+  void takePacket(signed char* packet);
+  void adoptRate(unsigned int newRate);
+  void recalculate_timing();
+
+  // Guarded by lock.
+  Items queue;
+  Items sent;                        // kept for the next caller to free, away from the producer
+  unsigned int rate;                 // bit/s
+  unsigned int readOffset = 0;       // bytes
+  std::uint64_t packetInterval = 0;  // ns
+  time_point dueTime;
+  Repetition begun;
+
+  boost::mutex lock;
+};
+
+}  // namespace vantor
