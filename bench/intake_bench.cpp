@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "bench/loopback.h"
 #include "bench/schedules.h"
 #include "interface/converters/optionals.h"
 #include "interface/converters/owned.h"
@@ -23,13 +24,6 @@ Seconds timed(Work work) {
   const auto begin = std::chrono::steady_clock::now();
   work();
   return std::chrono::steady_clock::now() - begin;
-}
-
-thrift::general::OutputAddress loopback() {
-  thrift::general::OutputAddress address;
-  address.ip = "127.0.0.1";
-  address.port = 5999;
-  return address;
 }
 
 /// What cannot be saved when a schedule is put on air: making its sections and cutting them into packets.
