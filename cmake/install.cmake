@@ -18,8 +18,10 @@ foreach(header
     servicemux/registries/EITStreams.h
     servicemux/registries/InsertionPeriods.h
     servicemux/registries/PMTStreams.h
+    servicemux/registries/PSIPStreams.h
     servicemux/registries/RegistryOwner.h
     servicemux/registries/SDTStreams.h
+    servicemux/sections/SectionChain.h
     servicemux/streams/Repetition.h
     servicemux/streams/SectionQueue.h
     servicemux/streams/SimpleTable.h
@@ -27,6 +29,7 @@ foreach(header
     servicemux/streams/SubTable.h
     servicemux/streams/TableCarrousel.h
     servicemux/streams/TableOnAir.h
+    servicemux/time/TimeTables.h
     servicemux/time/getDSTParams.h
     interface/dvbpsi.h
     interface/host.h

@@ -19,7 +19,17 @@
 #include <dvbpsi/sdt.h>
 #include <dvbpsi/eit.h>
 #include <dvbpsi/tot.h>
+#include <dvbpsi/dr_09.h>
+#include <dvbpsi/dr_0a.h>
+#include <dvbpsi/dr_40.h>
+#include <dvbpsi/dr_43.h>
+#include <dvbpsi/dr_47.h>
+#include <dvbpsi/dr_48.h>
+#include <dvbpsi/dr_4d.h>
+#include <dvbpsi/dr_52.h>
+#include <dvbpsi/dr_56.h>
 #include <dvbpsi/dr_58.h>
+#include <dvbpsi/dr_5a.h>
 #include <dvbpsi/atsc_mgt.h>
 #include <dvbpsi/atsc_vct.h>
 #include <dvbpsi/atsc_stt.h>

@@ -10,15 +10,15 @@ constexpr char32_t kLastSurrogate = 0xDFFF;
 constexpr char32_t kFirstOfTwoUnits = 0x10000;
 constexpr char32_t kLastCodePoint = 0x10FFFF;
 
-/// How a sequence of so many bytes begins, and the lowest code point that needs it.
+/// The lowest code point that needs a sequence of so many bytes, and how such a sequence begins.
 struct Lead {
+  char32_t lowest;
   unsigned char mask;
   unsigned char bits;
-  std::size_t size;
-  char32_t lowest;
+  unsigned char size;
 };
 constexpr Lead kLeads[] = {
-    {0x80, 0x00, 1, 0}, {0xE0, 0xC0, 2, 0x80}, {0xF0, 0xE0, 3, 0x800}, {0xF8, 0xF0, 4, 0x10000}};
+    {0, 0x80, 0x00, 1}, {0x80, 0xE0, 0xC0, 2}, {0x800, 0xF0, 0xE0, 3}, {0x10000, 0xF8, 0xF0, 4}};
 
 /// The code point at `at`, which moves on behind it.
 std::optional<char32_t> takeCodePoint(const std::string& utf8, std::size_t& at) {

@@ -11,6 +11,7 @@
 #include "servicemux/packetize/pids.h"
 #include "servicemux/registries/EITStreams.h"
 #include "servicemux/registries/PMTStreams.h"
+#include "servicemux/registries/PSIPStreams.h"
 #include "servicemux/registries/SDTStreams.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/sections/tableIds.h"
@@ -122,6 +123,7 @@ void serviceMux::clearAllTables() {
   pmts->clearAllPMTs();
   eits->clearAllEITs();
   sdts->clearAllSDTs();
+  psip->clearAllPSIPTables();
   clearLiveECMs();
   clearLiveEMMs();
   clearDumpedTables();

@@ -8,10 +8,12 @@
 #include "servicemux/packetize/pids.h"
 #include "servicemux/registries/EITStreams.h"
 #include "servicemux/registries/PMTStreams.h"
+#include "servicemux/registries/PSIPStreams.h"
 #include "servicemux/registries/SDTStreams.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "servicemux/streams/TableCarrousel.h"
+#include "servicemux/time/TimeTables.h"
 
 namespace vantor {
 
@@ -31,43 +33,66 @@ serviceMux::serviceMux(const char* name, vantor::thrift::general::OutputAddress 
     : name(name != nullptr ? name : ""), outputAddress(std::move(address)), dumpPath(dumpPath) {
   log_function(HOST_LOG_WARNING, 0, "[%s] Building Service Mux for [%s]:[%d] vlan[%d]", this->name.c_str(),
                outputAddress.ip.c_str(), outputAddress.port, outputAddress.vlan);
+  try {
+    openOutput();
+    makeStreams();
+    startTimeUpdaterThread();
+    startServiceMuxerThread();
+    startConsumerThread();
+  } catch (...) {
+    end();
+    throw;
+  }
+  startTime = Clock::now();
+}
+
+void serviceMux::openOutput() {
   if (openUDPSocket())
-    log_function(HOST_LOG_WARNING, 0, "[%s] Output Socket opened!", this->name.c_str());
+    log_function(HOST_LOG_WARNING, 0, "[%s] Output Socket opened!", name.c_str());
   else
-    log_function(HOST_LOG_ERROR, 0, "[%s] Output Socket open error! [%s]:[%d] vlan[%d]", this->name.c_str(),
+    log_function(HOST_LOG_ERROR, 0, "[%s] Output Socket open error! [%s]:[%d] vlan[%d]", name.c_str(),
                  outputAddress.ip.c_str(), outputAddress.port, outputAddress.vlan);
+}
+
+void serviceMux::makeStreams() {
   muxer = std::make_shared<VBRmuxer>(socketFd, reinterpret_cast<sockaddr*>(&destination), kDefaultBitrate,
                                      kPacketsPerDatagram);
   pat = std::make_unique<SimpleTable>(muxer, kPatPid, periods.pat);
   cat = std::make_unique<SimpleTable>(muxer, kCatPid, periods.cat);
   nit = std::make_unique<SimpleTable>(muxer, kNitPid, periods.nit);
   nullPackets = std::make_unique<SimpleTable>(muxer, kNullPid, periods.nullPackets);
+  timeTables = std::make_unique<TimeTables>(this, std::make_unique<SectionQueue>(muxer, kTimePid, 0));
   sdtCarrousel = std::make_shared<TableCarrousel>(muxer, kSdtPid, muxed_stream::kNoCC);
-  RegistryOwner* const owner = this;
-  pmts = std::make_unique<PMTStreams>(owner);
-  sdts = std::make_unique<SDTStreams>(owner);
-  eits = std::make_unique<EITStreams>(owner);
-  startServiceMuxerThread();
-  startConsumerThread();
-  startTime = Clock::now();
+  pmts = std::make_unique<PMTStreams>(this);
+  sdts = std::make_unique<SDTStreams>(this);
+  eits = std::make_unique<EITStreams>(this);
+  psip = std::make_unique<PSIPStreams>(this);
 }
 
 serviceMux::~serviceMux() {
+  end();
+  clearDumpedTables();
+}
+
+/// Ends the threads and closes the socket, also when construction broke off.
+void serviceMux::end() {
   pat.reset();
   cat.reset();
   nit.reset();
   nullPackets.reset();
   sdts.reset();
+  if (timeTables) timeTables->dropQueue();  // the updater may be at work with the rest
   sdtCarrousel.reset();
   caEcm.reset();
   caEmm.reset();
   clearLiveECMs();
   clearLiveEMMs();
   muxerStop();
+  if (timeTables) timeTables->stopUpdating();
   if (consumerThread.joinable()) consumerThread.join();
   if (producerThread.joinable()) producerThread.join();
+  if (timeUpdaterThread.joinable()) timeUpdaterThread.join();
   closeSocket();
-  clearDumpedTables();
 }
 
 void serviceMux::setBitrate(unsigned int kbps) { muxer->SetBitrate(kbps); }
@@ -87,8 +112,14 @@ std::vector<TableOnAir> serviceMux::tablesOnAir() const {
   pmts->listOnAir(tables);
   sdts->listOnAir(tables);
   eits->listOnAir(tables);
+  timeTables->listOnAir(tables);
+  psip->listOnAir(tables);
   listCAOnAir(tables);
   return tables;
+}
+
+void serviceMux::startTimeUpdaterThread() {
+  timeUpdaterThread = std::thread([this] { timeTables->timeUpdateFct(); });
 }
 
 void serviceMux::startServiceMuxerThread() {

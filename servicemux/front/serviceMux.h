@@ -17,16 +17,19 @@
 #include "servicemux/registries/RegistryOwner.h"
 #include "servicemux/streams/TableOnAir.h"
 
+struct dvbpsi_local_time_offset_s;
 struct dvbpsi_psi_section_s;
 
 namespace vantor {
 
 class EITStreams;
 class PMTStreams;
+class PSIPStreams;
 class SDTStreams;
 class SectionQueue;
 class SimpleTable;
 class TableCarrousel;
+class TimeTables;
 class VBRmuxer;
 
 /// The signalling multiplex of one output: takes table records in, builds their sections and packets and repeats
@@ -36,7 +39,7 @@ class VBRmuxer;
 /// tables start empty. Errors are logged, never thrown, and leave on air what was there; the only exceptions are
 /// those of the thread library when it runs out of resources, at construction. Table operations take no lock and
 /// must come from one thread at a time; setBitrate and statistics may come from any.
-class SERVICEMUX_API serviceMux final : private RegistryOwner {
+class SERVICEMUX_API serviceMux final : public RegistryOwner {
  public:
   /// `name` opens the log messages (null counts as empty). `address` says where the datagrams go; when the last
   /// octet of its ip is 224 to 239 they leave as multicast through the VLAN interface that `vlan` selects.
@@ -53,7 +56,7 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   /// What has been sent so far, and what was lost.
   [[nodiscard]] MuxerStatistics statistics() const;
 
-  /// What is on air now, by PID.
+  /// What is on air now.
   [[nodiscard]] std::vector<TableOnAir> tablesOnAir() const;
 
   // Tables. Each returns the version used (one above 31 becomes 0), or -1 when the record cannot be converted; in
@@ -94,6 +97,26 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   /// Returns 0.
   int clearNULLPkts();
 
+  // TDT and TOT, sent about once a second, whenever the host's UTC time has changed, and with that time.
+
+  /// Puts a TDT on air and, unless `offsets` is empty, a TOT with one local time offset descriptor. More than 19
+  /// offsets are refused with an error, and what was on air stays.
+  void setLocalTimeOffsetTable(std::vector<dvbpsi_local_time_offset_s> offsets);
+  void clearLocalTimeOffsetTable();
+
+  // ATSC PSIP on PID 0x1FFB. MGT and VCT return like the tables above.
+
+  int newMGT(const vantor::thrift::dvb_tables::MGT& record);
+  /// Terrestrial or cable, as the record's table_id says.
+  int newVCT(const vantor::thrift::dvb_tables::VCT& record);
+  /// Sends an STT that always carries the current time, and announces the record's change of the local time.
+  /// Returns -1 in any case.
+  int newSTT(const vantor::thrift::dvb_tables::LocalTimeOffset& record);
+  void clearMGT();
+  /// Both kinds.
+  void clearVCT();
+  void clearSTT();
+
   // Conditional access, from any thread. Messages come as whole sections back to back (format 0) or as whole
   // packets (format 1); what is in neither is refused with an error and leaves on air what was there. ECMs are
   // repeated until the next one, EMMs are sent once, each set of them within half a second.
@@ -117,7 +140,7 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   void clearLiveECMs();
   void clearLiveEMMs();
 
-  /// Takes every table off air. Null packets go on, so that the output does not fall silent.
+  /// Takes every table off air but TDT and TOT. Null packets go on too, so that the output does not fall silent.
   void clearAllTables();
 
   // Dump files. With an empty dump path they do nothing; none of them reports an error.
@@ -155,6 +178,7 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   bool openUDPSocket();
   /// The interface that carries multicast output.
   std::string getOutputInterfaceName() const;
+  void startTimeUpdaterThread();
   void startServiceMuxerThread();
   void startConsumerThread();
   void muxerRun();
@@ -169,6 +193,10 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   [[nodiscard]] const InsertionPeriods& insertionPeriods() const override { return periods; }
   [[nodiscard]] const std::shared_ptr<VBRmuxer>& outputMuxer() const override { return muxer; }
   [[nodiscard]] const std::shared_ptr<TableCarrousel>& outputSdtCarrousel() const override { return sdtCarrousel; }
+
+  void openOutput();
+  void makeStreams();
+  void end();
 
   int newSDT(const vantor::thrift::dvb_tables::SDT& record, unsigned char tableId);
   template <typename Announce>
@@ -199,6 +227,7 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   InsertionPeriods periods;
   std::thread producerThread;
   std::thread consumerThread;
+  std::thread timeUpdaterThread;
 
   // Constant after construction, gone in the destructor; each is thread-safe by itself.
   std::shared_ptr<VBRmuxer> muxer;
@@ -207,6 +236,7 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   std::unique_ptr<SimpleTable> nit;
   std::unique_ptr<SimpleTable> nullPackets;
   std::shared_ptr<TableCarrousel> sdtCarrousel;
+  std::unique_ptr<TimeTables> timeTables;
 
   // The caller's thread only.
   std::unique_ptr<SDTStreams> sdts;
@@ -220,8 +250,12 @@ class SERVICEMUX_API serviceMux final : private RegistryOwner {
   std::map<unsigned short, std::unique_ptr<SectionQueue>> liveEmms;
   boost::mutex liveEcmLock;
   boost::mutex liveEmmLock;
+
+  std::unique_ptr<PSIPStreams> psip;  // the caller's thread only
+
+  // Guarded by caLock.
   vantor::thrift::general::ScramblerConfig scramblerConfig;
-  mutable boost::mutex caLock;  // before the two above
+  mutable boost::mutex caLock;  // before the live locks
 
   int socketFd = -1;
   sockaddr_in destination{};  // read by the consumer

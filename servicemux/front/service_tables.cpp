@@ -44,8 +44,8 @@ EITLayout layoutOf(const EIT& record) {
 
 int serviceMux::newPMT(const PMT& record, short pid) {
   const unsigned short pmtPid = unsigned16(pid);
-  const auto program = static_cast<unsigned short>(record.program_number);
-  log_function(HOST_LOG_DEBUG, 0, "[%s] [0x%04x] on PID [0x%04x]", "newPMT", program, pmtPid);
+  log_function(HOST_LOG_DEBUG, 0, "[%s] [0x%04x] on PID [0x%04x]", "newPMT",
+               static_cast<unsigned int>(record.program_number), pmtPid);
   const PmtTable table(t2dPMT(record));
   if (!table || !pmts) return -1;
   clampVersion(table->i_version);
@@ -53,7 +53,7 @@ int serviceMux::newPMT(const PMT& record, short pid) {
     dumpTable(sections.get());
     std::string packets;
     const unsigned int size = packetize(pmtPid, packets, sections.get());
-    pmts->newPMT(program, pmtPid, packets, table->i_version, size);
+    pmts->newPMT(static_cast<unsigned short>(record.program_number), pmtPid, packets, table->i_version, size);
   }
   return table->i_version;
 }

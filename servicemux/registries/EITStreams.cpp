@@ -64,6 +64,7 @@ bool EITStreams::newEIT(unsigned char table_id, unsigned short sid, std::string&
   log_function(HOST_LOG_DEBUG, 0, "Add new EIT tid [0x%04x] sid [0x%04x]", table_id, sid);
   if (known != nullptr) {
     log_function(HOST_LOG_DEBUG, 0, "EIT found tid [0x%04x] sid [0x%04x] replace ", table_id, sid);
+    if (packets.empty()) return false;
     known->carrousel->replace_packetized_subtable(known->subtable, packets, sections);
     return true;
   }

@@ -43,7 +43,7 @@ class SERVICEMUX_API EITStreams {
   [[nodiscard]] eit_data* findEIT(unsigned short sid);
 
   /// Adds or replaces a subtable; `packets` may be swapped with what was on air. False, with nothing changed, when
-  /// the carousel refuses it.
+  /// there are none or the carousel refuses it.
   bool newEIT(unsigned char table_id, unsigned short sid, std::string& packets, unsigned char sections);
 
   /// Takes all subtables of a service off air, present/following and schedule alike.

@@ -29,7 +29,7 @@ bool PMTStreams::newPMT(unsigned short program, unsigned short pid, std::string&
                         unsigned int size) {
   const char* const name = owner->outputName().c_str();
   if (pmt_data* const known = findPMT(program)) {
-    if (known->pid != pid) return false;
+    if (known->pid != pid || packets.empty()) return false;
     known->version = version;
     known->size = size;
     log_function(HOST_LOG_NOTICE, 0, "[%s] Update PMT %04x/v%u on PID %04x Size %ub", name, program, version, pid,

@@ -58,6 +58,7 @@ bool SDTStreams::newSDT(unsigned char table_id, unsigned short tsid, unsigned sh
   const char* const name = owner->outputName().c_str();
   const char* const kind = kindWord(table_id);
   if (sdt_data* const known = findSDT(table_id, tsid, onid)) {
+    if (packets.empty()) return false;
     log_function(HOST_LOG_NOTICE, 0, "[%s] Update %s %04x/%04x/v%u Size %us/%ub", name, kind, tsid, onid, version,
                  sections, size);
     known->carrousel->replace_packetized_subtable(known->subtable, packets, sections);

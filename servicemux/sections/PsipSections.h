@@ -81,7 +81,7 @@ dvbpsi_psi_section_t* generatePsip(PsipSections sections, const Layout& layout, 
     const Fitting own(descriptor, items.end == nullptr ? room - items.bytes : 0, descriptorSize);
     if (!sections.begin()) return nullptr;
     layout.putCount(sections, items.count);
-    for (; item != items.end; item = item->p_next) {
+    for (; item != nullptr && item != items.end; item = item->p_next) {
       layout.putHead(sections, *item);
       sections.putLoop(Layout::kReserved, item->p_first_descriptor, nullptr);
     }

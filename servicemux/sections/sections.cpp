@@ -36,8 +36,4 @@ SectionChain generateSections(dvbpsi_atsc_stt_t& stt) {
   return generate([&](dvbpsi_t* handle) { return dvbpsi_stt_sections_generate(handle, &stt); }, DVBPSI_MSG_DEBUG);
 }
 
-SectionChain generateSections(dvbpsi_tot_t& tot) {
-  return generate([&](dvbpsi_t* handle) { return dvbpsi_tot_sections_generate(handle, &tot); });
-}
-
 }  // namespace vantor

@@ -1,21 +1,13 @@
 #pragma once
 
-#include <memory>
 #include <vector>
 
-#include "interface/dvbpsi.h"
+#include "servicemux/sections/SectionChain.h"
 
 /// From libdvbpsi's tables to sections, through its generators; where these fall short of what has to be on air,
 /// their sections are put right here.
 
 namespace vantor {
-
-struct SectionDeleter {
-  void operator()(dvbpsi_psi_section_t* sections) const { dvbpsi_DeletePSISections(sections); }
-};
-
-/// A chain of sections as libdvbpsi makes it; null when it made none.
-using SectionChain = std::unique_ptr<dvbpsi_psi_section_t, SectionDeleter>;
 
 /// For each item of a table's list, whether it begins a new section though the one before has room. Shorter than
 /// the list where the rest does not.
@@ -43,8 +35,10 @@ SectionChain generateSections(dvbpsi_atsc_mgt_t& mgt);
 /// Terrestrial or cable, as its table_id says.
 SectionChain generateSections(dvbpsi_atsc_vct_t& vct);
 SectionChain generateSections(dvbpsi_atsc_stt_t& stt);
-/// A TDT or TOT, as its table_id says. libdvbpsi gives such a section no syntax indicator, so its payload ends behind
-/// the CRC_32 of a TOT.
+/// A TDT or a TOT with descriptors, as its table_id says.
 SectionChain generateSections(dvbpsi_tot_t& tot);
+
+/// Writes the CRC_32 of a TOT section anew. The section has no syntax indicator, so its payload ends behind that.
+void rewriteTotCrc(dvbpsi_psi_section_t& section);
 
 }  // namespace vantor

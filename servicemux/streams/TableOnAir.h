@@ -18,7 +18,7 @@ struct TableOnAir {
         repetitions(sent.repetition.count()),
         measuredPeriod(sent.repetition.meanPeriod()) {}
 
-  std::string table;  ///< "PAT", "NITact", "EIT p/f 0x0102" and the like, "null"
+  std::string table;  ///< like "PAT", "PMT_101", "SDTo_2_1" or "EIT_4e_258", "null" for null packets
   unsigned short pid;
   int version;                ///< -1 for what has none
   unsigned int period;        ///< ms, as set

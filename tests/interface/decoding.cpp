@@ -152,7 +152,6 @@ void takeMgt(void* result, dvbpsi_atsc_mgt_t* mgt) {
     record.tables.back().number_bytes = table->i_number_bytes;
     record.tables.back().descriptors = recordOf(table->p_first_descriptor);
   }
-  record.descriptors = recordOf(mgt->p_first_descriptor);
   *static_cast<std::optional<MGT>*>(result) = record;
   dvbpsi_atsc_DeleteMGT(mgt);
 }

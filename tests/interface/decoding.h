@@ -11,6 +11,7 @@ std::optional<vantor::thrift::dvb_tables::PAT> decodedPat(const std::vector<Byte
 std::optional<vantor::thrift::dvb_tables::CAT> decodedCat(const std::vector<Bytes>& sections);
 std::optional<vantor::thrift::dvb_tables::NIT> decodedNit(const std::vector<Bytes>& sections);
 std::optional<vantor::thrift::dvb_tables::PMT> decodedPmt(const std::vector<Bytes>& sections);
+/// Without the MGT's own descriptors, which the decoder never takes.
 std::optional<vantor::thrift::dvb_tables::MGT> decodedMgt(const std::vector<Bytes>& sections);
 /// short_name without the zeros behind it.
 std::optional<vantor::thrift::dvb_tables::VCT> decodedVct(const std::vector<Bytes>& sections);

@@ -205,6 +205,17 @@ std::vector<PMTStream> streamsIn(const Bytes& pmt) {
   return streams;
 }
 
+Descriptors ownDescriptorsIn(const std::vector<Bytes>& mgt) {
+  Descriptors descriptors;
+  for (const Bytes& section : mgt) {
+    const auto* at = &section[kHeaderSize + 1];
+    int tables = sixteenBits(at);
+    for (at += 2; tables > 0; --tables) at += 11 + twelveBits(at + 9);
+    append(descriptors, descriptorsIn(at + 2, at + 2 + twelveBits(at)));
+  }
+  return descriptors;
+}
+
 int originalNetworkIdIn(const Bytes& sdt) { return sixteenBits(&sdt[kHeaderSize]); }
 
 std::vector<SDTService> servicesIn(const std::vector<Bytes>& sdt) {

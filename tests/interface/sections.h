@@ -43,6 +43,7 @@ std::vector<vantor::thrift::dvb_tables::NITTransportStream> transportStreamsIn(c
 int pcrPidIn(const Bytes& pmt);
 Descriptors programDescriptorsIn(const Bytes& pmt);
 std::vector<vantor::thrift::dvb_tables::PMTStream> streamsIn(const Bytes& pmt);
+Descriptors ownDescriptorsIn(const std::vector<Bytes>& mgt);
 int originalNetworkIdIn(const Bytes& sdt);
 std::vector<vantor::thrift::dvb_tables::SDTService> servicesIn(const std::vector<Bytes>& sdt);
 std::vector<vantor::thrift::dvb_tables::EITEvent> eventsIn(const std::vector<Bytes>& eit);

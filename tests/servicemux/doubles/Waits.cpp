@@ -78,6 +78,8 @@ SimulatedTime::~SimulatedTime() {
 
 time_point SimulatedTime::now() { return time_point(nanoseconds(steadyClock.load())); }
 
+void SimulatedTime::pass(nanoseconds time) { steadyClock.fetch_add(time.count()); }
+
 void SimulatedTime::at(nanoseconds sinceStart, Action action) {
   actions.emplace(begin + sinceStart, std::move(action));
 }

@@ -29,10 +29,15 @@ class SimulatedTime {
   [[nodiscard]] time_point start() const { return begin; }
   [[nodiscard]] static time_point now();
 
+  /// The time that something takes.
+  static void pass(nanoseconds time);
+
   /// Does something in the course of the timed wait that reaches this time; it ends that wait if it notifies.
   void at(nanoseconds sinceStart, Action action);
   /// Does something at the beginning of each timed wait.
   void beforeEachWait(Action action) { preparation = std::move(action); }
+  /// For an action: ends the wait as the system may, without a notification.
+  void wakeSpuriously() { woken = true; }
 
   /// One timed wait: true when it was notified, false at the deadline.
   bool wait(const void* condition, time_point deadline);

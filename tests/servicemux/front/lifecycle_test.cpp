@@ -12,6 +12,7 @@
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/SocketCalls.h"
 #include "tests/servicemux/doubles/ThreadCalls.h"
+#include "tests/servicemux/doubles/ThreadCreation.h"
 #include "tests/servicemux/front/outputs.h"
 #include "tests/servicemux/logLines.h"
 #include "tests/servicemux/packets.h"
@@ -67,6 +68,18 @@ TEST(Construction, IsLoggedStepByStep) {
   const serviceMux mux("east", makeAddress("127.0.0.1", 1234, 3), "");
   EXPECT_THAT(takeLines(log), ElementsAre("4 [east] Building Service Mux for [127.0.0.1]:[1234] vlan[3]",
                                           "4 [east] Output Socket opened!"));
+}
+
+TEST(Construction, EndsWhatItHasBegunWhenAThreadCannotBeMade) {
+  const auto descriptors = countEntries("/proc/self/fd");
+  for (int made = 0; made < 3; ++made) {
+    RecordedLog log;
+    const ThreadCalls granted(ThreadCalls::Priorities::kGranted);
+    const ThreadCreation creation(made);
+    EXPECT_THROW(serviceMux("mux", makeAddress(), ""), std::system_error) << made;
+    EXPECT_EQ(countEntries("/proc/self/fd"), descriptors) << made;
+    EXPECT_EQ(threads().count("OPSIProd5004"), 0U) << made;
+  }
 }
 
 TEST(Construction, NullNameIsAnEmptyName) {

@@ -70,6 +70,23 @@ TEST_F(ServiceTables, ProgramNumbersAndPidsAreUnsigned) {
   EXPECT_THAT(tables(), IsEmpty());
 }
 
+TEST_F(ServiceTables, NewVersionsTakeOver) {
+  for (const int version : {1, 2}) {
+    mux.newPMT(makePmt(1, version), 0x100);
+    mux.newSDTActual(makeSdt(1, 1, version));
+    mux.newSDTOthers(makeSdt(2, 1, version));
+    mux.newEITpf({{0, {{0, makeEit(0x4E, 0x101, version)}}}});
+  }
+  EXPECT_THAT(tables(), ElementsAre("PMT_1 v2", "SDTact v2", "SDTo_2_1 v2", "EIT_4e_257 v2"));
+  EXPECT_TRUE(isSectionSent(0x100, 0x02, 1, 2));
+  EXPECT_TRUE(isSectionSent(kSdtPid, 0x42, 1, 2));
+}
+
+TEST_F(ServiceTables, RefusedPmtIsLoggedWithTheWholeNumber) {
+  EXPECT_EQ(mux.newPMT(makePmt(0x10010, 1), 0x100), -1);
+  EXPECT_EQ(lines().at(0), "7 [newPMT] [0x10010] on PID [0x0100]");
+}
+
 TEST_F(ServiceTables, PmtOnAnotherPidLeavesTheOneOnAirAndReturnsItsVersion) {
   mux.newPMT(makePmt(1, 1), 0x100);
   lines();
@@ -137,7 +154,7 @@ TEST_F(ServiceTables, EitRecordsAreTakenInTheOrderOfTheirKeys) {
 TEST_F(ServiceTables, RefusedEitRecordIsPassedOver) {
   auto refused = makeEit(0x4E, 0x102, 9);
   refused.service_id = 0x10000;
-  EXPECT_EQ(mux.newEITpf({{0, {{0, makeEit(0x4E, 0x101, 3)}, {1, refused}, {2, refused}}}}), 3);
+  EXPECT_EQ(mux.newEITpf({{0, {{0, refused}, {1, makeEit(0x4E, 0x101, 3)}, {2, refused}}}}), 3);
   EXPECT_THAT(tables(), ElementsAre("EIT_4e_257 v3"));
   EXPECT_EQ(mux.newEITsch({{0, {{0, refused}}}}), -1);
 }

@@ -78,8 +78,10 @@ TEST_F(Ring, PassBeyondItsEndGivesUpTheOldestPackets) {
 
   std::vector<std::size_t> sent;
   for (const auto& packet : sender.packets()) sent.push_back(indexOf(packet));
-  ASSERT_GE(sent.size(), kRingSize);
+  ASSERT_EQ(sent.size(), 200U);
   for (const std::size_t index : sent) EXPECT_GE(index, 200 - kRingSize) << "an overwritten packet";
+  for (std::size_t i = 0; i < 200 - kRingSize; ++i)
+    EXPECT_EQ(sent[i], i + kRingSize) << "early, in the slots of those given up";
   for (std::size_t i = 0; i < kRingSize; ++i)
     EXPECT_EQ(sent[sent.size() - kRingSize + i], 200 - kRingSize + i) << "the newest are all there, in order";
 }

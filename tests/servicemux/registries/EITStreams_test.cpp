@@ -85,3 +85,17 @@ TEST_F(EITStreamsTest, AllCanBeClearedAndAddedAgain) {
   EXPECT_TRUE(add(0x4E, 7));
   EXPECT_THAT(onAir(eits), SizeIs(1));
 }
+
+TEST_F(EITStreamsTest, UpdateReplacesWhatIsSent) {
+  add(0x4E, 1);
+  std::string packets = makePacket(0x12, 0, 'n');
+  EXPECT_TRUE(eits.newEIT(0x4E, 1, packets, 1));
+  EXPECT_EQ(firstPacket(*eits.findEIT(1)->carrousel), makePacket(0x12, 0, 'n'));
+}
+
+TEST_F(EITStreamsTest, UpdateWithoutPacketsIsRefused) {
+  add(0x4E, 1);
+  std::string none;
+  EXPECT_FALSE(eits.newEIT(0x4E, 1, none, 0));
+  EXPECT_EQ(firstPacket(*eits.findEIT(1)->carrousel), makePacket(0x12, 0));
+}

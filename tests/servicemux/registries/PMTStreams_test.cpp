@@ -29,6 +29,23 @@ TEST_F(PMTStreamsTest, AddedAndUpdatedPMTsAreLogged) {
   EXPECT_EQ(pmts.findPMT(0x10)->carrousel->GetNumberSubTables(), 1U);
 }
 
+TEST_F(PMTStreamsTest, UpdateReplacesWhatIsSent) {
+  add(1, 0x100);
+  std::string packets = makePacket(0x100, 0, 'n');
+  EXPECT_TRUE(pmts.newPMT(1, 0x100, packets, 2, 40));
+  EXPECT_EQ(firstPacket(*pmts.findPMT(1)->carrousel), makePacket(0x100, 0, 'n'));
+}
+
+TEST_F(PMTStreamsTest, UpdateWithoutPacketsIsRefused) {
+  add(1, 0x100, 3);
+  takeLines(log);
+  std::string none;
+  EXPECT_FALSE(pmts.newPMT(1, 0x100, none, 4, 0));
+  EXPECT_THAT(takeLines(log), IsEmpty());
+  EXPECT_EQ(pmts.findPMT(1)->version, 3);
+  EXPECT_EQ(firstPacket(*pmts.findPMT(1)->carrousel), makePacket(0x100, 0));
+}
+
 TEST_F(PMTStreamsTest, PeriodIsTheOutputsPMTPeriod) {
   output.periods.pmt = 333;
   add(1, 0x100);
@@ -58,6 +75,7 @@ TEST_F(PMTStreamsTest, ProgramOnAnotherPidIsRefusedInSilence) {
   EXPECT_THAT(takeLines(log), IsEmpty());
   EXPECT_EQ(pmts.findPMT(1)->pid, 0x100);
   EXPECT_EQ(pmts.findPMT(1)->version, 3);
+  EXPECT_EQ(firstPacket(*pmts.findPMT(1)->carrousel), makePacket(0x100, 0));
 }
 
 TEST_F(PMTStreamsTest, ClearedPMTIsLoggedAndGone) {

@@ -92,3 +92,19 @@ TEST_F(SDTStreamsTest, CarrouselOutlivesItsTables) {
   EXPECT_EQ(output.sdtCarrousel->GetNumberSubTables(), 0U);
   EXPECT_EQ(output.sdtCarrousel.use_count(), 1);
 }
+
+TEST_F(SDTStreamsTest, UpdateReplacesWhatIsSent) {
+  add(0x42, 1, 1);
+  std::string packets = makePacket(0x11, 0, 'n');
+  EXPECT_TRUE(sdts.newSDT(0x42, 1, 1, packets, 2, 1, 40));
+  EXPECT_EQ(firstPacket(*output.sdtCarrousel), makePacket(0x11, 0, 'n'));
+}
+
+TEST_F(SDTStreamsTest, UpdateWithoutPacketsIsRefused) {
+  add(0x42, 1, 1);
+  takeLines(log);
+  std::string none;
+  EXPECT_FALSE(sdts.newSDT(0x42, 1, 1, none, 2, 0, 0));
+  EXPECT_THAT(takeLines(log), IsEmpty());
+  EXPECT_EQ(firstPacket(*output.sdtCarrousel), makePacket(0x11, 0));
+}

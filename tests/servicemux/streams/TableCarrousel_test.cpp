@@ -114,6 +114,32 @@ TEST_F(CarrouselTest, SendsAtTheSumOfItsSubtablesBitrates) {
   EXPECT_EQ(ask({}).next, nanoseconds(45451798));
 }
 
+TEST_F(CarrouselTest, ReplacementChangesTheInterval) {
+  add({2}, 1, 100);
+  SubTable* const sub = add({2}, 2, 1000);
+  std::string packets = makeSubtable({4}, 2);
+  ASSERT_EQ(carrousel->replace_packetized_subtable(sub, packets, 1), 0);
+  EXPECT_EQ(carrousel->getBitrate(), 36098U);
+  EXPECT_EQ(ask({}).next, nanoseconds(41664358));
+  carrousel->clear_packetized_subtable(sub);
+  EXPECT_EQ(ask(nanoseconds(41664358)).next, nanoseconds(41664358 + 49998337));
+}
+
+TEST_F(CarrouselTest, SlotsAreCountedFromTheOneBeforeHoweverLateTheyAreServed) {
+  add({2}, 1, 100);
+  const nanoseconds interval = ask({}).next;
+  EXPECT_EQ(ask(interval + milliseconds(20)).next, 2 * interval);
+  EXPECT_EQ(ask(10 * interval).next, 3 * interval);
+}
+
+TEST_F(CarrouselTest, NextIsOnlyEverBroughtForward) {
+  add({2}, 1, 100);
+  time_point next = start + milliseconds(1);
+  std::string packet(vantor::kPacketSize, '\0');
+  EXPECT_EQ(carrousel->get_packet(reinterpret_cast<signed char*>(packet.data()), start, next), 1);
+  EXPECT_EQ(next, start + milliseconds(1));
+}
+
 TEST_F(CarrouselTest, NothingLeavesBeforeItsSlot) {
   add({1}, 1, 100);
   const nanoseconds next = ask({}).next;

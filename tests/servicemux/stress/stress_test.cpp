@@ -6,6 +6,7 @@
 #include <random>
 #include <thread>
 
+#include "interface/dvbpsi.h"
 #include "servicemux/front/serviceMux.h"
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/streams/SimpleTable.h"
@@ -340,4 +341,23 @@ TEST(Stress, MessagesComeWhileTheConfigurationChanges) {
   }
   done.store(true);
   messenger.join();
+}
+
+TEST(Stress, MultiplexesWithTimeTablesEndAtAnyMoment) {
+  constexpr int kCycles = 500;
+  constexpr std::chrono::milliseconds kUpdaterPeriod(1000);
+  std::mt19937 random{20261121};
+  std::chrono::steady_clock::duration ending{0};
+  for (int i = 0; i < kCycles; ++i) {
+    Sender sender;
+    auto mux = std::make_unique<serviceMux>("mux", makeAddress(), "");
+    mux->setLocalTimeOffsetTable(std::vector<dvbpsi_local_time_offset_s>(i % 3));
+    mux->newSTT({});
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+    if (i % 5 == 0) mux->clearLocalTimeOffsetTable();
+    const auto begin = std::chrono::steady_clock::now();
+    mux.reset();
+    ending += std::chrono::steady_clock::now() - begin;
+  }
+  EXPECT_LT(ending / kCycles, kUpdaterPeriod / 4) << "the updater is not waited for";
 }

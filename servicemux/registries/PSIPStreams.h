@@ -1,0 +1,96 @@
+#pragma once
+
+#include <boost/intrusive/list.hpp>
+#include <boost/thread/recursive_mutex.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "interface/records.h"
+#include "servicemux/export.h"
+#include "servicemux/streams/SttSource.h"
+
+namespace vantor {
+
+class RegistryOwner;
+class SubTable;
+class TableCarrousel;
+struct TableOnAir;
+
+/// The table_ids of ATSC A/65 table 4.1.
+enum PSIP_TID : unsigned char {
+  PSIP_TID_MGT = 0xC7,
+  PSIP_TID_TVCT = 0xC8,
+  PSIP_TID_CVCT = 0xC9,
+  PSIP_TID_RRT = 0xCA,
+  PSIP_TID_EIT = 0xCB,
+  PSIP_TID_ETT = 0xCC,
+  PSIP_TID_STT = 0xCD,
+};
+
+/// One ATSC table on air.
+struct psip_data : boost::intrusive::list_base_hook<> {
+  unsigned char tableId = 0;
+  SubTable* subtable = nullptr;  // the carousel's
+  std::shared_ptr<TableCarrousel> carrousel;
+};
+
+/// The ATSC PSIP tables of one output, one for each table_id, in a carousel on PID 0x1FFB that lives as long as
+/// there is one of them; its successor continues its continuity counter.
+///
+/// MGT and VCT come as packets. The STT is made anew whenever it is sent, so that it carries the current time.
+/// One caller at a time; the STT's packets are made on the producer thread meanwhile.
+class SERVICEMUX_API PSIPStreams final : public SttSource {
+ public:
+  /// Throws boost::thread_resource_error when the mutex cannot be made.
+  explicit PSIPStreams(RegistryOwner* owner);
+  ~PSIPStreams();
+
+  /// The insertion period in ms of a table with this table_id.
+  [[nodiscard]] unsigned int getInsPeriod(PSIP_TID tid) const;
+
+  /// The table's record, null when there is none.
+  [[nodiscard]] psip_data* findPSIPTable(unsigned char tid);
+
+  /// Adds or replaces a table; `packets` may be swapped with what was on air. False, with nothing changed, when the
+  /// carousel refuses it.
+  bool newPSIPTable(unsigned char tid, std::string& packets, unsigned char sections);
+  /// Puts the STT on air, or gives the one on air another offset. False when the carousel refuses it; the offset is
+  /// taken over in any case.
+  bool newPSIPTable(unsigned char tid, const vantor::thrift::dvb_tables::LocalTimeOffset& lto);
+
+  void clearPSIPTable(unsigned char tid);
+  void clearAllPSIPTables();
+
+  // The offset that the STT announces. Any thread.
+  [[nodiscard]] vantor::thrift::dvb_tables::LocalTimeOffset getLocalTimeOffsetInfo();
+  void setLocalTimeOffsetInfo(const vantor::thrift::dvb_tables::LocalTimeOffset& lto);
+
+  /// Writes a packet with an STT of this second; leaves `packet` alone when libdvbpsi runs out of memory.
+  void fillSTTData(unsigned char* packet) override;
+
+  /// Adds a line for each table on air.
+  void listOnAir(std::vector<TableOnAir>& tables) const;
+
+  /// Takes a record's subtable off air and deletes the record, which is in no list any more.
+  struct delete_disposer {
+    void operator()(psip_data* psip) const;
+  };
+
+ private:
+  using List = boost::intrusive::list<psip_data, boost::intrusive::constant_time_size<true>>;
+
+  std::shared_ptr<TableCarrousel> commonCarrousel();
+  template <typename Replace, typename Add>
+  bool newTable(unsigned char tid, Replace replace, Add add);
+  void remove(psip_data& psip);
+
+  RegistryOwner* const owner;
+  List list;  // in the order of their adding
+  unsigned char lastCC;
+
+  boost::recursive_mutex lock;
+  vantor::thrift::dvb_tables::LocalTimeOffset localTimeOffset;  // guarded by lock
+};
+
+}  // namespace vantor
