@@ -13,12 +13,16 @@
 namespace {
 
 std::atomic<std::uint64_t> allocations{0};
+std::atomic<std::uint64_t> releases{0};
 
 void count() { allocations.fetch_add(1, std::memory_order_relaxed); }
+void countRelease() { releases.fetch_add(1, std::memory_order_relaxed); }
 
 }  // namespace
 
 std::uint64_t countAllocations() { return allocations.load(); }
+
+std::uint64_t countReleases() { return releases.load(); }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SANITIZED_BY(address_sanitizer) || \
     SANITIZED_BY(thread_sanitizer)
@@ -28,7 +32,7 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const 
                                                          void (*onFree)(const volatile void*));
 
 [[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
-    [](const volatile void*, std::size_t) { count(); }, [](const volatile void*) {});
+    [](const volatile void*, std::size_t) { count(); }, [](const volatile void*) { countRelease(); });
 
 #else
 
@@ -39,10 +43,16 @@ void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t number, std::size_t size);
 void* __libc_realloc(void* old, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
+void __libc_free(void* memory);
 
 void* malloc(std::size_t size) {
   count();
   return __libc_malloc(size);
+}
+
+void free(void* memory) {
+  countRelease();
+  __libc_free(memory);
 }
 
 void* calloc(std::size_t number, std::size_t size) {

@@ -4,3 +4,5 @@
 
 /// Allocations of the whole program so far, by malloc, new and their relatives.
 std::uint64_t countAllocations();
+/// The same for what was given back.
+std::uint64_t countReleases();

@@ -4,6 +4,8 @@
 #include <thread>
 
 #include "servicemux/front/serviceMux.h"
+#include "servicemux/muxer/VBRmuxer.h"
+#include "servicemux/streams/SectionQueue.h"
 #include "tests/servicemux/doubles/Allocations.h"
 #include "tests/servicemux/front/outputs.h"
 
@@ -43,6 +45,26 @@ TEST(Allocations, DoNotHappenOnThePacketPath) {
   const auto idle = countAllocations();
   awaitDatagrams(mux, 10);
   EXPECT_EQ(countAllocations(), idle);
+}
+
+TEST(Allocations, DoNotHappenInAQueueAndNothingIsFreedThere) {
+  int socket = -1;
+  sockaddr_in destination{};
+  const auto muxer = std::make_shared<vantor::VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  vantor::SectionQueue queue(muxer, 0x14, 0);
+  for (int i = 0; i < 100; ++i) queue.queue_section(std::string(2 * vantor::kPacketSize, '\x10'), 1000000U + i % 3);
+  signed char packet[vantor::kPacketSize];
+  const auto late = boost::chrono::steady_clock::now() + boost::chrono::hours(1);
+  const auto allocations = countAllocations();
+  const auto releases = countReleases();
+  for (int i = 0; i < 200; ++i) {
+    auto next = late;
+    ASSERT_EQ(queue.get_packet(packet, late, next), 1);
+  }
+  EXPECT_EQ(countAllocations(), allocations);
+  EXPECT_EQ(countReleases(), releases);
+  queue.queue_section(std::string(vantor::kPacketSize, '\x10'), 0);
+  EXPECT_GE(countReleases(), releases + 200) << "the caller frees what has been sent";
 }
 
 TEST(Allocations, DoNotHappenInTheCarrousels) {

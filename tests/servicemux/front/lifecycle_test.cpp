@@ -3,12 +3,14 @@
 #include <pthread.h>
 #include <sched.h>
 
+#include <boost/thread/exceptions.hpp>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <thread>
 
 #include "servicemux/front/serviceMux.h"
+#include "tests/servicemux/doubles/MutexCreation.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/SocketCalls.h"
 #include "tests/servicemux/doubles/ThreadCalls.h"
@@ -80,6 +82,25 @@ TEST(Construction, EndsWhatItHasBegunWhenAThreadCannotBeMade) {
     EXPECT_EQ(countEntries("/proc/self/fd"), descriptors) << made;
     EXPECT_EQ(threads().count("OPSIProd5004"), 0U) << made;
   }
+}
+
+TEST(Construction, EndsWhatItHasBegunWhenAMutexCannotBeMade) {
+  RecordedLog log;
+  const ThreadCalls granted(ThreadCalls::Priorities::kGranted);
+  const auto descriptors = countEntries("/proc/self/fd");
+  int made = 0;
+  for (bool failed = true; failed; ++made) {
+    const MutexCreation creation(made);
+    try {
+      const serviceMux mux("mux", makeAddress(), "");
+      EXPECT_FALSE(creation.hasFailed()) << made;
+    } catch (const boost::thread_resource_error& error) {
+      EXPECT_THAT(error.what(), testing::HasSubstr("failed in pthread_mutex_init"));
+    }
+    failed = creation.hasFailed();
+    EXPECT_EQ(countEntries("/proc/self/fd"), descriptors) << made;
+  }
+  EXPECT_GT(made, 10) << "streams, registries and the muxer all have some";
 }
 
 TEST(Construction, NullNameIsAnEmptyName) {

@@ -145,3 +145,19 @@ TEST(StreamLinkDeathTest, StreamThatDiesInAListStopsTheProcess) {
       },
       "!hook.is_linked\\(\\)");
 }
+
+TEST(LinkedStream, LeavesTheMuxerWithItsBaseAtTheLatest) {
+  class ForgetfulStream : public muxed_stream {
+   public:
+    explicit ForgetfulStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 1, true, kNoCC) {}
+    unsigned int getBitrate() override { return 0; }
+    int get_packet(signed char*, time_point, time_point&) override { return 0; }
+  };
+  const auto muxer = makeMuxer();
+  auto stream = std::make_unique<ForgetfulStream>(muxer);
+  stream->linkToMuxer();
+  stream.reset();  // a hook that is still linked stops the process
+  Stream next(muxer, muxed_stream::kNoCC);
+  next.linkToMuxer();
+  EXPECT_TRUE(next.is_linked());
+}

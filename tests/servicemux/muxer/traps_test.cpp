@@ -3,8 +3,11 @@
 #include <boost/thread/thread.hpp>
 #include <numeric>
 
+#include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
+#include "servicemux/streams/TableCarrousel.h"
 #include "tests/servicemux/doubles/LockHook.h"
+#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/muxer/ScriptedStream.h"
 
 // What goes wrong only when two threads meet at one certain point. Each test holds one of them there.
@@ -12,7 +15,9 @@
 namespace {
 
 using vantor::muxed_stream;
+using vantor::SectionQueue;
 using vantor::SimpleTable;
+using vantor::TableCarrousel;
 using vantor::VBRmuxer;
 
 std::shared_ptr<VBRmuxer> makeMuxer() {
@@ -104,6 +109,48 @@ TEST(Stop, IsHeardByAProducerAboutToSleep) {
   producer.join();
 }
 
+TEST(Flush, IsHeardByAConsumerAboutToSleep) {
+  Sender sender;
+  const auto muxer = makeMuxer();
+  ScriptedStream stream(muxer, 0x100, {}, seconds(0), 1);
+  std::atomic<const void*> consumerMutex{nullptr};
+  std::atomic<bool> packetIsThere{false};
+  std::atomic<bool> window{false};
+  std::atomic<bool> flushing{false};
+  std::thread producer([&] {
+    const EndlessWaits noDeadline;  // which would only hide a lost flush for half a second
+    bool asked = false;
+    stream.onAsked = [&] { asked = true; };
+    int since = 0;
+    const LockHook hook([&](const void* mutex) {
+      if (!asked) return;
+      if (++since == 1) {  // telling of the packet
+        packetIsThere.store(true);
+        await(window);
+      } else if (mutex == consumerMutex || since > 2) {
+        flushing.store(true);
+      }
+    });
+    stream.linkToMuxer();
+    muxer->muxerRun();
+  });
+  await(packetIsThere);
+  std::thread consumer([&] {
+    int locks = 0;
+    const LockHook hook([&](const void* mutex) {
+      if (++locks == 1) consumerMutex.store(mutex);
+      if (locks != 3) return;
+      window.store(true);  // it has the packet, has seen no flush and is on the way into the wait
+      await(flushing);
+    });
+    muxer->consumerRun();
+  });
+  EXPECT_TRUE(sender.await([](const std::string& packet) { return pidOf(packet) == 0x100; }));
+  muxer->muxerStop();
+  consumer.join();
+  producer.join();
+}
+
 TEST(Waits, CanBeInterrupted) {
   const auto muxer = makeMuxer();
   std::atomic<int> interrupted{0};
@@ -175,35 +222,83 @@ TEST(DyingStream, UnlinksOnlyWhenTheProducerHasLeftIt) {
   producer.join();
 }
 
+namespace {
+
+/// Destroys a linked stream while the producer is in its get_packet, and fails when the stream's mutex goes before
+/// the producer has left.
+void expectWholeWhilePolled(const std::shared_ptr<VBRmuxer>& muxer, std::unique_ptr<muxed_stream> stream) {
+  std::atomic<const void*> listMutex{nullptr};
+  std::atomic<const void*> streamMutex{nullptr};
+  std::atomic<bool> unlinking{false};
+  std::thread producer([&] {
+    const LockHook hook([&](const void* mutex) {
+      if (listMutex == nullptr) listMutex.store(mutex);
+      if (mutex == listMutex || streamMutex != nullptr) return;
+      streamMutex.store(mutex);  // the producer is in get_packet
+      await(unlinking);
+    });
+    muxer->muxerRun();
+  });
+  while (streamMutex == nullptr) std::this_thread::yield();
+  {
+    const LockHook hook(
+        [&](const void* mutex) {
+          if (mutex == listMutex) unlinking.store(true);
+          if (mutex == streamMutex && !unlinking) {
+            ADD_FAILURE() << "the stream is being emptied while the producer polls it";
+            unlinking.store(true);
+          }
+        },
+        [&](const void* mutex) {
+          if (mutex == streamMutex && !unlinking) ADD_FAILURE() << "the stream is gone while the producer polls it";
+        });
+    stream.reset();
+  }
+  muxer->muxerStop();
+  producer.join();
+}
+
+}  // namespace
+
 TEST(DyingStream, TableIsWholeWhileTheProducerPollsIt) {
   const auto muxer = makeMuxer();
   auto table = std::make_unique<SimpleTable>(muxer, 1, 0);
   std::string packets = makePacket(1, 0);
   table->new_packetized_table(packets);
+  expectWholeWhilePolled(muxer, std::move(table));
+}
 
-  std::atomic<const void*> listMutex{nullptr};
-  std::atomic<const void*> tableMutex{nullptr};
-  std::atomic<bool> unlinking{false};
-  std::thread producer([&] {
-    const LockHook hook([&](const void* mutex) {
-      if (listMutex == nullptr) listMutex.store(mutex);
-      if (mutex == listMutex || tableMutex != nullptr) return;
-      tableMutex.store(mutex);  // the producer is in get_packet
-      await(unlinking);
-    });
-    muxer->muxerRun();
-  });
-  while (tableMutex == nullptr) std::this_thread::yield();
+TEST(DyingStream, CarrouselIsWholeWhileTheProducerPollsIt) {
+  const auto muxer = makeMuxer();
+  auto carrousel = std::make_unique<TableCarrousel>(muxer, 1, muxed_stream::kNoCC);
+  std::string packets = makePacket(1, 0);
+  ASSERT_NE(carrousel->new_packetized_subtable(packets, 100, 1), nullptr);
+  expectWholeWhilePolled(muxer, std::move(carrousel));
+}
+
+TEST(DyingStream, QueueIsWholeWhileTheProducerPollsIt) {
+  const auto muxer = makeMuxer();
+  auto queue = std::make_unique<SectionQueue>(muxer, 1, 0);
+  queue->queue_section(makePacket(1, 0), 0);
+  expectWholeWhilePolled(muxer, std::move(queue));
+}
+
+TEST(ClearedTable, LeavesTheMuxerBeforeItTakesItsOwnMutex) {
+  const auto muxer = makeMuxer();
+  SimpleTable table(muxer, 1, 0);
+  std::string packets = makePacket(1, 0);
+  std::vector<const void*> setting;
+  std::vector<const void*> clearing;
   {
-    const LockHook hook(
-        [&](const void* mutex) {
-          if (mutex == listMutex) unlinking.store(true);
-        },
-        [&](const void* mutex) {
-          if (mutex == tableMutex && !unlinking) ADD_FAILURE() << "the table is gone while the producer polls it";
-        });
-    table.reset();
+    const LockHook hook([&](const void* mutex) { setting.push_back(mutex); });
+    table.new_packetized_table(packets);
   }
-  muxer->muxerStop();
-  producer.join();
+  {
+    const LockHook hook([&](const void* mutex) { clearing.push_back(mutex); });
+    table.clear_packetized_table();
+  }
+  ASSERT_GE(setting.size(), 2U);
+  ASSERT_GE(clearing.size(), 2U);
+  EXPECT_EQ(clearing[0], setting[1]) << "the list's";
+  EXPECT_EQ(clearing.back(), setting[0]) << "its own";
 }
