@@ -1,6 +1,9 @@
 #include "programs/servicemux/CaptureReport.h"
 
+#include <algorithm>
+
 #include "programs/servicemux/text.h"
+#include "programs/tables/TableKind.h"
 
 namespace vantor::cli {
 
@@ -14,28 +17,31 @@ namespace {
 struct Row {
   std::string name;
   Capture::Sections sections;
-  const Capture::Import* import = nullptr;
+  std::vector<const Capture::Import*> imports;
+  bool isKnown = false;
 };
+
+/// True for a table that would have been taken had it been whole and in its place.
+bool isKnown(std::uint8_t tableId) {
+  const auto& kinds = tables::allTableKinds();
+  return std::any_of(kinds.begin(), kinds.end(), [=](const TableKind* kind) { return kind->hasTableId(tableId); });
+}
 
 std::vector<Row> rowsOf(const Capture& capture) {
   std::vector<Row> rows;
   for (const auto& [tableId, sections] : capture.sections) {
     const std::string name = tables::tableName(tableId);
-    if (rows.empty() || rows.back().name != name) rows.push_back({name, {}, nullptr});
+    if (rows.empty() || rows.back().name != name) {
+      rows.emplace_back().name = name;
+      rows.back().isKnown = isKnown(tableId);
+    }
     Row& row = rows.back();
     row.sections.count += sections.count;
     row.sections.pids.insert(sections.pids.begin(), sections.pids.end());
-    if (const auto found = capture.imports.find(tableId); found != capture.imports.end())
-      row.import = &found->second;
+    for (const auto& [key, import] : capture.imports)
+      if (key.tableId == tableId) row.imports.push_back(&import);
   }
   return rows;
-}
-
-/// True for a table that would have been taken had it been whole and in its place.
-bool isKnown(const Row& row) {
-  for (const TableKind* kind : tables::allTableKinds())
-    if (tables::tableName(kind->tableId()) == row.name) return true;
-  return false;
 }
 
 std::string pidsOf(const Row& row) {
@@ -46,8 +52,10 @@ std::string pidsOf(const Row& row) {
 }
 
 std::string fate(const Row& row) {
-  if (row.import == nullptr) return isKnown(row) ? "skipped, no whole table" : "skipped";
-  return "imported, version " + std::to_string(row.import->version);
+  if (row.imports.empty()) return row.isKnown ? "skipped, no whole table" : "skipped";
+  if (row.imports.front()->kind->isSingle())
+    return "imported, version " + std::to_string(row.imports.front()->version);
+  return "imported, " + counted(row.imports.size(), "table");
 }
 
 const char* describe(SectionFault fault) {
@@ -66,19 +74,63 @@ const char* describe(SectionFault fault) {
   return "";
 }
 
+/// Gathers the subtables of one kind that the same is to be said of.
+class Note {
+ public:
+  explicit Note(std::string what) : what(std::move(what)) {}
+
+  void add(std::uint8_t tableId, const std::string& name) { names[tables::tableName(tableId)].push_back(name); }
+
+  /// One line for each kind.
+  void append(std::vector<std::string>& notes) const {
+    constexpr std::size_t kMostNames = 8;
+    for (const auto& [kind, all] : names) {
+      std::string line = kind + ": " + what;
+      for (std::size_t i = 0; i < std::min(all.size(), kMostNames); ++i) line += (i == 0 ? ": " : ", ") + all[i];
+      if (all.size() > kMostNames) line += " and " + std::to_string(all.size() - kMostNames) + " more";
+      notes.push_back(line);
+    }
+  }
+
+ private:
+  const std::string what;
+  std::map<std::string, std::vector<std::string>> names;
+};
+
+void noteSingle(const std::string& table, const Capture::Import& import, std::vector<std::string>& notes) {
+  const std::string version = std::to_string(import.version);
+  if (import.versions > 1)
+    notes.push_back(table + ": " + std::to_string(import.versions) + " versions in the capture, the last one (" +
+                    version + ") is kept");
+  if (!import.current)
+    notes.push_back(table + ": version " + version + " is announced as the next one, never as the current one");
+}
+
 }  // namespace
 
 std::vector<std::string> captureNotes(const Capture& capture) {
   std::vector<std::string> notes;
-  for (const auto& [tableId, import] : capture.imports) {
-    const std::string label = std::string(import.kind->label()) + ": ";
-    const std::string version = std::to_string(import.version);
-    if (import.versions > 1)
-      notes.push_back(label + std::to_string(import.versions) + " versions in the capture, the last one (" +
-                      version + ") is kept");
-    if (!import.current)
-      notes.push_back(label + "version " + version + " is announced as the next one, never as the current one");
+  Note changed("several versions in the capture, the last one of each is kept");
+  Note rewritten("several contents under one version, the last one is kept");
+  Note announced("announced as the next version, never as the current one");
+  Note partial("not whole in the capture, imported as far as it is there");
+  Note unfinished("never whole in the capture and left out");
+  for (const auto& [key, import] : capture.imports) {
+    if (import.kind->isSingle()) {
+      noteSingle(tables::tableName(key.tableId), import, notes);
+      continue;
+    }
+    const std::string name = import.kind->nameOf(key);
+    const std::string version = name + " (" + std::to_string(import.version) + ")";
+    if (import.versions > import.rewrites + 1) changed.add(key.tableId, version);
+    if (import.rewrites > 0) rewritten.add(key.tableId, version);
+    if (!import.current) announced.add(key.tableId, version);
+    if (!import.whole) partial.add(key.tableId, name);
   }
+  for (const auto& [key, kind] : capture.unfinished)
+    if (!kind->isSingle()) unfinished.add(key.tableId, kind->nameOf(key));
+  for (const Note* note : {&changed, &rewritten, &announced, &partial, &unfinished}) note->append(notes);
+  notes.insert(notes.end(), capture.leftOut.begin(), capture.leftOut.end());
   for (const auto& [where, count] : capture.faults) {
     const std::string pid =
         where.first == Capture::kNoPid ? "" : "PID " + hexPid(static_cast<unsigned>(where.first)) + ": ";
@@ -105,7 +157,7 @@ std::vector<std::string> captureTable(const Capture& capture) {
 std::string skippedSections(const Capture& capture) {
   std::string out;
   for (const Row& row : rowsOf(capture))
-    if (row.import == nullptr) out += (out.empty() ? "skipped: " : ", ") + row.name;
+    if (row.imports.empty()) out += (out.empty() ? "skipped: " : ", ") + row.name;
   return out;
 }
 

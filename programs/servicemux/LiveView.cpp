@@ -12,6 +12,7 @@ namespace {
 
 constexpr auto kRateWindow = std::chrono::seconds(2);  // several repetitions of the common tables
 constexpr double kTolerance = 0.1;                     // of a measured period before it is pointed out
+constexpr std::size_t kMostOnALine = 8;                // tables
 
 // Select graphic rendition, ECMA-48 clause 8.3.117.
 constexpr const char* kPlain = "";
@@ -68,7 +69,7 @@ bool isOffPeriod(const TableOnAir& table) {
 std::string row(const std::string& table, const std::string& pid, const std::string& version,
                 const std::string& period, const std::string& measured, const std::string& packets,
                 const std::string& sent) {
-  return "  " + padRight(table, 14) + padRight(pid, 8) + padLeft(version, 7) + padLeft(period, 11) +
+  return "  " + padRight(table, 17) + padRight(pid, 8) + padLeft(version, 7) + padLeft(period, 11) +
          padLeft(measured, 13) + padLeft(packets, 9) + padLeft(sent, 11);
 }
 
@@ -83,6 +84,14 @@ std::vector<Line> headOf(const OutputState& state) {
       {kPlain, ""},
       {kDim, row("TABLE", "PID", "VERSION", "PERIOD", "MEASURED", "PACKETS", "SENT")},
   };
+}
+
+/// What there is to say of the tables from `shown` on, which have no place of their own.
+std::string remainderOf(const std::vector<TableOnAir>& tables, std::size_t shown) {
+  const auto begin = tables.begin() + static_cast<std::ptrdiff_t>(shown);
+  const auto off = std::count_if(begin, tables.end(), isOffPeriod);
+  return "and " + grouped(tables.size() - shown) + " more" +
+         (off > 0 ? ", " + grouped(static_cast<std::uint64_t>(off)) + " of them off their periods" : "");
 }
 
 Line rowOf(const TableOnAir& table) {
@@ -109,8 +118,7 @@ std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen) {
   const std::size_t room = screen.rows > fixed ? screen.rows - fixed : 0;
   const std::size_t shown = state.tables.size() <= room ? state.tables.size() : std::max<std::size_t>(room, 1) - 1;
   for (std::size_t i = 0; i < shown; ++i) lines.push_back(rowOf(state.tables[i]));
-  if (shown < state.tables.size())
-    lines.push_back({kDim, "  and " + std::to_string(state.tables.size() - shown) + " more"});
+  if (shown < state.tables.size()) lines.push_back({kDim, "  " + remainderOf(state.tables, shown)});
   lines.insert(lines.end(), foot.begin(), foot.end());
   if (lines.size() >= screen.rows) lines.resize(std::max<std::size_t>(screen.rows, 2) - 1);
   std::vector<std::string> out;
@@ -124,11 +132,14 @@ std::string lineOf(const OutputState& state) {
   std::string out = clock(state.elapsed) + "  " + decimal(state.kbps) + " kbit/s  " +
                     counted(sent.packets, "packet") + "  " + counted(sent.datagrams, "datagram") + "  " +
                     losses(sent);
-  for (const TableOnAir& table : state.tables) {
+  const std::size_t shown = std::min(state.tables.size(), kMostOnALine);
+  for (std::size_t i = 0; i < shown; ++i) {
+    const TableOnAir& table = state.tables[i];
     out += "  " + table.table + "@" + hexPid(table.pid);
     if (table.version >= 0) out += " v" + std::to_string(table.version);
     out += " " + measuredOf(table) + "/" + std::to_string(table.period) + " ms";
   }
+  if (shown < state.tables.size()) out += "  " + remainderOf(state.tables, shown);
   return out;
 }
 

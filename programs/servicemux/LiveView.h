@@ -45,7 +45,7 @@ struct ScreenSize {
 /// carry their colours and no line ends.
 std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen);
 
-/// The state on one line.
+/// The state on one line; of many tables only the first have a place there.
 std::string lineOf(const OutputState& state);
 
 /// What has been sent and lost in all, on one line.

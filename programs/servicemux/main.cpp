@@ -9,7 +9,8 @@ namespace {
 using namespace vantor::cli;
 
 int fail(int status, const std::string& message) {
-  std::cerr << "servicemux: " << message << std::endl;
+  // In one piece, so that no log line gets in between.
+  std::cerr << "servicemux: " + message + "\n" << std::flush;
   return status;
 }
 

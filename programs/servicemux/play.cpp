@@ -15,6 +15,7 @@
 #include "programs/tables/InputError.h"
 #include "programs/tables/TableKind.h"
 #include "programs/tables/inputFile.h"
+#include "programs/tables/programPids.h"
 #include "servicemux/front/serviceMux.h"
 
 namespace vantor::cli {
@@ -23,9 +24,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kMaxVersion = 31;
-
-void warn(const std::string& message) { std::cerr << "servicemux: " << message << std::endl; }
+/// In one piece, so that no log line gets in between.
+void warn(const std::string& message) { std::cerr << "servicemux: " + message + "\n" << std::flush; }
 
 void tellOfCapture(const std::string& path, const tables::Capture& capture) {
   const std::string where = tables::printable(path) + ": ";
@@ -40,7 +40,14 @@ tables::TableSet readFiles(const std::vector<std::string>& paths) {
     if (file.capture) tellOfCapture(path, *file.capture);
     for (const auto* kind : tables::allTableKinds()) kind->move(file.tables, set);
   }
+  tables::settlePids(set);
   return set;
+}
+
+void tellOfChanges(const tables::TableSet& set) {
+  for (const auto* kind : tables::allTableKinds())
+    if (kind->isIn(set))
+      for (const auto& warning : kind->warnings(set)) warn(warning);
 }
 
 bool isEmpty(const tables::TableSet& set) {
@@ -49,21 +56,11 @@ bool isEmpty(const tables::TableSet& set) {
   return true;
 }
 
-/// Finds out before anything is on air whether all of it can be.
-void checkTables(const tables::TableSet& set) {
-  for (const auto* kind : tables::allTableKinds()) {
-    if (!kind->isIn(set)) continue;
-    const std::string label = std::string(kind->label()) + ": ";
-    if (!kind->isConvertible(set)) throw tables::InputError(label + "the table cannot be sent");
-    if (const int version = kind->version(set); version > kMaxVersion)
-      warn(label + "version " + std::to_string(version) + " is above 31 and is sent as 0");
-  }
-}
-
+/// Goes on air with what was checked when it was read.
 void putOnAir(const tables::TableSet& set, serviceMux& mux) {
   for (const auto* kind : tables::allTableKinds())
     if (kind->isIn(set) && !kind->putOnAir(set, mux))
-      throw tables::InputError(std::string(kind->label()) + ": the table cannot be sent");
+      throw tables::InputError(std::string("/") + kind->key() + ": the table cannot be sent");
 }
 
 /// Keeps the tables on air and the user informed until a signal or the end of the duration.
@@ -137,7 +134,7 @@ void setLogLevel(int verbose) {
   if (verbose > 0)
     setLogThreshold(verbose > 1 ? HOST_LOG_DEBUG : HOST_LOG_NOTICE);
   else if (std::getenv("SERVICEMUX_LOG") == nullptr)
-    setLogThreshold(HOST_LOG_WARNING);
+    setLogThreshold(HOST_LOG_ERROR);  // warnings tell of the steps of a lifecycle too
 }
 
 int play(const PlayOptions& options) {
@@ -145,7 +142,7 @@ int play(const PlayOptions& options) {
   setLogLevel(options.verbose);
   const tables::TableSet set = readFiles(options.files);
   if (isEmpty(set) && options.nullPeriod == 0) throw tables::InputError("there is no table to send");
-  checkTables(set);
+  tellOfChanges(set);
   serviceMux mux(options.name.c_str(), addressOf(options), options.dump);
   mux.setBitrate(options.bitrate);
   putOnAir(set, mux);

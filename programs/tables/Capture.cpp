@@ -1,10 +1,13 @@
 #include "programs/tables/Capture.h"
 
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "programs/tables/InputError.h"
 #include "programs/tables/SectionAssembler.h"
 #include "programs/tables/SubtableBuilder.h"
+#include "programs/tables/programPids.h"
 #include "programs/tables/references.h"
 #include "servicemux/packetize/packet.h"
 
@@ -35,32 +38,100 @@ class Collector {
     ++entry.count;
     entry.pids.insert(pid);
     for (const TableKind* kind : allTableKinds())
-      if (kind->tableId() == section.tableId() && (pid == Capture::kNoPid || pid == kind->pid()))
-        import(*kind, pid, section);
+      if (kind->hasTableId(section.tableId()) &&
+          (pid == Capture::kNoPid ? kind->isFoundWithoutPid() : kind->isOnPid(pid)))
+        gather(*kind, pid, section);
   }
 
   void addFault(int pid, SectionFault fault) { ++capture.faults[{pid, fault}]; }
 
-  Capture capture;
-
- private:
-  void import(const TableKind& kind, int pid, const Section& section) {
-    if (!section.hasSyntax() || !kind.isWellFormed(section)) return addFault(pid, SectionFault::content);
-    SubtableBuilder& builder = builders[{&kind, section.extension()}];
-    if (!builder.add(section)) return;
-    TableSet decoded;
-    if (!kind.decode(builder.sections(), decoded)) return addFault(pid, SectionFault::content);
-    Capture::Import& import = capture.imports[kind.tableId()];
-    import.kind = &kind;
-    ++import.versions;
-    // What is announced for later does not take the place of what is in force.
-    if (import.current && !section.currentNext()) return;
-    import.current = section.currentNext();
-    import.version = section.version();
-    kind.move(decoded, capture.tables);
+  /// What is left to do when all sections have come.
+  Capture finish() {
+    for (const auto& [key, builder] : builders) finishSubtable(key, builder);
+    settlePmts();
+    return std::move(capture);
   }
 
-  std::map<std::pair<const TableKind*, std::uint16_t>, SubtableBuilder> builders;
+ private:
+  /// A kind of single tables has one import, whatever the extension.
+  static SubtableKey importKey(const TableKind& kind, const SubtableKey& key) {
+    return kind.isSingle() ? SubtableKey{key.tableId, 0, 0} : key;
+  }
+
+  void gather(const TableKind& kind, int pid, const Section& section) {
+    if (section.hasSyntax() != kind.hasSyntax() || !kind.isWellFormed(section))
+      return addFault(pid, SectionFault::content);
+    const SubtableKey key = kind.keyOf(section, pid);
+    if (!kind.hasSyntax()) return takeLatest(kind, key, section);
+    SubtableBuilder& builder = builders.try_emplace(key, kind).first->second;
+    if (builder.add(section) && !import(kind, key, builder.sections())) addFault(pid, SectionFault::content);
+  }
+
+  /// Without versions each section is a table, over the one before.
+  void takeLatest(const TableKind& kind, const SubtableKey& key, const Section& section) {
+    if (!kind.decode(key, {section}, capture.tables)) return;
+    Capture::Import import = importOf(kind, key);
+    import.versions = 1;
+    import.current = true;
+    capture.imports[importKey(kind, key)] = import;
+  }
+
+  /// Returns false when the sections make no table.
+  bool import(const TableKind& kind, const SubtableKey& key, const std::vector<Section>& sections) {
+    const Section& section = sections.front();
+    Capture::Import import = importOf(kind, key);
+    // What is announced for later does not take the place of what is in force.
+    const bool isKept = section.currentNext() || !import.current;
+    TableSet unused;
+    if (!kind.decode(key, sections, isKept ? capture.tables : unused)) return false;
+    if (import.versions > 0 && import.version == section.version() && import.current == section.currentNext())
+      ++import.rewrites;
+    ++import.versions;
+    if (isKept) {
+      import.current = section.currentNext();
+      import.version = section.version();
+    }
+    capture.imports[importKey(kind, key)] = import;
+    return true;
+  }
+
+  Capture::Import importOf(const TableKind& kind, const SubtableKey& key) const {
+    const auto found = capture.imports.find(importKey(kind, key));
+    if (found != capture.imports.end()) return found->second;
+    Capture::Import import;
+    import.kind = &kind;
+    return import;
+  }
+
+  void finishSubtable(const SubtableKey& key, const SubtableBuilder& builder) {
+    const TableKind& kind = builder.tableKind();
+    if (capture.imports.count(importKey(kind, key)) != 0) return;
+    if (kind.sectionsStandAlone() && import(kind, key, builder.sections()))
+      capture.imports[key].whole = false;
+    else
+      capture.unfinished[key] = &kind;
+  }
+
+  /// A PMT that the PAT has elsewhere or nowhere would keep the whole set from going on air.
+  void settlePmts() {
+    auto& pmts = capture.tables.pmts;
+    for (auto map = pmts.begin(); map != pmts.end();) {
+      const std::string problem = capture.tables.pat ? settlePid(capture.tables, *map) : "";
+      if (problem.empty()) {
+        ++map;
+        continue;
+      }
+      const auto program = static_cast<std::uint16_t>(map->pmt.program_number);
+      capture.leftOut.push_back("PMT of program " + std::to_string(program) + " left out: " + problem);
+      const SubtableKey first{kPmtTableId, program, std::numeric_limits<std::int64_t>::min()};
+      const SubtableKey last{kPmtTableId, program, std::numeric_limits<std::int64_t>::max()};
+      capture.imports.erase(capture.imports.lower_bound(first), capture.imports.upper_bound(last));
+      map = pmts.erase(map);
+    }
+  }
+
+  Capture capture;
+  std::map<SubtableKey, SubtableBuilder> builders;
 };
 
 /// Goes through the packets once for the reserved PIDs and then again for those that the sections point at.
@@ -74,9 +145,10 @@ class TransportStreamReader {
     checkPackets();
     // PAT to PMT to ECM: the third round finds nothing that is not followed yet.
     while (!ahead.empty()) readRound();
-    countOthers();
-    collector.capture.packets = bytes.size() / kPacketSize;
-    return std::move(collector.capture);
+    Capture capture = collector.finish();
+    capture.packets = bytes.size() / kPacketSize;
+    countOthers(capture);
+    return capture;
   }
 
  private:
@@ -127,12 +199,12 @@ class TransportStreamReader {
       for (const std::uint16_t psipPid : pidsOfMgt(section)) follow(psipPid);
   }
 
-  void countOthers() {
+  void countOthers(Capture& capture) const {
     for (std::size_t at = 0; at < bytes.size(); at += kPacketSize) {
       const std::uint16_t pid = pidOf(packet(at));
       if (pid == kNullPid || followed.count(pid) != 0) continue;
-      ++collector.capture.otherPackets;
-      collector.capture.otherPids.insert(pid);
+      ++capture.otherPackets;
+      capture.otherPids.insert(pid);
     }
   }
 
@@ -172,7 +244,7 @@ Capture readSections(std::string_view bytes) {
       collector.addFault(Capture::kNoPid, fault);
     at += size;
   }
-  return std::move(collector.capture);
+  return collector.finish();
 }
 
 }  // namespace vantor::tables

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "programs/tables/Section.h"
+#include "programs/tables/SubtableKey.h"
 #include "programs/tables/TableKind.h"
 #include "programs/tables/TableSet.h"
 
@@ -19,12 +20,14 @@ struct Capture {
   /// A file of sections has no PIDs.
   static constexpr int kNoPid = -1;
 
-  /// A table that was made whole from the capture.
+  /// A subtable that was taken from the capture.
   struct Import {
     const TableKind* kind = nullptr;
     std::size_t versions = 0;  ///< that came one after the other
+    std::size_t rewrites = 0;  ///< of them those that came under the same version as the one before
     int version = 0;           ///< of the one kept
     bool current = false;      ///< the one kept; false when all were announcements of a next version
+    bool whole = true;         ///< false when not all of its sections are in the capture
   };
 
   /// Sections of one table id.
@@ -34,7 +37,9 @@ struct Capture {
   };
 
   TableSet tables;
-  std::map<std::uint8_t, Import> imports;                        ///< by table id
+  std::map<SubtableKey, Import> imports;                         ///< of a single table without extension
+  std::map<SubtableKey, const TableKind*> unfinished;            ///< never whole, and of no use in part
+  std::vector<std::string> leftOut;                              ///< what else is not taken and why, one line each
   std::map<std::uint8_t, Sections> sections;                     ///< whole and valid ones, by table id
   std::map<std::pair<int, SectionFault>, std::uint64_t> faults;  ///< sections lost, by PID and reason
   std::uint64_t packets = 0;                                     ///< 0 for a file of sections

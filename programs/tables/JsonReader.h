@@ -27,6 +27,8 @@ class JsonValue {
   /// Throws "POINTER: what".
   [[noreturn]] void fail(const std::string& what) const;
 
+  bool isObject() const { return json.is_object(); }
+  bool isString() const { return json.is_string(); }
   std::int64_t integer(std::int64_t min, std::int64_t max) const;
   bool boolean() const;
   const std::string& string() const;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -50,6 +51,9 @@ class Section {
  private:
   std::string whole;
 };
+
+/// Sections of one subtable, by section_number.
+using NumberedSections = std::map<std::uint8_t, Section>;
 
 /// True when whole descriptors fill these bytes exactly.
 bool holdsDescriptors(std::string_view bytes);

@@ -1,5 +1,7 @@
 #include "programs/tables/SubtableBuilder.h"
 
+#include "programs/tables/TableKind.h"
+
 namespace vantor::tables {
 
 bool SubtableBuilder::add(const Section& section) {
@@ -8,10 +10,10 @@ bool SubtableBuilder::add(const Section& section) {
   if (!isNew) {
     if (part->second.bytes() == section.bytes()) return false;
     // Other content under the same version: whoever sent it did not count, but the table is a new one.
-    parts.clear();
-    parts.emplace(section.number(), section);
+    if (!kind.sectionsStandAlone()) parts.clear();
+    parts.insert_or_assign(section.number(), section);
   }
-  return parts.size() == section.lastNumber() + 1U;
+  return kind.isWhole(parts);
 }
 
 std::vector<Section> SubtableBuilder::sections() const {

@@ -2,13 +2,32 @@
 
 namespace vantor::tables {
 
+namespace {
+
+constexpr std::int32_t kMaxVersion = 31;
+
+}  // namespace
+
 const std::vector<const TableKind*>& allTableKinds() {
+  // Schedules before present/following: their carousel takes its first steps at the pace of the table that comes
+  // first, so that has to be one of many packets.
   static const std::vector<const TableKind*> kinds{
-      &patKind(),
-      &catKind(),
-      &nitKind(),
+      &patKind(),         &catKind(),       &nitKind(),
+      &pmtKind(),         &sdtActualKind(), &sdtOtherKind(),
+      &eitScheduleKind(), &eitPfKind(),     &conditionalAccessKind(),
   };
   return kinds;
+}
+
+bool TableKind::isWhole(const NumberedSections& sections) const {
+  return !sections.empty() && sections.size() == sections.begin()->second.lastNumber() + 1U;
+}
+
+void failUnsendable(const JsonValue& value) { value.fail("the table cannot be sent"); }
+
+void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings) {
+  if (version > kMaxVersion)
+    warnings.push_back(table + ": version " + std::to_string(version) + " is above 31 and is sent as 0");
 }
 
 }  // namespace vantor::tables

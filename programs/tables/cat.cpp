@@ -14,15 +14,16 @@ using thrift::dvb_tables::CAT;
 class CatKind : public SingleTableKind<CAT, &TableSet::cat> {
  public:
   const char* key() const override { return "cat"; }
-  const char* label() const override { return "CAT"; }
-  std::uint8_t tableId() const override { return 0x01; }
-  std::uint16_t pid() const override { return 0x0001; }
 
   bool isWellFormed(const Section& section) const override {
     return section.bytes().size() <= kMaxPsiSectionSize && holdsDescriptors(section.payload());
   }
 
  protected:
+  const char* label() const override { return "CAT"; }
+  std::uint8_t tableId() const override { return 0x01; }
+  int pid() const override { return 0x0001; }
+
   CAT readRecord(const JsonValue& value) const override {
     value.allowOnly({"version_number", "current_next_indicator", "descriptors"});
     CAT cat;

@@ -7,16 +7,18 @@
 #include "programs/tables/JsonReader.h"
 #include "programs/tables/JsonWriter.h"
 
-/// Descriptors in JSON: {"tag": 72, "data": "hex"}.
+/// Descriptors in JSON: {"service": {"service_type": 1, ...}} for those that have a readable form here,
+/// {"tag": 72, "data": "hex"} for all.
 
 namespace vantor::tables {
 
 using Descriptors = std::vector<thrift::dvb_tables::Descriptor>;
 
-/// Reads the field `descriptors` of an object, which may be absent.
+/// Reads the field `descriptors` of an object, which may be absent. Takes both forms.
 Descriptors readDescriptors(const JsonValue& owner);
 
-/// Writes the field `descriptors`, unless there are none.
+/// Writes the field `descriptors`, unless there are none. A descriptor gets its readable form only where reading
+/// that gives the very same bytes again.
 void writeDescriptors(const Descriptors& descriptors, OrderedJson& owner);
 
 Descriptors fromDvbpsi(const dvbpsi_descriptor_t* first);

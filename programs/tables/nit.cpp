@@ -3,6 +3,7 @@
 #include "programs/tables/descriptors.h"
 #include "programs/tables/dvbpsiDecoder.h"
 #include "programs/tables/fields.h"
+#include "programs/tables/loops.h"
 #include "servicemux/front/serviceMux.h"
 
 namespace vantor::tables {
@@ -15,24 +16,9 @@ using thrift::dvb_tables::NITTransportStream;
 constexpr std::size_t kLoopLengthSize = 2;
 constexpr std::size_t kStreamHeaderSize = 6;
 
-std::size_t loopLength(std::string_view bytes, std::size_t at) { return wordAt(bytes, at) & 0x0FFF; }
-
-bool holdsStreams(std::string_view loop) {
-  while (loop.size() >= kStreamHeaderSize) {
-    const std::size_t descriptors = loopLength(loop, kStreamHeaderSize - kLoopLengthSize);
-    loop.remove_prefix(kStreamHeaderSize);
-    if (descriptors > loop.size() || !holdsDescriptors(loop.substr(0, descriptors))) return false;
-    loop.remove_prefix(descriptors);
-  }
-  return loop.empty();
-}
-
 class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
  public:
   const char* key() const override { return "nit"; }
-  const char* label() const override { return "NIT actual"; }
-  std::uint8_t tableId() const override { return 0x40; }
-  std::uint16_t pid() const override { return 0x0010; }
 
   bool isWellFormed(const Section& section) const override {
     std::string_view rest = section.payload();
@@ -41,10 +27,15 @@ class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
     rest.remove_prefix(kLoopLengthSize);
     if (descriptors + kLoopLengthSize > rest.size() || !holdsDescriptors(rest.substr(0, descriptors))) return false;
     rest.remove_prefix(descriptors);
-    return loopLength(rest, 0) == rest.size() - kLoopLengthSize && holdsStreams(rest.substr(kLoopLengthSize));
+    return loopLength(rest, 0) == rest.size() - kLoopLengthSize &&
+           holdsItems(rest.substr(kLoopLengthSize), kStreamHeaderSize);
   }
 
  protected:
+  const char* label() const override { return "NIT actual"; }
+  std::uint8_t tableId() const override { return 0x40; }
+  int pid() const override { return 0x0010; }
+
   NIT readRecord(const JsonValue& value) const override {
     value.allowOnly({"network_id", "version_number", "current_next_indicator", "descriptors", "transport_streams"});
     NIT nit;

@@ -16,15 +16,16 @@ using thrift::dvb_tables::PATProgram;
 class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
  public:
   const char* key() const override { return "pat"; }
-  const char* label() const override { return "PAT"; }
-  std::uint8_t tableId() const override { return 0x00; }
-  std::uint16_t pid() const override { return 0x0000; }
 
   bool isWellFormed(const Section& section) const override {
     return section.bytes().size() <= kMaxPsiSectionSize && section.payload().size() % 4 == 0;
   }
 
  protected:
+  const char* label() const override { return "PAT"; }
+  std::uint8_t tableId() const override { return 0x00; }
+  int pid() const override { return 0x0000; }
+
   PAT readRecord(const JsonValue& value) const override {
     value.allowOnly({"transport_stream_id", "version_number", "current_next_indicator", "programs"});
     PAT pat;

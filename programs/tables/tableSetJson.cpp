@@ -6,7 +6,7 @@
 
 namespace vantor::tables {
 
-TableSet readTableSet(std::string_view text) {
+TableSet readTableSet(std::string_view text, UtcTime now) {
   const Json document = parseJson(text);
   const JsonValue root(document);
   std::vector<const char*> keys;
@@ -14,7 +14,7 @@ TableSet readTableSet(std::string_view text) {
   root.allowOnly(keys);
   TableSet set;
   for (const TableKind* kind : allTableKinds())
-    if (const auto value = root.optional(kind->key())) kind->read(*value, set);
+    if (const auto value = root.optional(kind->key())) kind->read(*value, now, set);
   return set;
 }
 

@@ -3,12 +3,14 @@
 #include <string>
 #include <string_view>
 
+#include "programs/tables/TableKind.h"
 #include "programs/tables/TableSet.h"
 
 namespace vantor::tables {
 
-/// Reads a JSON table set. Throws InputError for everything that it does not know exactly.
-TableSet readTableSet(std::string_view text);
+/// Reads a JSON table set. Throws InputError for everything that it does not know exactly and for every table that
+/// the library could not send. Times that are given relative to the present count from `now`.
+TableSet readTableSet(std::string_view text, UtcTime now = std::chrono::system_clock::now());
 
 /// The table set as a JSON text that readTableSet() reads back to the same records.
 std::string writeTableSet(const TableSet& set);

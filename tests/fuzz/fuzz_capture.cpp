@@ -16,7 +16,7 @@ namespace {
 /// with a byte for the PID, then table id, id extension, version, numbers, and the length of its payload.
 std::vector<std::pair<unsigned, std::string>> repairedSections(std::string_view bytes) {
   constexpr std::size_t kHead = 8;
-  constexpr unsigned kPids[] = {0x00, 0x01, 0x10, 0x11, 0x100, 0x1FFB};
+  constexpr unsigned kPids[] = {0x00, 0x01, 0x10, 0x11, 0x100, 0x1FFB, 0x12};
   std::vector<std::pair<unsigned, std::string>> out;
   while (bytes.size() >= kHead) {
     const unsigned pid = kPids[tables::byteAt(bytes, 0) % std::size(kPids)];

@@ -76,7 +76,7 @@ TEST(CaptureReader, ReadsSectionsThatShareAPacket) {
   ASSERT_EQ(packets.size(), 188U);
   const Capture capture = readTransportStream(packets);
   EXPECT_EQ(capture.tables.pat, makePat(5, 4));
-  EXPECT_EQ(capture.imports.at(0).versions, 3U);
+  EXPECT_EQ(capture.imports.at({0}).versions, 3U);
 }
 
 TEST(CaptureReader, ReadsSectionsThatBeginBehindThePointerField) {
@@ -111,8 +111,8 @@ TEST(CaptureReader, KeepsTheLastWholeVersion) {
   packets += packer.apart(unfinished);
   const Capture capture = readTransportStream(packets);
   EXPECT_EQ(capture.tables.pat, makePat(7, 7));
-  EXPECT_EQ(capture.imports.at(0).versions, 3U);
-  EXPECT_EQ(capture.imports.at(0).version, 7);
+  EXPECT_EQ(capture.imports.at({0}).versions, 3U);
+  EXPECT_EQ(capture.imports.at({0}).version, 7);
 }
 
 TEST(CaptureReader, NoticesNewContentUnderAnOldVersion) {
@@ -120,7 +120,7 @@ TEST(CaptureReader, NoticesNewContentUnderAnOldVersion) {
   const Capture capture =
       readTransportStream(packer.apart(sectionsOf(makePat(5, 2))) + packer.apart(sectionsOf(makePat(5, 3))));
   EXPECT_EQ(capture.tables.pat, makePat(5, 3));
-  EXPECT_EQ(capture.imports.at(0).versions, 2U);
+  EXPECT_EQ(capture.imports.at({0}).versions, 2U);
 }
 
 TEST(CaptureReader, PrefersTheCurrentVersionToTheNext) {
@@ -130,11 +130,11 @@ TEST(CaptureReader, PrefersTheCurrentVersionToTheNext) {
   const std::string announcement = packer.apart(sectionsOf(next));
   const Capture only = readTransportStream(announcement);
   EXPECT_EQ(only.tables.pat, next);
-  EXPECT_FALSE(only.imports.at(0).current);
+  EXPECT_FALSE(only.imports.at({0}).current);
   const Capture both =
       readTransportStream(announcement + packer.apart(sectionsOf(makePat(5, 2))) + packer.apart(sectionsOf(next)));
   EXPECT_EQ(both.tables.pat, makePat(5, 2));
-  EXPECT_TRUE(both.imports.at(0).current);
+  EXPECT_TRUE(both.imports.at({0}).current);
 }
 
 TEST(CaptureReader, CountsAndSkipsASectionWithAWrongCrc) {

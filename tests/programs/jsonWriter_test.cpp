@@ -41,7 +41,7 @@ TEST(JsonWriter, LaysATableSetOutForPeople) {
       {"program_number": 3, "pid": 259}
     ]
   },
-  "cat": {"version_number": 7, "descriptors": [{"tag": 9, "data": "0b00e064"}]}
+  "cat": {"version_number": 7, "descriptors": [{"CA": {"CA_system_ID": 2816, "CA_PID": 100}}]}
 }
 )");
 }

@@ -72,7 +72,8 @@ TEST(LiveView, ShowsATableInARowOfItsOwn) {
   ASSERT_EQ(block.size(), 8U);
   EXPECT_EQ(withoutStyles(block[0]), "  servicemux  to 239.1.1.1:5004  on air 01:02:03");
   EXPECT_EQ(withoutStyles(block[2]), "  12.3 kbit/s of 1 024   1 234 567 packets   1 datagram   nothing lost");
-  EXPECT_EQ(withoutStyles(block[5]), "  PAT           0x0000        3     200 ms     200.0 ms        1          3");
+  EXPECT_EQ(withoutStyles(block[5]),
+            "  PAT              0x0000        3     200 ms     200.0 ms        1          3");
 }
 
 TEST(LiveView, PointsOutATableThatMissesItsPeriod) {
@@ -96,8 +97,31 @@ TEST(LiveView, FitsEveryScreen) {
 TEST(LiveView, SaysHowManyTablesDoNotFit) {
   const auto block = blockOf(makeState(30), {80, 12});
   ASSERT_EQ(block.size(), 11U);
-  EXPECT_EQ(withoutStyles(block[7]), "  PAT           0x0000        3     200 ms     200.0 ms        1          3");
+  EXPECT_EQ(withoutStyles(block[7]),
+            "  PAT              0x0000        3     200 ms     200.0 ms        1          3");
   EXPECT_EQ(withoutStyles(block[8]), "  and 27 more");
+}
+
+TEST(LiveView, CountsTheTablesOffTheirPeriodsAmongThoseThatDoNotFit) {
+  OutputState state = makeState(300);
+  state.tables.push_back(makeTable("SDTo_65535_65535", 0x11, 10000, 15000, 3));
+  const auto block = blockOf(state, {80, 24});
+  ASSERT_EQ(block.size(), 23U);
+  EXPECT_EQ(withoutStyles(block[20]), "  and 286 more, 1 of them off their periods");
+}
+
+TEST(LiveView, KeepsTheLongestNameOfATableApartFromItsPid) {
+  OutputState state = makeState(0);
+  state.tables = {makeTable("SDTo_65535_65535", 0x11, 10000, 10000, 3)};
+  EXPECT_EQ(withoutStyles(blockOf(state, {80, 24})[5]),
+            "  SDTo_65535_65535 0x0011        3   10000 ms   10000.0 ms        1          3");
+}
+
+TEST(LiveView, NamesOnlyTheFirstOfManyTablesOnOneLine) {
+  EXPECT_THAT(lineOf(makeState(8)), Not(HasSubstr("more")));
+  const std::string line = lineOf(makeState(300));
+  EXPECT_THAT(line, HasSubstr("200.0 ms/200 ms  and 292 more"));
+  EXPECT_LT(line.size(), 500U);
 }
 
 TEST(LiveView, DrawsTheBlockInPlace) {

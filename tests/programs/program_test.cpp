@@ -215,6 +215,51 @@ TEST_F(Program, NamesFileAndPlaceOfBadInput) {
   EXPECT_EQ(playError(file("empty.json", "{}")), "servicemux: there is no table to send\n");
 }
 
+TEST_F(Program, NamesFileAndPlaceOfATableThatCannotBeSent) {
+  const std::string json = file("a.json", R"({"eit_pf": [{"service_id": 7, "transport_stream_id": 4,
+      "original_network_id": 2, "version_number": 1, "events": [
+        {"event_id": 1, "start_time": "now", "duration": "01:00:00"}, {"event_id": 2, "duration": "01:00:00"},
+        {"event_id": 3, "duration": "01:00:00"}]}]})");
+  EXPECT_THAT(playError(json), HasSubstr("servicemux: " + json + ": /eit_pf/0: the table cannot be sent\n"));
+}
+
+TEST_F(Program, NamesAProgramThatHasNoPid) {
+  const std::string pmts = file("a.json", R"({"pmts": [{"program_number": 7, "pcr_pid": 512, "version_number": 1,
+                                                       "streams": []}]})");
+  EXPECT_EQ(playError(pmts), "servicemux: PMT of program 7: it has no PID, and no PAT names the program\n");
+}
+
+TEST_F(Program, PutsAMultiplexOfHundredsOfTablesOnAir) {
+  tables::TableSet set;
+  set.pat = makePat(1, 100);
+  set.sdtActual = makeSdt(4, 2, 100);
+  thrift::dvb_tables::EIT eit;
+  eit.__set_sectioning(thrift::dvb_tables::EITSectioning::STANDARD);
+  for (int i = 1; i <= 100; ++i) {
+    set.pmts.push_back({std::nullopt, makePmt(i, 3)});
+    set.sdtOthers.push_back(makeSdt(100 + i, 2, 1));
+    eit.service_id = i;
+    eit.table_id = 0x4E;
+    eit.events = {makeEvent({1, 0xE489120000})};
+    set.eitPf.push_back(eit);
+    eit.table_id = 0x50;
+    set.eitSchedule.push_back(eit);
+  }
+  const std::string json = file("a.json", tables::writeTableSet(set));
+  const Receiver receiver;
+  const pid_t child = start({"play", json, "--to", receiver.target(), "--bitrate", "20000"});
+  std::set<unsigned> pids;
+  for (std::string datagram; pids.size() < 103 && !(datagram = receiver.receive(60000)).empty();)
+    for (std::size_t at = 0; at < datagram.size(); at += 188)
+      pids.insert((static_cast<unsigned>(datagram[at + 1]) & 0x1F) << 8 |
+                  static_cast<unsigned char>(datagram[at + 2]));
+  kill(child, SIGINT);
+  EXPECT_EQ(finish(child).status, 0);
+  std::set<unsigned> expected{0x00, 0x11, 0x12};
+  for (unsigned i = 1; i <= 100; ++i) expected.insert(0x100 + i);
+  EXPECT_EQ(pids, expected);
+}
+
 TEST_F(Program, PutsTheTablesOnAirForTheDuration) {
   const Receiver receiver;
   const Result result = run({"play", file("pat.json", kPat), file("cat.json", kCat), "--to", receiver.target(),

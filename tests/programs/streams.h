@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,10 +14,22 @@ namespace vantor::testing {
 std::vector<std::string> sectionsOf(const thrift::dvb_tables::PAT& record);
 std::vector<std::string> sectionsOf(const thrift::dvb_tables::CAT& record);
 std::vector<std::string> sectionsOf(const thrift::dvb_tables::NIT& record);
+std::vector<std::string> sectionsOf(const thrift::dvb_tables::PMT& record);
+/// As SDT actual (0x42) or other (0x46).
+std::vector<std::string> sectionsOf(const thrift::dvb_tables::SDT& record, unsigned tableId);
+std::vector<std::string> sectionsOf(const thrift::dvb_tables::EIT& record);
 
 /// A section with this head and payload and a right CRC_32.
 std::string makeSection(unsigned tableId, unsigned extension, unsigned version, unsigned number,
                         unsigned lastNumber, const std::string& payload);
+
+/// The payload of an EIT section, of service events that each have one descriptor of this size.
+struct MadeEvent {
+  int id;
+  std::int64_t start;
+  std::size_t descriptorSize = 10;  // bytes of data, at most 255
+};
+std::string eitPayload(unsigned segmentLast, unsigned lastTableId, const std::vector<MadeEvent>& events);
 
 /// Makes the packets of one PID, with running counters.
 class Packer {
@@ -40,5 +53,9 @@ class Packer {
 thrift::dvb_tables::PAT makePat(int version, int programs);
 thrift::dvb_tables::CAT makeCat(int version, int descriptors);
 thrift::dvb_tables::NIT makeNit(int version, int streams);
+thrift::dvb_tables::PMT makePmt(int program, int version);
+/// With services of about 110 bytes each.
+thrift::dvb_tables::SDT makeSdt(int transportStream, int version, int services);
+thrift::dvb_tables::EITEvent makeEvent(const MadeEvent& made);
 
 }  // namespace vantor::testing

@@ -2,6 +2,7 @@
 
 import json
 import subprocess
+from collections import Counter
 from dataclasses import dataclass, field
 
 import mpegts
@@ -73,3 +74,24 @@ def ffprobe_programs(path):
     """The programs that ffprobe finds, as {program_number: pmt_pid}."""
     output = _run("ffprobe", "-v", "error", "-f", "mpegts", "-show_programs", "-of", "json", path)
     return {program["program_num"]: program["pmt_pid"] for program in json.loads(output)["programs"]}
+
+
+def ffprobe_services(path):
+    """The services that ffprobe finds by name, as {program_number: service_name}."""
+    output = _run("ffprobe", "-v", "error", "-f", "mpegts", "-show_programs", "-of", "json", path)
+    programs = json.loads(output)["programs"]
+    named = {program["program_num"]: program["tags"]["service_name"] for program in programs if "tags" in program}
+    return {number: name for number, name in named.items() if number != 0}  # 0 is the NIT in a PAT
+
+
+def tshark_complaints(path):
+    """How often tshark has which complaint about a section, its CRC included."""
+    columns = ["mp2t.pid", "_ws.expert.message", "mpeg_sect.crc.status"]
+    options = [option for column in columns for option in ("-e", column)]
+    output = _run("tshark", "-r", path, "-o", "mpeg_sect.verify_crc:TRUE", "-T", "fields", *options)
+    complaints = Counter()
+    for line in output.splitlines():
+        pid, message, crc = line.split("\t")
+        if message or set(crc.split(",")) - {CRC_GOOD, ""}:
+            complaints[pid, message, crc] += 1
+    return dict(complaints)

@@ -132,8 +132,12 @@ class OtherDecoders(unittest.TestCase):
     @each_replay
     def test_ffprobe_finds_the_programs_where_the_pat_points(self, played, original):
         programs = {number: pid for part in original[PAT_PID] for number, pid in part.body if number != 0}
-        packets = played.recording.packets() + program_maps(programs)
-        self.assertEqual(decoders.ffprobe_programs(decoders.write(packets, self.file)), programs)
+        heard = played.recording.pids()
+        missing = {number: pid for number, pid in programs.items() if pid not in heard}
+        packets = played.recording.packets() + program_maps(missing)
+        found = decoders.ffprobe_programs(decoders.write(packets, self.file))
+        found.pop(0, None)  # stands for the services of the SDT that the PAT does not have
+        self.assertEqual(found, programs)
 
 
 def as_listed(part):
@@ -147,7 +151,7 @@ def as_listed(part):
 
 
 def program_maps(programs):
-    """A PMT with one stream for each program; ffprobe passes over a program that has none."""
+    """A PMT with one stream for each program that the capture has none of; ffprobe passes over one without streams."""
     packets, counters = [], Counter()
     for number, pid in programs.items():
         pmt = mpegts.build_pmt(number, 0, 0x1FFF, [(0x1B, 0x1E00 | number & 0xFF)])

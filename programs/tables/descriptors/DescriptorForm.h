@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "programs/tables/JsonReader.h"
+#include "programs/tables/JsonWriter.h"
+#include "programs/tables/descriptors/BitReader.h"
+
+namespace vantor::tables {
+
+constexpr std::size_t kMaxDescriptorData = 255;
+
+/// How one descriptor looks in JSON: {"name": fields}.
+struct DescriptorForm {
+  std::uint8_t tag;
+  const char* name;  ///< the standard's, without "_descriptor"
+  /// The payload that the fields stand for. Throws InputError.
+  std::string (*encode)(const JsonValue& fields);
+  /// The fields of a payload. The reader tells whether they are good for anything; what encode() does not turn into
+  /// the very same bytes is not.
+  OrderedJson (*decode)(BitReader& from);
+};
+
+using DescriptorForms = std::vector<DescriptorForm>;
+
+DescriptorForms networkForms();
+DescriptorForms deliverySystemForms();
+DescriptorForms serviceForms();
+DescriptorForms eventForms();
+DescriptorForms streamForms();
+
+}  // namespace vantor::tables

@@ -1,0 +1,148 @@
+#include "programs/tables/descriptors/formFields.h"
+
+#include <algorithm>
+
+#include "programs/tables/InputError.h"
+#include "programs/tables/dvbText.h"
+
+namespace vantor::tables {
+
+namespace {
+
+constexpr std::size_t kCodeSize = 3;         // letters of a language or a country
+constexpr std::size_t kLongestSelector = 3;  // bytes
+
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool isLanguage(std::string_view code) {
+  return code.size() == kCodeSize && std::all_of(code.begin(), code.end(), isLetter);
+}
+
+bool isCountry(std::string_view code) {
+  return isLanguage(code) || (code.size() == kCodeSize && std::all_of(code.begin(), code.end(), isDigit));
+}
+
+std::string quoted(const std::string& text) { return printable("\"" + text + "\""); }
+
+std::string takeCode(BitReader& from, bool (*isCode)(std::string_view)) {
+  const std::string_view code = from.bytes(kCodeSize);
+  if (!isCode(code)) from.fail();
+  return std::string(from.isGood() ? code : "");
+}
+
+std::uint32_t limitOf(unsigned bits) { return 0xFFFFFFFF >> (32 - bits); }
+
+std::uint32_t maxDecimal(unsigned digits) {
+  std::uint32_t limit = 1;
+  for (; digits > 0; --digits) limit *= 10;
+  return limit - 1;
+}
+
+/// The field in units, of which there may be at most `max`.
+std::uint32_t readUnits(const JsonValue& owner, const char* field, std::uint32_t unit, std::uint32_t max) {
+  const JsonValue json = owner.required(field);
+  const std::int64_t value = json.integer(0, static_cast<std::int64_t>(max) * unit);
+  if (value % unit != 0) json.fail(std::to_string(value) + " is not a multiple of " + std::to_string(unit));
+  return static_cast<std::uint32_t>(value / unit);
+}
+
+std::string encodeWithChosenTable(const JsonValue& json) {
+  const auto bytes = encodeText(json.string());
+  if (!bytes) json.fail(quoted(json.string()) + " holds a control character");
+  return *bytes;
+}
+
+std::string encodeWithGivenTable(const JsonValue& json) {
+  json.allowOnly({"text", "table"});
+  const JsonValue text = json.required("text");
+  const JsonValue selector = json.required("table");
+  const std::string table = selector.hexBytes(kLongestSelector);
+  if (!isTextTable(table)) selector.fail(quoted(selector.string()) + " selects no character table");
+  const auto bytes = encodeText(DvbText{text.string(), table});
+  if (!bytes) text.fail(quoted(text.string()) + " cannot be written with the table " + quoted(selector.string()));
+  return *bytes;
+}
+
+}  // namespace
+
+std::uint32_t readNumber(const JsonValue& owner, const char* field, unsigned bits) {
+  return static_cast<std::uint32_t>(owner.required(field).integer(0, limitOf(bits)));
+}
+
+void put(BitWriter& to, const JsonValue& owner, const char* field, unsigned bits) {
+  to.bits(readNumber(owner, field, bits), bits);
+}
+
+bool readFlag(const JsonValue& owner, const char* field) { return owner.required(field).boolean(); }
+
+void putFlag(BitWriter& to, const JsonValue& owner, const char* field) {
+  to.bits(readFlag(owner, field) ? 1 : 0, 1);
+}
+
+std::uint32_t readMultiple(const JsonValue& owner, const char* field, std::uint32_t unit, unsigned bits) {
+  return readUnits(owner, field, unit, limitOf(bits));
+}
+
+std::uint32_t readDecimal(const JsonValue& owner, const char* field, std::uint32_t unit, unsigned digits) {
+  std::uint32_t value = readUnits(owner, field, unit, maxDecimal(digits));
+  std::uint32_t coded = 0;
+  for (unsigned shift = 0; value > 0; value /= 10, shift += 4) coded |= value % 10 << shift;
+  return coded;
+}
+
+std::uint64_t takeDecimal(BitReader& from, std::uint32_t unit, unsigned digits) {
+  std::uint64_t value = 0;
+  for (; digits > 0; --digits) {
+    const std::uint32_t digit = from.bits(4);
+    if (digit > 9) from.fail();
+    value = value * 10 + digit;
+  }
+  return value * unit;
+}
+
+std::string readLanguage(const JsonValue& owner) {
+  const JsonValue json = owner.required(kLanguageField);
+  if (!isLanguage(json.string())) json.fail(quoted(json.string()) + " is not three letters");
+  return json.string();
+}
+
+std::string takeLanguage(BitReader& from) { return takeCode(from, isLanguage); }
+
+std::string readCountry(const JsonValue& owner) {
+  const JsonValue json = owner.required(kCountryField);
+  if (!isCountry(json.string())) json.fail(quoted(json.string()) + " is not three letters or three digits");
+  return json.string();
+}
+
+std::string takeCountry(BitReader& from) { return takeCode(from, isCountry); }
+
+std::string readText(const JsonValue& owner, const char* field, std::size_t room) {
+  const JsonValue json = owner.required(field);
+  std::string bytes = json.isObject() ? encodeWithGivenTable(json) : encodeWithChosenTable(json);
+  if (bytes.size() > room)
+    json.fail("the text takes " + std::to_string(bytes.size()) + " bytes, at most " + std::to_string(room) +
+              " fit");
+  return bytes;
+}
+
+OrderedJson textOf(BitReader& from, std::string_view bytes) {
+  const auto text = decodeText(bytes);
+  if (!text) {
+    from.fail();
+    return {};
+  }
+  if (encodeText(text->text) == bytes) return text->text;
+  return {{"text", text->text}, {"table", hexDigits(text->table)}};
+}
+
+std::string readBytes(const JsonValue& owner, const char* field, std::size_t room) {
+  const auto json = owner.optional(field);
+  return json ? json->hexBytes(room) : std::string();
+}
+
+void addBytes(OrderedJson& owner, const char* field, std::string_view bytes) {
+  if (!bytes.empty()) owner[field] = hexDigits(std::string(bytes));
+}
+
+}  // namespace vantor::tables
