@@ -135,7 +135,7 @@ class Periods(unittest.TestCase):
             for time, section in replay.recording.timed_sections(pid):
                 if section[6] == 0:
                     starts[subtable_of(mpegts.decode(section))].append(time)
-            first = next(iter(starts))  # the first of many also takes the slots that nothing is due for
+            first = next(iter(starts), None)  # the first of many also takes the slots that nothing is due for
             kinds = Counter(table_id for table_id, *_ in starts)
             for subtable, times in starts.items():
                 if subtable != first or kinds[subtable[0]] == 1:
