@@ -46,7 +46,7 @@ void setFirstDay(EIT& table, std::int32_t day) {
 
 void setLastTableId(EIT& table, std::int16_t tableId) {
   table.__isset.last_table_id = tableId != table.table_id;
-  table.last_table_id = table.__isset.last_table_id ? tableId : 0;
+  table.last_table_id = table.__isset.last_table_id ? tableId : std::int16_t{0};
 }
 
 bool isPacked(const EIT& table) { return table.sectioning == EITSectioning::PACKED; }

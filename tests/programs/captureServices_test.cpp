@@ -162,14 +162,20 @@ TEST(CapturedServices, TheLatestOfTwoContentsUnderOneVersionIsTaken) {
 }
 
 TEST(CapturedServices, EitsAreToldApartByServiceStreamAndNetwork) {
-  Sections sections;
-  for (const char stream : {'\4', '\5'}) {
-    std::string payload = eitPayload(0, 0x4F, {{1, at(1)}});
-    payload[1] = stream;
-    sections.push_back(makeSection(0x4F, 7, 1, 0, 0, payload));
-    sections.push_back(makeSection(0x4F, 8, 1, 0, 0, payload));
-  }
-  EXPECT_EQ(tablesIn(sections).eitPf.size(), 4U);
+  std::string file;
+  for (const unsigned number : {0U, 1U})
+    for (const unsigned service : {7U, 8U})
+      for (const auto& [stream, network] :
+           {std::pair('\4', '\x20'), std::pair('\5', '\x20'), std::pair('\4', '\x21')}) {
+        std::string payload = eitPayload(1, 0x4F, {{1, at(1)}});
+        payload[1] = stream;
+        payload[2] = network;
+        file += makeSection(0x4F, service, 1, number, 1, payload);
+      }
+  const Capture capture = readSections(file);
+  ASSERT_EQ(capture.tables.eitPf.size(), 6U);
+  for (const auto& eit : capture.tables.eitPf) EXPECT_EQ(eit.events.size(), 2U);
+  for (const auto& entry : capture.imports) EXPECT_TRUE(entry.second.whole);
 }
 
 TEST(CapturedServices, AScheduleComesBackWithItsSectionNumbers) {
@@ -180,6 +186,10 @@ TEST(CapturedServices, AScheduleComesBackWithItsSectionNumbers) {
                           scheduleSection(24, 25, 25, {{4, at(9)}}),
                           scheduleSection(25, 25, 25, {{5, at(9)}, {6, at(11)}})};
   expectSameSections(sections, EITSectioning::STANDARD);
+  const TableSet set = tablesIn(sections);
+  std::vector<bool> starts;
+  for (const auto& event : set.eitSchedule.at(0).events) starts.push_back(event.__isset.starts_section);
+  EXPECT_THAT(starts, ElementsAre(false, false, true, false, true, false));
   Sections reversed(sections.rbegin(), sections.rend());
   EXPECT_EQ(sectionsOf(tablesIn(reversed).eitSchedule.at(0)), sections);
 }

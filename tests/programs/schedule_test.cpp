@@ -92,6 +92,10 @@ TEST(Schedule, IsNotMadeOfTablesThatDoNotFitTogether) {
   auto packed = tables;
   packed[1].__set_sectioning(EITSectioning::PACKED);
   EXPECT_EQ(joinSchedule(packed), std::nullopt);
+  EIT alone = makeSchedule({1, 0});
+  alone.__set_sectioning(EITSectioning::PACKED);
+  setLastTableId(alone, 0x51);
+  EXPECT_EQ(joinSchedule({alone}), std::nullopt);
 }
 
 std::string misplacedIn(const EIT& schedule) {
