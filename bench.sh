@@ -1,7 +1,23 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the benchmarks. Further arguments go to Google Benchmark, for example:
-# ./bench.sh --benchmark_filter=getPacket
+# Sets up, builds and runs the benchmarks, and remakes docs/bench and the table in the README:
+#   ./bench.sh                      all of them
+#   ./bench.sh micro [OPTION...]    parts of the library; the options are Google Benchmark's
+#   ./bench.sh wire [--quick]       what arrives on a socket, and what it costs; quick writes no files
 set -euo pipefail
 cd "$(dirname "$0")"
+what=${1:-all}
+[ $# -eq 0 ] || shift
+
+micro() { build/bin/servicemux_bench --benchmark_counters_tabular=true "$@"; }
+wire() { /usr/bin/python3 -B bench/wire/run.py "$@"; }
+
+case $what in
+  all | micro | wire) ;;
+  *) echo "bench.sh: unknown kind '$what': all, micro or wire" >&2; exit 2 ;;
+esac
+scripts/setup.sh bench
 ./build.sh release
-exec build/bin/servicemux_bench --benchmark_counters_tabular=true "$@"
+case $what in
+  all) micro; wire ;;
+  *) "$what" "$@" ;;
+esac

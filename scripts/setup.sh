@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Installs what the project builds, runs and tests with, on Debian 12: scripts/setup.sh [build] [test] [check]
+# Installs what the project builds, runs, tests and measures with, on Debian 12:
+# scripts/setup.sh [build] [test] [bench] [check]
 set -euo pipefail
 
 build="ccache cmake g++ libboost-chrono-dev libboost-dev libboost-thread-dev libcli11-dev libdvbpsi-dev
   libspdlog-dev libthrift-dev ninja-build nlohmann-json3-dev pkg-config thrift-compiler"
 test="ffmpeg iproute2 libbenchmark-dev libgmock-dev libgtest-dev procps python3 tshark"
+bench="python3-matplotlib python3-numpy"
 check="clang clang-format clang-tidy git libclang-rt-14-dev"
 
 packages=""
@@ -12,8 +14,9 @@ for group in "${@:-build}"; do
   case $group in
     build) packages+=" $build" ;;
     test) packages+=" $test" ;;
+    bench) packages+=" $bench" ;;
     check) packages+=" $check" ;;
-    *) echo "setup.sh: unknown group '$group': build, test or check" >&2; exit 2 ;;
+    *) echo "setup.sh: unknown group '$group': build, test, bench or check" >&2; exit 2 ;;
   esac
 done
 

@@ -42,7 +42,7 @@ template <typename Message>
 void readData(const JsonValue& value, Message& message) {
   const auto sections = value.optional("sections");
   const auto packets = value.optional("packets");
-  if (sections.has_value() == packets.has_value()) value.fail("either \"sections\" or \"packets\" must be there");
+  if (sections.has_value() == packets.has_value()) value.fail(R"(either "sections" or "packets" must be there)");
   const JsonValue& data = sections ? *sections : *packets;
   message.format = sections ? kSections : kPackets;
   message.data = data.hexBytes(kMaxMessageSize);

@@ -138,9 +138,9 @@ void serviceMux::clearSDTActual() {
   clearCurrentdumpedTable(kSdtActual, 0);
 }
 
-void serviceMux::clearSDTOthers(int tsid, int onid) {
+void serviceMux::clearSDTOthers(int transport_stream_id, int original_network_id) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearSDTOthers");
-  if (sdts) sdts->clearSDT(kSdtOther, tsid, onid);
+  if (sdts) sdts->clearSDT(kSdtOther, transport_stream_id, original_network_id);
 }
 
 void serviceMux::clearEITpf(short sid) {
