@@ -293,9 +293,9 @@ std::string makeEcmSection(int fill) {
   return section;
 }
 
-vantor::thrift::general::ScramblerConfig makeConfig(int type) {
+vantor::thrift::general::ScramblerConfig makeConfig(int type, bool enabled) {
   vantor::thrift::general::ScramblerConfig config;
-  config.enabled = true;
+  config.enabled = enabled;
   config.scrambler_type = type;
   config.ecm_pids = {{1, {0x200, 0x201}}};
   config.emm_pids = {{1, {0x300}}};
@@ -331,7 +331,7 @@ TEST(Stress, MessagesComeWhileTheConfigurationChanges) {
     }
   });
   for (int i = 0; i < 2000; ++i) {
-    mux.setDRMConfig(makeConfig(i % 4));
+    mux.setDRMConfig(makeConfig(i % 4, i % 6 != 0));
     if (i % 5 == 0) mux.clearLiveECMs();
     if (i % 7 == 0) mux.clearLiveEMMs();
     if (i % 11 == 0) mux.clearECM();
