@@ -102,9 +102,12 @@ void VBRmuxer::produce(unsigned int watchdog) {
   }
 }
 
-/// Sleeps to the slot time or to the next link; false once the muxer is stopped.
+/// Sleeps to the slot time or to the next link; false once the muxer is stopped. A slot time that has passed is not
+/// waited for: the kernel would take longer over it than a slot lasts at high rates.
 bool VBRmuxer::waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point slotClock) {
   while (!stop.load() && !reschedule.load()) {
+    boost::this_thread::interruption_point();
+    if (Clock::now() >= slotClock) break;
     if (producerCondition.wait_until(lock, slotClock) == boost::cv_status::timeout) break;
   }
   return !stop.load();
