@@ -1,7 +1,16 @@
 #!/usr/bin/env bash
-# Sets everything up, builds, and plays a table set to 127.0.0.1:5004 until Ctrl-C. Further arguments go to
-# `servicemux play`, for example: ./demo.sh --duration 10
+# Sets everything up, builds, and plays an example to 127.0.0.1:5004 until Ctrl-C: ./demo.sh [dvb-t|atsc]. Further
+# arguments go to `servicemux play`, for example: ./demo.sh atsc --duration 10
 set -euo pipefail
 cd "$(dirname "$0")"
+example=dvb-t
+if [[ ${1:-} =~ ^[^-] ]]; then
+  example=$1
+  shift
+fi
+if [ ! -f "examples/$example.json" ]; then
+  echo "demo.sh: no example '$example', there are:" $(basename -s .json examples/*.json) >&2
+  exit 2
+fi
 ./build.sh release
-exec build/bin/servicemux play examples/dvb-t.json --to 127.0.0.1:5004 "$@"
+exec build/bin/servicemux play "examples/$example.json" --to 127.0.0.1:5004 "$@"

@@ -13,8 +13,10 @@
 #include "programs/servicemux/command.h"
 #include "programs/servicemux/playOptions.h"
 #include "programs/tables/InputError.h"
+#include "programs/tables/OnAir.h"
 #include "programs/tables/TableKind.h"
 #include "programs/tables/inputFile.h"
+#include "programs/tables/masterGuide.h"
 #include "programs/tables/programPids.h"
 #include "servicemux/front/serviceMux.h"
 
@@ -23,6 +25,7 @@ namespace vantor::cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using UtcClock = std::chrono::system_clock;
 
 /// In one piece, so that no log line gets in between.
 void warn(const std::string& message) { std::cerr << "servicemux: " + message + "\n" << std::flush; }
@@ -41,6 +44,7 @@ tables::TableSet readFiles(const std::vector<std::string>& paths) {
     for (const auto* kind : tables::allTableKinds()) kind->move(file.tables, set);
   }
   tables::settlePids(set);
+  tables::settleMasterGuide(set);
   return set;
 }
 
@@ -56,18 +60,11 @@ bool isEmpty(const tables::TableSet& set) {
   return true;
 }
 
-/// Goes on air with what was checked when it was read.
-void putOnAir(const tables::TableSet& set, serviceMux& mux) {
-  for (const auto* kind : tables::allTableKinds())
-    if (kind->isIn(set) && !kind->putOnAir(set, mux))
-      throw tables::InputError(std::string("/") + kind->key() + ": the table cannot be sent");
-}
-
 /// Keeps the tables on air and the user informed until a signal or the end of the duration.
 class Show {
  public:
-  Show(const PlayOptions& options, const Signals& signals, serviceMux& mux)
-      : options(options), signals(signals), mux(mux), display(options.quiet) {}
+  Show(const PlayOptions& options, const Signals& signals, serviceMux& mux, tables::OnAir& onAir)
+      : options(options), signals(signals), mux(mux), onAir(onAir), display(options.quiet) {}
 
   void run() {
     rate.update(start, 0);
@@ -78,6 +75,7 @@ class Show {
       const auto now = Clock::now();
       if (end && now >= *end) break;
       if (now >= next) {
+        onAir.refresh(UtcClock::now());
         next = std::max(next + display.interval(), now);
       } else if (display.logFd() < 0) {
         continue;
@@ -110,6 +108,7 @@ class Show {
   const PlayOptions& options;
   const Signals& signals;
   serviceMux& mux;
+  tables::OnAir& onAir;
   Display display;
   RateMeter rate;
   const Clock::time_point start = Clock::now();
@@ -145,9 +144,9 @@ int play(const PlayOptions& options) {
   tellOfChanges(set);
   serviceMux mux(options.name.c_str(), addressOf(options), options.dump);
   mux.setBitrate(options.bitrate);
-  putOnAir(set, mux);
+  tables::OnAir onAir(set, mux, UtcClock::now());
   if (options.nullPeriod > 0) mux.newNULLPkts(options.nullPeriod);
-  Show(options, signals, mux).run();
+  Show(options, signals, mux, onAir).run();
   return kExitOk;
 }
 

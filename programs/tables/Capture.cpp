@@ -10,14 +10,11 @@
 #include "programs/tables/programPids.h"
 #include "programs/tables/references.h"
 #include "servicemux/packetize/packet.h"
+#include "servicemux/packetize/pids.h"
 
 namespace vantor::tables {
 
 namespace {
-
-constexpr std::uint16_t kPatPid = 0x0000;
-constexpr std::uint16_t kCatPid = 0x0001;
-constexpr std::uint16_t kPsipPid = 0x1FFB;
 
 /// PIDs that carry sections in every stream: ISO/IEC 13818-1 table 2-3, EN 300 468 table 1, ATSC A/65 clause 4.
 constexpr std::uint16_t kReservedPids[] = {kPatPid, kCatPid, 0x0002, 0x0010, 0x0011,  0x0012,
@@ -49,6 +46,8 @@ class Collector {
   Capture finish() {
     for (const auto& [key, builder] : builders) finishSubtable(key, builder);
     settlePmts();
+    for (const auto& [key, loss] : losses)
+      if (!loss.empty()) capture.leftOut.push_back(tableName(key.tableId) + ": " + loss);
     return std::move(capture);
   }
 
@@ -62,7 +61,7 @@ class Collector {
     if (section.hasSyntax() != kind.hasSyntax() || !kind.isWellFormed(section))
       return addFault(pid, SectionFault::content);
     const SubtableKey key = kind.keyOf(section, pid);
-    if (!kind.hasSyntax()) return takeLatest(kind, key, section);
+    if (!kind.hasVersions()) return takeLatest(kind, key, section);
     SubtableBuilder& builder = builders.try_emplace(key, kind).first->second;
     if (builder.add(section) && !import(kind, key, builder.sections())) addFault(pid, SectionFault::content);
   }
@@ -74,6 +73,7 @@ class Collector {
     import.versions = 1;
     import.current = true;
     capture.imports[importKey(kind, key)] = import;
+    losses[importKey(kind, key)] = kind.lossOf(section);
   }
 
   /// Returns false when the sections make no table.
@@ -132,6 +132,7 @@ class Collector {
 
   Capture capture;
   std::map<SubtableKey, SubtableBuilder> builders;
+  std::map<SubtableKey, std::string> losses;  // of sections without versions
 };
 
 /// Goes through the packets once for the reserved PIDs and then again for those that the sections point at.

@@ -139,7 +139,9 @@ Json parseJson(std::string_view text) {
 
 void JsonValue::fail(const std::string& what) const { throw InputError(atPointer(pointer(), what)); }
 
-void JsonValue::failType(const char* expected) const { fail(describe(json) + " is not " + expected); }
+std::string JsonValue::shown() const { return describe(json); }
+
+void JsonValue::failType(const char* expected) const { fail(shown() + " is not " + expected); }
 
 std::string JsonValue::pointer() const {
   if (parent == nullptr) return "";
@@ -152,10 +154,10 @@ std::int64_t JsonValue::integer(std::int64_t min, std::int64_t max) const {
   if (!json.is_number_integer()) failType("an integer");
   // Beyond 63 bits a number is kept as unsigned.
   if (json.is_number_unsigned() && json.get<std::uint64_t>() > static_cast<std::uint64_t>(max))
-    fail(describe(json) + " is above " + limit(max));
+    fail(shown() + " is above " + limit(max));
   const auto value = json.get<std::int64_t>();
-  if (value > max) fail(describe(json) + " is above " + limit(max));
-  if (value < min) fail(describe(json) + " is below " + limit(min));
+  if (value > max) fail(shown() + " is above " + limit(max));
+  if (value < min) fail(shown() + " is below " + limit(min));
   return value;
 }
 

@@ -26,6 +26,8 @@ class JsonValue {
 
   /// Throws "POINTER: what".
   [[noreturn]] void fail(const std::string& what) const;
+  /// The value as a message shows it: JSON in one printable line.
+  std::string shown() const;
 
   bool isObject() const { return json.is_object(); }
   bool isString() const { return json.is_string(); }

@@ -12,9 +12,20 @@ const std::vector<const TableKind*>& allTableKinds() {
   // Schedules before present/following: their carousel takes its first steps at the pace of the table that comes
   // first, so that has to be one of many packets.
   static const std::vector<const TableKind*> kinds{
-      &patKind(),         &catKind(),       &nitKind(),
-      &pmtKind(),         &sdtActualKind(), &sdtOtherKind(),
-      &eitScheduleKind(), &eitPfKind(),     &conditionalAccessKind(),
+      &patKind(),
+      &catKind(),
+      &nitKind(),
+      &pmtKind(),
+      &sdtActualKind(),
+      &sdtOtherKind(),
+      &eitScheduleKind(),
+      &eitPfKind(),
+      &timeKind(),
+      &mgtKind(),
+      &terrestrialVctKind(),
+      &cableVctKind(),
+      &sttKind(),
+      &conditionalAccessKind(),
   };
   return kinds;
 }
@@ -24,6 +35,8 @@ bool TableKind::isWhole(const NumberedSections& sections) const {
 }
 
 void failUnsendable(const JsonValue& value) { value.fail("the table cannot be sent"); }
+
+std::int32_t versionOnAir(std::int32_t version) { return version > kMaxVersion ? 0 : version; }
 
 void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings) {
   if (version > kMaxVersion)

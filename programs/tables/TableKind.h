@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -15,14 +14,13 @@
 #include "programs/tables/Section.h"
 #include "programs/tables/SubtableKey.h"
 #include "programs/tables/TableSet.h"
+#include "programs/tables/UtcTime.h"
 
 namespace vantor {
 class serviceMux;
 }
 
 namespace vantor::tables {
-
-using UtcTime = std::chrono::system_clock::time_point;
 
 /// One kind of table and all its ways: in and out of JSON, out of a capture, on air. Kinds have no state; a further
 /// kind is a file of its own and a line in allTableKinds(). What read() and decode() put into a set, the library's
@@ -34,8 +32,12 @@ class TableKind {
   TableKind& operator=(const TableKind&) = delete;
   virtual ~TableKind() = default;
 
-  /// The field of a JSON table set.
+  /// The field of a JSON table set, or of the group's object there.
   virtual const char* key() const = 0;
+  /// Kinds that stand together in a field of the table set; null for one that stands alone.
+  virtual const char* group() const { return nullptr; }
+  /// The way to the field, for messages.
+  std::string path() const { return (group() == nullptr ? "/" : '/' + std::string(group()) + '/') + key(); }
 
   virtual bool isIn(const TableSet& set) const = 0;
   /// Moves what `from` has into `to`, over what was there.
@@ -52,8 +54,10 @@ class TableKind {
   virtual bool isOnPid(int pid) const = 0;
   /// False for what only its PID tells: a file of sections does not have it.
   virtual bool isFoundWithoutPid() const { return true; }
-  /// Whether its sections have the section_syntax_indicator, and with it versions.
+  /// Whether its sections have the section_syntax_indicator.
   virtual bool hasSyntax() const { return true; }
+  /// Whether sections belong together by their version; else each one is a table, over the one before.
+  virtual bool hasVersions() const { return hasSyntax(); }
   /// True when every length inside the section is right; what follows relies on it.
   virtual bool isWellFormed(const Section& section) const = 0;
   /// The subtable that a section found on `pid` belongs to.
@@ -67,13 +71,17 @@ class TableKind {
   /// Puts the table that the sections of one version make into the set. Returns false when they make none that can
   /// be sent.
   virtual bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const = 0;
+  /// What a table set does not keep of a section without versions, for people; empty for nothing.
+  virtual std::string lossOf(const Section& /*section*/) const { return ""; }
   /// What tells the subtable from others of its table_id, for people; empty for a single table.
   virtual std::string nameOf(const SubtableKey& key) const = 0;
 
   /// What is sent in another way than the set has it, one line each.
   virtual std::vector<std::string> warnings(const TableSet& set) const = 0;
-  /// Hands the table to the library. Returns false when it refuses. The set has the table.
-  virtual bool putOnAir(const TableSet& set, serviceMux& mux) const = 0;
+  /// Hands the table, as it is at this time, to the library. Returns false when it refuses. The set has the table.
+  virtual bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const = 0;
+  /// Whether the table that was put on air then is another one now. The set has the table.
+  virtual bool isOutdated(const TableSet& /*set*/, UtcTime /*then*/, UtcTime /*now*/) const { return false; }
 };
 
 /// Every kind that this system knows, in the order in which table sets list them.
@@ -87,10 +95,18 @@ const TableKind& sdtActualKind();
 const TableKind& sdtOtherKind();
 const TableKind& eitPfKind();
 const TableKind& eitScheduleKind();
+const TableKind& timeKind();
+const TableKind& mgtKind();
+const TableKind& terrestrialVctKind();
+const TableKind& cableVctKind();
+const TableKind& sttKind();
 const TableKind& conditionalAccessKind();
 
 /// Why a record that was read cannot be sent stands in the converter's log line.
 [[noreturn]] void failUnsendable(const JsonValue& value);
+
+/// What goes on air as the version: a value above 31 as 0.
+std::int32_t versionOnAir(std::int32_t version);
 
 /// A warning when a version is one that the wire has no room for.
 void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings);
@@ -129,7 +145,9 @@ class SingleTableKind : public TableKind {
     warnOfVersion(label(), (set.*Member)->version_number, out);
     return out;
   }
-  bool putOnAir(const TableSet& set, serviceMux& mux) const override { return send(*(set.*Member), mux); }
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+    return send(*(set.*Member), mux);
+  }
 
  protected:
   virtual const char* label() const = 0;

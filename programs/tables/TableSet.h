@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "interface/records.h"
+#include "programs/tables/LocalTime.h"
 #include "programs/tables/conditionalAccess.h"
+#include "programs/tables/timeTables.h"
 
 namespace vantor::tables {
 
@@ -29,6 +31,14 @@ struct TableSet {
   std::vector<thrift::dvb_tables::SDT> sdtOthers;
   std::vector<thrift::dvb_tables::EIT> eitPf;
   std::vector<thrift::dvb_tables::EIT> eitSchedule;  ///< one record for each table_id of a service's schedule
+
+  std::optional<TimeTables> time;
+
+  // ATSC PSIP.
+  std::optional<thrift::dvb_tables::MGT> mgt;
+  std::optional<thrift::dvb_tables::VCT> terrestrialVct;
+  std::optional<thrift::dvb_tables::VCT> cableVct;
+  std::optional<LocalTime> stt;
 
   std::optional<ConditionalAccess> conditionalAccess;
 };

@@ -221,7 +221,7 @@ class ConditionalAccessKind : public TableKind {
   std::string nameOf(const SubtableKey& key) const override { return "PID " + std::to_string(key.scope); }
 
   std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
-  bool putOnAir(const TableSet& set, serviceMux& mux) const override {
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     const ConditionalAccess& access = *set.conditionalAccess;
     mux.setDRMConfig(access.config);
     if (access.ecm) mux.setECM(*access.ecm);

@@ -13,7 +13,8 @@ using thrift::dvb_tables::Descriptor;
 
 DescriptorForms collectForms() {
   DescriptorForms all;
-  for (const auto& group : {networkForms(), deliverySystemForms(), serviceForms(), eventForms(), streamForms()})
+  for (const auto& group :
+       {networkForms(), deliverySystemForms(), serviceForms(), eventForms(), streamForms(), psipForms()})
     all.insert(all.end(), group.begin(), group.end());
   return all;
 }

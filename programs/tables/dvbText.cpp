@@ -1,13 +1,11 @@
 #include "programs/tables/dvbText.h"
 
-#include <iconv.h>
-
 #include <algorithm>
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <utility>
 #include <vector>
+
+#include "programs/tables/charsets.h"
 
 namespace vantor::tables {
 
@@ -67,49 +65,6 @@ const TextTable* findTable(std::string_view selector) {
   return nullptr;
 }
 
-// ---- iconv
-
-class Converter {
- public:
-  Converter(const char* to, const char* from) : handle(iconv_open(to, from)) {}
-  ~Converter() {
-    if (isOpen()) iconv_close(handle);
-  }
-  Converter(const Converter&) = delete;
-  Converter& operator=(const Converter&) = delete;
-
-  /// Returns nothing unless every character has its exact counterpart.
-  std::optional<std::string> convert(std::string_view from) const {
-    if (!isOpen()) return std::nullopt;
-    std::string in(from);
-    std::string out(kMostBytesOut * in.size(), '\0');
-    char* read = in.data();
-    char* write = out.data();
-    std::size_t unread = in.size();
-    std::size_t room = out.size();
-    iconv(handle, nullptr, nullptr, nullptr, nullptr);
-    if (iconv(handle, &read, &unread, &write, &room) != 0) return std::nullopt;
-    // Some charsets hold a character back that the next one might have changed.
-    if (iconv(handle, nullptr, nullptr, &write, &room) != 0) return std::nullopt;
-    out.resize(out.size() - room);
-    return out;
-  }
-
- private:
-  static constexpr std::size_t kMostBytesOut = 4;  // for one byte in, between any of the tables and UTF-8
-
-  bool isOpen() const { return reinterpret_cast<std::intptr_t>(handle) != -1; }
-
-  iconv_t handle;
-};
-
-/// Opening a charset may load a library: a thread keeps what it has opened.
-std::optional<std::string> convert(const char* to, const char* from, std::string_view text) {
-  thread_local std::map<std::pair<std::string, std::string>, Converter> converters;
-  const auto [at, isNew] = converters.try_emplace({to, from}, to, from);
-  return at->second.convert(text);
-}
-
 // ---- control codes, EN 300 468 tables A.1 and A.2
 
 constexpr std::string_view kControlPrefix = "\xEE\x82";  // with 0x80 to 0x9F behind, UTF-8 of U+E080 to U+E09F
@@ -165,7 +120,7 @@ std::optional<std::string> toOneByteTable(const TextTable& table, std::string_vi
   while (!text.empty()) {
     std::size_t run = 0;
     while (run < text.size() && ownCode(table, text.substr(run)) == 0) ++run;
-    const auto converted = convert(table.charset, "UTF-8", text.substr(0, run));
+    const auto converted = convertText(table.charset, "UTF-8", text.substr(0, run));
     if (!converted) return std::nullopt;
     out += *converted;
     text.remove_prefix(run);
@@ -181,7 +136,7 @@ std::optional<std::string> fromOneByteTable(const TextTable& table, std::string_
   while (!bytes.empty()) {
     std::size_t run = 0;
     while (run < bytes.size() && ofOwnCode(table, bytes[run]).empty()) ++run;
-    const auto converted = convert("UTF-8", table.charset, bytes.substr(0, run));
+    const auto converted = convertText("UTF-8", table.charset, bytes.substr(0, run));
     if (!converted) return std::nullopt;
     out += *converted;
     bytes.remove_prefix(run);
@@ -195,7 +150,7 @@ std::optional<std::string> fromOneByteTable(const TextTable& table, std::string_
 std::optional<std::string> encodeWith(const TextTable& table, std::string text) {
   replaceAll(text, "\n", kNewLine);
   if (holdsControlCharacters(text)) return std::nullopt;
-  const auto characters = table.oneByte ? toOneByteTable(table, text) : convert(table.charset, "UTF-8", text);
+  const auto characters = table.oneByte ? toOneByteTable(table, text) : convertText(table.charset, "UTF-8", text);
   if (!characters) return std::nullopt;
   return table.selector + *characters;
 }
@@ -225,7 +180,8 @@ std::optional<DvbText> decodeText(std::string_view bytes) {
   const TextTable* const table = findTable(selector);
   if (table == nullptr) return std::nullopt;
   const std::string_view characters = bytes.substr(selector.size());
-  auto text = table->oneByte ? fromOneByteTable(*table, characters) : convert("UTF-8", table->charset, characters);
+  auto text =
+      table->oneByte ? fromOneByteTable(*table, characters) : convertText("UTF-8", table->charset, characters);
   if (!text || holdsControlCharacters(*text)) return std::nullopt;
   replaceAll(*text, kNewLine, "\n");
   return DvbText{*text, std::string(selector)};

@@ -171,7 +171,7 @@ class EitPfKind : public EitKind<&TableSet::eitPf> {
  public:
   const char* key() const override { return "eit_pf"; }
   bool hasTableId(std::uint8_t tableId) const override { return tableId == kPfActual || tableId == kPfOther; }
-  bool putOnAir(const TableSet& set, serviceMux& mux) const override {
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     return mux.newEITpf(recordsOf(set.eitPf)) >= 0;
   }
 
@@ -187,7 +187,7 @@ class EitPfKind : public EitKind<&TableSet::eitPf> {
     EIT eit = readHead(value, now);
     eit.table_id = readActual(value) ? kPfActual : kPfOther;
     readLastTableId(value, eit);
-    if (readFlag(value, "present_missing")) eit.__set_present_missing(true);
+    if (hasFlag(value, "present_missing")) eit.__set_present_missing(true);
     return {eit};
   }
 
@@ -248,7 +248,7 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
     return json;
   }
 
-  bool putOnAir(const TableSet& set, serviceMux& mux) const override {
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     return mux.newEITsch(recordsOf(set.eitSchedule)) >= 0;
   }
 

@@ -3,13 +3,9 @@
 #include <cstdio>
 #include <string_view>
 
-#include "programs/tables/InputError.h"
-
 namespace vantor::tables {
 
 namespace {
-
-using Clock = std::chrono::system_clock;
 
 constexpr std::int64_t kDay = 86400;  // seconds
 constexpr std::int64_t kHour = 3600;
@@ -21,8 +17,7 @@ constexpr std::int32_t kUndefinedDuration = 0xFFFFFF;
 constexpr const char* kUndefined = "undefined";
 
 [[noreturn]] void refuse(const JsonValue& value, const std::string& expected) {
-  const std::string text = Json(value.string()).dump(-1, ' ', true, Json::error_handler_t::replace);
-  value.fail(printable(text) + " is not " + expected);
+  value.fail(value.shown() + " is not " + expected);
 }
 
 struct Date {
@@ -83,7 +78,7 @@ std::optional<std::int64_t> startTimeAt(std::int64_t seconds) {
 }
 
 /// Whole minutes, as seconds since MJD 0.
-std::int64_t minuteOf(Clock::time_point now) {
+std::int64_t minuteOf(UtcTime now) {
   const auto minutes = std::chrono::floor<std::chrono::minutes>(now.time_since_epoch()).count();
   return kUnixEpoch * kDay + static_cast<std::int64_t>(minutes) * kMinute;
 }
@@ -153,7 +148,7 @@ std::optional<std::int64_t> readAbsolute(std::string_view text) {
   return startTimeAt(*day * kDay + seconds);
 }
 
-std::optional<std::int64_t> readRelative(std::string_view text, Clock::time_point now) {
+std::optional<std::int64_t> readRelative(std::string_view text, UtcTime now) {
   TextReader reader(text);
   std::int64_t base = minuteOf(now);
   if (reader.accept("today"))
@@ -196,7 +191,7 @@ constexpr std::size_t kDurationDigits = 6;
 
 }  // namespace
 
-std::int64_t readStartTime(const JsonValue& value, Clock::time_point now) {
+std::int64_t readStartTime(const JsonValue& value, UtcTime now) {
   const std::string& text = value.string();
   if (text == kUndefined) return kUndefinedStart;
   for (const auto& read : {readAbsolute(text), readRelative(text, now), readHex(text, kStartTimeDigits)})
@@ -209,6 +204,10 @@ std::string startTimeText(std::int64_t startTime) {
   const auto seconds = secondsOf(startTime & 0xFFFFFF, kStartHours);
   if (!seconds) return hexText(startTime, kStartTimeDigits);
   return dayText(dayOf(startTime)) + "T" + clockText(*seconds) + "Z";
+}
+
+std::optional<std::int64_t> startTimeOf(UtcTime time) {
+  return startTimeAt(kUnixEpoch * kDay + std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()).count());
 }
 
 std::int32_t readDuration(const JsonValue& value) {
@@ -234,7 +233,7 @@ std::optional<std::int64_t> endOf(std::int64_t startTime, std::int32_t duration)
   return startTimeAt(dayOf(startTime) * kDay + *start + *length);
 }
 
-std::int32_t readDay(const JsonValue& value, Clock::time_point now) {
+std::int32_t readDay(const JsonValue& value, UtcTime now) {
   const std::string& text = value.string();
   if (text == "today") return static_cast<std::int32_t>(minuteOf(now) / kDay);
   TextReader reader(text);

@@ -18,6 +18,16 @@ inline std::int32_t readPid(const JsonValue& owner, const char* field) {
   return static_cast<std::int32_t>(owner.required(field).integer(0, 0x1FFF));
 }
 
+/// Flags may be absent, which means false.
+inline bool hasFlag(const JsonValue& owner, const char* field) {
+  const auto value = owner.optional(field);
+  return value && value->boolean();
+}
+
+inline void writeFlag(bool value, const char* field, OrderedJson& owner) {
+  if (value) owner[field] = true;
+}
+
 template <typename Record>
 void readVersion(const JsonValue& owner, Record& record) {
   // Above 31 it is sent as 0, which is not this reader's business.

@@ -46,7 +46,7 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
   }
   std::string nameOf(const SubtableKey& key) const override { return "program " + std::to_string(key.extension); }
 
-  bool putOnAir(const TableSet& set, serviceMux& mux) const override {
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     return std::all_of(set.pmts.begin(), set.pmts.end(), [&](const ProgramMap& map) {
       return map.pid && mux.newPMT(map.pmt, static_cast<short>(*map.pid)) >= 0;
     });

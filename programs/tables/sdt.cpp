@@ -33,8 +33,8 @@ SDTService readService(const JsonValue& value) {
                    "free_CA_mode", "starts_section", "descriptors"});
   SDTService service;
   service.service_id = readId(value, "service_id");
-  service.EIT_schedule_flag = readFlag(value, "EIT_schedule_flag");
-  service.EIT_present_following_flag = readFlag(value, "EIT_present_following_flag");
+  service.EIT_schedule_flag = hasFlag(value, "EIT_schedule_flag");
+  service.EIT_present_following_flag = hasFlag(value, "EIT_present_following_flag");
   readServiceFields(value, service);
   return service;
 }
@@ -128,7 +128,7 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
   }
   std::string nameOf(const SubtableKey& key) const override { return nameOfStream(key.extension, key.scope); }
 
-  bool putOnAir(const TableSet& set, serviceMux& mux) const override {
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     return std::all_of(set.sdtOthers.begin(), set.sdtOthers.end(),
                        [&](const SDT& sdt) { return mux.newSDTOthers(sdt) >= 0; });
   }

@@ -6,6 +6,7 @@
 #include "programs/tables/JsonWriter.h"
 #include "programs/tables/Section.h"
 #include "programs/tables/descriptors.h"
+#include "programs/tables/fields.h"
 
 /// Fields that the services of an SDT and the events of an EIT share. Those that are left out are 0 or false.
 
@@ -15,20 +16,11 @@ namespace vantor::tables {
 std::int16_t readRunningStatus(const JsonValue& owner);
 void writeRunningStatus(std::int16_t status, OrderedJson& owner);
 
-inline bool readFlag(const JsonValue& owner, const char* field) {
-  const auto value = owner.optional(field);
-  return value && value->boolean();
-}
-
-inline void writeFlag(bool value, const char* field, OrderedJson& owner) {
-  if (value) owner[field] = true;
-}
-
 template <typename Item>
 void readServiceFields(const JsonValue& value, Item& item) {
   item.running_status = readRunningStatus(value);
-  item.free_CA_mode = readFlag(value, "free_CA_mode");
-  if (readFlag(value, "starts_section")) item.__set_starts_section(true);
+  item.free_CA_mode = hasFlag(value, "free_CA_mode");
+  if (hasFlag(value, "starts_section")) item.__set_starts_section(true);
   item.descriptors = readDescriptors(value);
 }
 

@@ -1,10 +1,7 @@
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +12,7 @@
 #include <sstream>
 
 #include "programs/tables/tableSetJson.h"
+#include "tests/programs/Receiver.h"
 #include "tests/programs/streams.h"
 
 /// The program as its users have it: a child process, its exit status and what it writes.
@@ -93,37 +91,6 @@ class Program : public ::testing::Test {
   }
 
   fs::path directory;
-};
-
-/// A UDP socket on the loopback interface.
-class Receiver {
- public:
-  Receiver() : descriptor(socket(AF_INET, SOCK_DGRAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(descriptor, generic, size), 0);
-    EXPECT_EQ(getsockname(descriptor, generic, &size), 0);
-    port = ntohs(address.sin_port);
-  }
-  ~Receiver() { close(descriptor); }
-
-  std::string target() const { return "127.0.0.1:" + std::to_string(port); }
-
-  /// The next datagram; empty when none comes within `timeout` ms.
-  std::string receive(int timeout) const {
-    pollfd ready{descriptor, POLLIN, 0};
-    if (poll(&ready, 1, timeout) != 1) return "";
-    std::string datagram(2048, '\0');
-    datagram.resize(static_cast<std::size_t>(std::max<ssize_t>(recv(descriptor, datagram.data(), 2048, 0), 0)));
-    return datagram;
-  }
-
- private:
-  int descriptor;
-  int port = 0;
 };
 
 TEST_F(Program, TellsItsVersion) {

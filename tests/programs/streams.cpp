@@ -6,10 +6,12 @@
 #include "interface/converters/optionals.h"
 #include "interface/converters/t2dCAT.h"
 #include "interface/converters/t2dEIT.h"
+#include "interface/converters/t2dMGT.h"
 #include "interface/converters/t2dNIT.h"
 #include "interface/converters/t2dPAT.h"
 #include "interface/converters/t2dPMT.h"
 #include "interface/converters/t2dSDT.h"
+#include "interface/converters/t2dVCT.h"
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/sections/sections.h"
 
@@ -75,6 +77,24 @@ std::vector<std::string> sectionsOf(const EIT& record) {
   return bytesOf(generateSections(*table, layout));
 }
 
+std::vector<std::string> sectionsOf(const MGT& record) {
+  return sectionsOfTable(t2dMGT(record), dvbpsi_atsc_DeleteMGT);
+}
+std::vector<std::string> sectionsOf(const VCT& record) {
+  return sectionsOfTable(t2dVCT(record), dvbpsi_atsc_DeleteVCT);
+}
+
+std::string withCrc(std::string bytes) {
+  dvbpsi_psi_section_t section{};
+  section.i_table_id = static_cast<std::uint8_t>(bytes[0]);
+  section.b_syntax_indicator = true;
+  section.p_data = reinterpret_cast<std::uint8_t*>(bytes.data());
+  section.p_payload_end = section.p_data + bytes.size() - 4;
+  dvbpsi_CalculateCRC32(&section);
+  for (unsigned i = 0; i < 4; ++i) bytes[bytes.size() - 4 + i] = low(section.i_crc >> (24 - 8 * i));
+  return bytes;
+}
+
 std::string eitPayload(unsigned segmentLast, unsigned lastTableId, const std::vector<MadeEvent>& events) {
   std::string out{'\0', '\4', '\x20', '\xFA', low(segmentLast), low(lastTableId)};
   for (const MadeEvent& event : events) {
@@ -94,15 +114,7 @@ std::string makeSection(unsigned tableId, unsigned extension, unsigned version, 
                     low(length),    low(extension >> 8),
                     low(extension), low(0xC1 | version << 1),
                     low(number),    low(lastNumber)};
-  bytes += payload + std::string(4, '\0');
-  dvbpsi_psi_section_t section{};
-  section.i_table_id = static_cast<std::uint8_t>(tableId);
-  section.b_syntax_indicator = true;
-  section.p_data = reinterpret_cast<std::uint8_t*>(bytes.data());
-  section.p_payload_end = section.p_data + bytes.size() - 4;
-  dvbpsi_CalculateCRC32(&section);
-  for (unsigned i = 0; i < 4; ++i) bytes[bytes.size() - 4 + i] = low(section.i_crc >> (24 - 8 * i));
-  return bytes;
+  return withCrc(bytes + payload + std::string(4, '\0'));
 }
 
 std::string Packer::packet(bool start, const std::string& payload) {

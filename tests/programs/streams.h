@@ -18,10 +18,15 @@ std::vector<std::string> sectionsOf(const thrift::dvb_tables::PMT& record);
 /// As SDT actual (0x42) or other (0x46).
 std::vector<std::string> sectionsOf(const thrift::dvb_tables::SDT& record, unsigned tableId);
 std::vector<std::string> sectionsOf(const thrift::dvb_tables::EIT& record);
+std::vector<std::string> sectionsOf(const thrift::dvb_tables::MGT& record);
+std::vector<std::string> sectionsOf(const thrift::dvb_tables::VCT& record);
 
 /// A section with this head and payload and a right CRC_32.
 std::string makeSection(unsigned tableId, unsigned extension, unsigned version, unsigned number,
                         unsigned lastNumber, const std::string& payload);
+
+/// A section of these bytes, the last four of which a right CRC_32 takes the place of.
+std::string withCrc(std::string bytes);
 
 /// The payload of an EIT section, of service events that each have one descriptor of this size.
 struct MadeEvent {

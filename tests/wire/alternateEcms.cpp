@@ -10,7 +10,7 @@
 #include <iostream>
 #include <thread>
 
-#include "programs/tables/TableKind.h"
+#include "programs/tables/OnAir.h"
 #include "programs/tables/inputFile.h"
 #include "servicemux/front/serviceMux.h"
 
@@ -22,8 +22,7 @@ constexpr char kOtherTableId = 0x01;  // between 0x80 and 0x81
 constexpr std::chrono::seconds kKeyPeriod(10);
 
 void run(serviceMux& mux, tables::TableSet& set, int changes) {
-  for (const tables::TableKind* kind : tables::allTableKinds())
-    if (kind->isIn(set)) kind->putOnAir(set, mux);
+  const tables::OnAir onAir(set, mux, std::chrono::system_clock::now());
   for (int i = 0; i < changes; ++i) {
     std::this_thread::sleep_for(kKeyPeriod);
     for (auto& ecm : set.conditionalAccess->liveEcms) {

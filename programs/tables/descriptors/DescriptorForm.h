@@ -30,5 +30,6 @@ DescriptorForms deliverySystemForms();
 DescriptorForms serviceForms();
 DescriptorForms eventForms();
 DescriptorForms streamForms();
+DescriptorForms psipForms();
 
 }  // namespace vantor::tables

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "interface/records.h"
+#include "programs/tables/UtcTime.h"
+
+namespace vantor::tables {
+
+/// The local time of a region: as it was given, or as a time zone has it at the moment of sending.
+struct LocalTime {
+  thrift::dvb_tables::LocalTimeOffset record;  ///< with a time zone, only the region counts
+  std::string timeZone;                        ///< its name in the tz database; empty for what was given
+
+  friend bool operator==(const LocalTime& a, const LocalTime& b) {
+    return a.record == b.record && a.timeZone == b.timeZone;
+  }
+};
+
+/// Throws InputError when there is no such time zone, which cannot be once it was found.
+thrift::dvb_tables::LocalTimeOffset recordAt(const LocalTime& local, UtcTime now);
+
+}  // namespace vantor::tables
