@@ -17,6 +17,9 @@ struct LocalTime {
   }
 };
 
+/// An offset of the table, hhmm in BCD. `minutes` is below 100 hours.
+std::int16_t offsetCode(int minutes);
+
 /// Throws InputError when there is no such time zone, which cannot be once it was found.
 thrift::dvb_tables::LocalTimeOffset recordAt(const LocalTime& local, UtcTime now);
 

@@ -1,9 +1,9 @@
 #include "programs/tables/localTimeJson.h"
 
 #include <cstdio>
-#include <regex>
 
 #include "programs/tables/InputError.h"
+#include "programs/tables/TextReader.h"
 #include "programs/tables/eventTime.h"
 
 namespace vantor::tables {
@@ -16,6 +16,7 @@ constexpr const char* kZone = "time_zone";
 constexpr const char* kCurrent = "local_time_offset";
 constexpr const char* kChange = "time_of_change";
 constexpr const char* kNext = "next_time_offset";
+constexpr std::size_t kOffsetDigits = 4;
 
 /// "+01:00" or "-03:30", from hhmm in BCD; what is no time, in hex.
 std::string offsetText(std::int16_t bcd, bool isNegative) {
@@ -35,13 +36,23 @@ struct Offset {
   std::int16_t bcd;
 };
 
+/// hhmm in BCD, from "hh:mm" or four hex digits behind "0x".
+std::optional<std::int16_t> readCode(const std::string& text) {
+  TextReader reader(text);
+  const std::int64_t hours = reader.number(2, 2, 99);
+  reader.expect(":");
+  const std::int64_t minutes = reader.number(2, 2, 59);
+  if (reader.isRead()) return offsetCode(static_cast<int>(hours * 60 + minutes));
+  const auto raw = readHex(text, kOffsetDigits);
+  return raw ? std::optional(static_cast<std::int16_t>(*raw)) : std::nullopt;
+}
+
 Offset readOffset(const JsonValue& value) {
-  static const std::regex form(R"(([+-])(?:(\d\d):([0-5]\d)|0x([0-9a-fA-F]{4})))");
   const std::string& text = value.string();
-  std::smatch match;
-  if (!std::regex_match(text, match, form)) value.fail(value.shown() + " is not an offset like \"+01:00\"");
-  const std::string digits = match[4].matched ? match[4].str() : match[2].str() + match[3].str();
-  return {match[1] == "-", static_cast<std::int16_t>(std::stoi(digits, nullptr, 16))};
+  const bool isSigned = !text.empty() && (text[0] == '+' || text[0] == '-');
+  const auto bcd = isSigned ? readCode(text.substr(1)) : std::nullopt;
+  if (!bcd) value.fail(value.shown() + " is not an offset like \"+01:00\"");
+  return {text[0] == '-', *bcd};
 }
 
 void readFixed(const JsonValue& value, UtcTime now, LocalTimeOffset& record) {

@@ -17,15 +17,15 @@ using thrift::dvb_tables::VCT;
 
 /// ATSC A/65 table 6.3, those of the VCTs.
 struct VctType {
-  std::int32_t tableType;
   std::optional<VCT> TableSet::*member;
+  std::int32_t tableType;
   bool current;
 };
 constexpr VctType kVctTypes[] = {
-    {0x0000, &TableSet::terrestrialVct, true},
-    {0x0001, &TableSet::terrestrialVct, false},
-    {0x0002, &TableSet::cableVct, true},
-    {0x0003, &TableSet::cableVct, false},
+    {&TableSet::terrestrialVct, 0x0000, true},
+    {&TableSet::terrestrialVct, 0x0001, false},
+    {&TableSet::cableVct, 0x0002, true},
+    {&TableSet::cableVct, 0x0003, false},
 };
 
 /// The table of this table_type; null when the set has none.

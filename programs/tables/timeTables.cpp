@@ -63,7 +63,7 @@ LocalTime decodeEntry(std::string_view bytes) {
   LocalTimeOffset& record = entry.record;
   record.country_code = bytes.substr(0, kCodeSize);
   record.country_region_id = static_cast<std::int16_t>(byteAt(bytes, 3) >> 2);
-  record.local_time_offset_polarity = byteAt(bytes, 3) & 1;
+  record.local_time_offset_polarity = static_cast<std::int16_t>(byteAt(bytes, 3) & 1);
   record.local_time_offset = static_cast<std::int16_t>(wordAt(bytes, 4));
   for (std::size_t i = 6; i < 11; ++i) record.time_of_change = record.time_of_change << 8 | byteAt(bytes, i);
   record.next_time_offset = static_cast<std::int16_t>(wordAt(bytes, 11));
