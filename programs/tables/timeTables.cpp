@@ -151,6 +151,7 @@ class TimeKind : public TableKind {
     if (section.tableId() != kTot) return "";
     const std::string_view loop = descriptorsOfTot(section);
     const std::size_t entries = decodeEntries(loop).size();
+    if (entries == 0) return "left out, as it has no local time offsets";
     if (entries > kMaxOffsets)
       return std::to_string(entries - kMaxOffsets) + " of " + std::to_string(entries) +
              " local time offsets left out: a TOT has room for " + std::to_string(kMaxOffsets);

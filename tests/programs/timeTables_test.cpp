@@ -180,6 +180,9 @@ TEST(TimeCapture, WhatATotOfOursHasNoRoomForIsNamed) {
   capture = captureOf({makeTot(descriptor(0x58, kParisBytes) + descriptor(0x5F, "abcd"))});
   EXPECT_THAT(capture.tables.time.value().localTimes, SizeIs(1));
   EXPECT_THAT(capture.leftOut, ElementsAre("TOT: descriptors other than local time offsets left out"));
+  capture = captureOf({makeTot("")});
+  EXPECT_THAT(capture.tables.time.value().localTimes, IsEmpty());
+  EXPECT_THAT(capture.leftOut, ElementsAre("TOT: left out, as it has no local time offsets"));
 }
 
 TEST(TimeCapture, WrongLengthsAreCounted) {

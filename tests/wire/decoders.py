@@ -2,8 +2,11 @@
 
 import json
 import subprocess
+import unittest
 from collections import Counter
 from dataclasses import dataclass, field
+from datetime import datetime, timezone
+from typing import NamedTuple
 
 import mpegts
 
@@ -51,14 +54,18 @@ def _numbers(text):
     return tuple(int(number, 0) for number in text.split(",") if number)
 
 
+def _tshark_rows(path, columns, aggregator=","):
+    """The fields that tshark reads from each packet, by their names; what comes several times is aggregated."""
+    options = [option for column in columns for option in ("-e", column)]
+    formats = ("-T", "fields", "-E", f"aggregator={aggregator}")
+    output = _run("tshark", "-r", path, "-o", "mpeg_sect.verify_crc:TRUE", *formats, *options)
+    return [dict(zip(columns, line.split("\t"))) for line in output.splitlines()]
+
+
 def tshark(path):
     fields = [name for names in _TSHARK_FIELDS.values() for name in names]
-    columns = ["mp2t.pid", "mpeg_sect.crc.status", "_ws.expert.message", *fields]
-    options = [option for column in columns for option in ("-e", column)]
-    output = _run("tshark", "-r", path, "-o", "mpeg_sect.verify_crc:TRUE", "-T", "fields", *options)
     seen = Dissection()
-    for line in output.splitlines():
-        row = dict(zip(columns, line.split("\t")))
+    for row in _tshark_rows(path, ["mp2t.pid", "mpeg_sect.crc.status", "_ws.expert.message", *fields]):
         pid = int(row["mp2t.pid"], 0)
         if pid not in _TSHARK_FIELDS:
             continue
@@ -86,12 +93,58 @@ def ffprobe_services(path):
 
 def tshark_complaints(path):
     """How often tshark has which complaint about a section, its CRC included."""
-    columns = ["mp2t.pid", "_ws.expert.message", "mpeg_sect.crc.status"]
-    options = [option for column in columns for option in ("-e", column)]
-    output = _run("tshark", "-r", path, "-o", "mpeg_sect.verify_crc:TRUE", "-T", "fields", *options)
     complaints = Counter()
-    for line in output.splitlines():
-        pid, message, crc = line.split("\t")
+    for row in _tshark_rows(path, ["mp2t.pid", "_ws.expert.message", "mpeg_sect.crc.status"]):
+        pid, message, crc = row.values()
         if message or set(crc.split(",")) - {CRC_GOOD, ""}:
             complaints[pid, message, crc] += 1
     return dict(complaints)
+
+
+class TimeTable(NamedTuple):
+    """What tshark reads from a TDT or TOT. Times are in seconds since 1970."""
+
+    table_id: int
+    utc: float
+    crc: str  # CRC_GOOD, something else, or empty where the table has none
+    complaint: str
+    offsets: tuple  # (country, region, offset in seconds, when it changes, next offset) each
+
+
+_OFFSET_FIELDS = [
+    f"mpeg_descr.local_time_offset.{name}"
+    for name in ("country_code", "region_id", "polarity", "offset", "time_of_change", "next_time_offset")
+]
+_TIME_FIELDS = {mpegts.TDT_ID: "dvb_tdt.utc_time", mpegts.TOT_ID: "dvb_tot.utc_time"}
+
+
+def tshark_time_tables(path):
+    """One for each packet of a file that has nothing else in it; skips the test where tshark cannot read them."""
+    _need_tshark_fields([*_TIME_FIELDS.values(), *_OFFSET_FIELDS])
+    columns = ["mpeg_sect.tid", "mpeg_sect.crc.status", "_ws.expert.message", *_TIME_FIELDS.values(), *_OFFSET_FIELDS]
+    tables = []
+    for row in _tshark_rows(path, columns, aggregator=";"):  # commas stand in the dates
+        table_id = int(row["mpeg_sect.tid"], 0)
+        utc = _seconds_since_1970(row[_TIME_FIELDS[table_id]])
+        entries = zip(*(row[name].split(";") for name in _OFFSET_FIELDS)) if row[_OFFSET_FIELDS[0]] else ()
+        offsets = tuple(_local_time_offset(*entry) for entry in entries)
+        tables.append(TimeTable(table_id, utc, row["mpeg_sect.crc.status"], row["_ws.expert.message"], offsets))
+    return tables
+
+
+def _need_tshark_fields(names):
+    known = {line.split("\t")[2] for line in _run("tshark", "-G", "fields").splitlines() if line.startswith("F\t")}
+    missing = sorted(set(names) - known)
+    if missing:
+        raise unittest.SkipTest(f"tshark does not know {', '.join(missing)}")
+
+
+def _local_time_offset(country, region, polarity, offset, change, next_offset):
+    sign = -1 if int(polarity, 0) else 1  # one for both
+    return country, int(region, 0), sign * float(offset), _seconds_since_1970(change), sign * float(next_offset)
+
+
+def _seconds_since_1970(text):
+    """From what tshark 4 makes of a UTC_time: Mar 28, 2027 01:00:00.000000000 UTC"""
+    moment = datetime.strptime(text.partition(".")[0], "%b %d, %Y %H:%M:%S")
+    return moment.replace(tzinfo=timezone.utc).timestamp()

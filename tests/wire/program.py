@@ -11,7 +11,7 @@ from typing import NamedTuple
 
 from recording import Receiver, Recording
 
-PATIENCE = 60  # seconds; only a child that hangs needs them
+PATIENCE = 90  # seconds; only a child that hangs needs them
 MORTAL = ("setpriv", "--pdeathsig", "KILL")  # for when the test itself is killed
 
 
@@ -67,6 +67,18 @@ class Child:
 def servicemux(*arguments, prefix=()):
     """`prefix` is what its command line begins with, to run it somewhere else."""
     return Child([*prefix, os.environ["SERVICEMUX"], *arguments])
+
+
+def import_tables(capture, directory):
+    """Makes a table set of a capture and returns its path."""
+    tables = Path(directory) / f"{capture.name}.json"
+    child = servicemux("import", capture, "-o", tables)
+    try:
+        if child.wait() != 0:
+            raise AssertionError(str(child))
+        return tables
+    finally:
+        child.end()
 
 
 def play(files, ip, port, *options, prefix=()):

@@ -11,7 +11,7 @@ from typing import NamedTuple
 import decoders
 import mpegts
 from mpegts import CAT_ID, CAT_PID, NIT_ACTUAL_ID, NIT_PID, PAT_ID, PAT_PID
-from program import Played, record, servicemux
+from program import Played, import_tables, record
 
 CAPTURES = Path(__file__).resolve().parents[3] / "shared" / "captures"
 CA_DESCRIPTOR = 0x09
@@ -45,19 +45,8 @@ def original_tables(name):
     return {pid: table for pid, table in tables.items() if table}
 
 
-def import_capture(name, directory):
-    tables = Path(directory) / f"{name}.json"
-    child = servicemux("import", CAPTURES / name, "-o", tables)
-    try:
-        if child.wait() != 0:
-            raise AssertionError(str(child))
-    finally:
-        child.end()
-    return tables
-
-
 def replay(name, way, directory):
-    file = import_capture(name, directory) if way == "imported" else CAPTURES / name
+    file = import_tables(CAPTURES / name, directory) if way == "imported" else CAPTURES / name
     return Replay(name, way, record([file], "--duration", 3))
 
 

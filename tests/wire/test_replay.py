@@ -10,7 +10,7 @@ from pathlib import Path
 import decoders
 import mpegts
 from mpegts import EIT_IDS, EIT_PID, PAT_ID, PAT_PID, PMT_ID, SDT_ACTUAL_ID, SDT_OTHER_ID, SDT_PID
-from program import record, servicemux
+from program import import_tables, record
 
 CAPTURES = Path(__file__).resolve().parents[3] / "shared" / "captures"
 NAMES = ("dvb-t-si.ts", "dvb-network-sections.bin")
@@ -26,14 +26,7 @@ class Replay:
 
     def __init__(self, name, directory):
         self.name = name
-        self.tables = Path(directory) / f"{name}.json"
-        child = servicemux("import", CAPTURES / name, "-o", self.tables)
-        try:
-            if child.wait() != 0:
-                raise AssertionError(str(child))
-        finally:
-            child.end()
-        self.played = record([self.tables], "--bitrate", BITRATE, "--duration", SECONDS)
+        self.played = record([import_tables(CAPTURES / name, directory)], "--bitrate", BITRATE, "--duration", SECONDS)
         self.recording = self.played.recording
         self.pmt_pids = {pid for _, pid in programs_of(self.recording.sections(PAT_PID)).items()}
 
