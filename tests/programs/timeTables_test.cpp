@@ -108,6 +108,8 @@ TEST(TimeJson, WhatIsWrittenReadsTheSame) {
        {std::string(R"("tdt": true)"), list(kParis),
         list(R"({"country_code": "CAN", "country_region_id": 63, "local_time_offset": "-03:30",
                  "time_of_change": "undefined", "next_time_offset": "-0xab99"})"),
+        list(R"({"country_code": "FRA", "country_region_id": 0, "local_time_offset": "+01:00",
+                 "time_of_change": "2026-03-29T01:00:00Z", "next_time_offset": "+01:00"})"),
         list(R"({"country_code": "0x0000ff", "country_region_id": 1, "local_time_offset": "-00:00"})"),
         list(R"({"country_code": "PRT", "country_region_id": 2, "time_zone": "Atlantic/Azores"})")})
     EXPECT_EQ(Json::parse(writeTableSet(read(fields))), Json::parse(R"({"time": {)" + fields + "}}"));
@@ -123,8 +125,9 @@ TEST(TimeJson, EachWrongFieldIsNamed) {
               at + "country_code: \"" + code + "\" is not a code of three letters");
   EXPECT_THAT(errorOf(list(R"({"country_code": "0x46524g", )" + offset + "}")), HasSubstr("hex digits"));
   EXPECT_EQ(errorOf(entry(R"("country_region_id": 64, )" + offset)), at + "country_region_id: 64 is above 0x3F");
-  EXPECT_EQ(errorOf(entry(R"("local_time_offset": "01:00")")),
-            at + "local_time_offset: \"01:00\" is not an offset like \"+01:00\"");
+  for (const char* wrong : {"", "01:00", "+01:60", "+1:00", "+01:00:00", "+0x1ff"})
+    EXPECT_EQ(errorOf(entry(R"("local_time_offset": ")" + std::string(wrong) + '"')),
+              at + "local_time_offset: \"" + wrong + "\" is not an offset like \"+01:00\"");
   EXPECT_EQ(errorOf(entry(offset + R"(, "time_of_change": "undefined")")), at + "next_time_offset: missing field");
   EXPECT_EQ(errorOf(entry(offset + R"(, "next_time_offset": "+02:00")")), at + "time_of_change: missing field");
   EXPECT_EQ(errorOf(entry(offset + R"(, "time_of_change": "undefined", "next_time_offset": "-02:00")")),
@@ -177,7 +180,7 @@ TEST(TimeCapture, WhatATotOfOursHasNoRoomForIsNamed) {
   Capture capture = captureOf({makeTot(descriptor(0x58, many) + descriptor(0x58, many))});
   EXPECT_THAT(capture.tables.time.value().localTimes, SizeIs(19));
   EXPECT_THAT(capture.leftOut, ElementsAre("TOT: 11 of 30 local time offsets left out: a TOT has room for 19"));
-  capture = captureOf({makeTot(descriptor(0x58, kParisBytes) + descriptor(0x5F, "abcd"))});
+  capture = captureOf({makeTot(descriptor(0x58, kParisBytes) + descriptor(0x5F, std::string(26, 'p')))});
   EXPECT_THAT(capture.tables.time.value().localTimes, SizeIs(1));
   EXPECT_THAT(capture.leftOut, ElementsAre("TOT: descriptors other than local time offsets left out"));
   capture = captureOf({makeTot("")});
