@@ -133,7 +133,10 @@ TEST(PsipJson, WhatIsWrittenReadsTheSame) {
         R"("tvct": )" + vct(std::string(kChannel) + ", " + changed(kChannel, "K-TÉST", "")),
         R"("cvct": )" +
             vct(changed(kChannel, R"("hidden")", R"("path_select": true, "out_of_band": true, "hidden")")),
-        std::string(R"("stt": true)"), std::string(R"("stt": {"time_zone": "America/New_York"})"),
+        R"("tvct": )" + vct(changed(kChannel, R"("hidden": true, )", "")),
+        R"("tvct": )" + vct(changed(kChannel, R"("hide_guide": true,)", "")),
+        R"("tvct": )" + vct(changed(kChannel, R"("access_controlled": true, )", "")), std::string(R"("stt": true)"),
+        std::string(R"("stt": {"time_zone": "America/New_York"})"),
         std::string(R"("stt": {"local_time_offset": "-05:00"})"),
         std::string(R"("mgt": {"version_number": 1, "tables": [{"table_type": 0, "table_type_pid": 8187}]})")}) {
     const Json document = Json::parse(R"({"atsc": {)" + fields + "}}");
