@@ -117,6 +117,7 @@ void serviceMux::setLiveECM(const ECMItem& ecm) {
     return;
   }
   const auto& [pid, stream] = *found;
+  if (!stream) return;  // the configuration could not make it
   std::string packets;
   switch (ecm.format) {
     case kSections:
@@ -156,6 +157,7 @@ void serviceMux::setLiveEMM(const EMMItem& emm) {
     return;
   }
   const auto& [pid, stream] = *found;
+  if (!stream) return;  // the configuration could not make it
   std::string packets;
   switch (emm.format) {
     case kSections:
@@ -207,8 +209,10 @@ void serviceMux::listCAOnAir(std::vector<TableOnAir>& tables) const {
   };
   if (caEcm) addEcm(kCaEcmPid, *caEcm);
   if (caEmm) addEmm(kCaEmmPid, *caEmm);
-  for (const auto& [pid, stream] : liveEcms) addEcm(pid, *stream);
-  for (const auto& [pid, stream] : liveEmms) addEmm(pid, *stream);
+  for (const auto& [pid, stream] : liveEcms)
+    if (stream) addEcm(pid, *stream);
+  for (const auto& [pid, stream] : liveEmms)
+    if (stream) addEmm(pid, *stream);
 }
 
 unsigned char serviceMux::packetizeCASection(unsigned short pid, unsigned char continuity, std::string& out,

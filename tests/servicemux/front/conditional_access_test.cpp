@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/thread/exceptions.hpp>
+
+#include "tests/servicemux/doubles/MutexCreation.h"
 #include "tests/servicemux/front/intake.h"
 
 namespace {
@@ -416,6 +419,24 @@ TEST_F(ConditionalAccess, RefusedLiveMessagesLeaveTheEcmOnAir) {
                           "3 [setLiveEMM] EMM PID not found [0x0100]!"));
   EXPECT_EQ(periodOn(0x100), 100U);
   sender.clear();
+  EXPECT_TRUE(isSent(0x100, makeSection(50, 'e')));
+}
+
+TEST_F(ConditionalAccess, PidsWhoseStreamCouldNotBeMadeArePassedOver) {
+  const auto failing = [this](const PidLists& ecmPids, const PidLists& emmPids) {
+    const MutexCreation creation(0);
+    EXPECT_THROW(mux.setDRMConfig(makeSimulcrypt(ecmPids, emmPids)), boost::thread_resource_error);
+    lines();
+  };
+  failing({{1, {0x100}}}, {{1, {0x200}}});
+  mux.setLiveECM(makeEcm(0x100, kPackets, std::string(kPacketSize, 'x'), 700));
+  EXPECT_THAT(lines(), ElementsAre("7 [setLiveECM]"));
+  failing({}, {{1, {0x200}}});
+  mux.setLiveEMM(makeEmm(0x200, kSections, makeSection(50, 'e')));
+  EXPECT_THAT(lines(), ElementsAre("7 [setLiveEMM]"));
+  EXPECT_THAT(messages(), IsEmpty());
+  configure(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+  mux.setLiveECM(makeEcm(0x100, kSections, makeSection(50, 'e')));
   EXPECT_TRUE(isSent(0x100, makeSection(50, 'e')));
 }
 
