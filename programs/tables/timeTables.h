@@ -9,6 +9,8 @@ namespace vantor::tables {
 /// TDT and TOT, which are sent with the current time. Without local times there is no TOT.
 struct TimeTables {
   std::vector<LocalTime> localTimes;
+
+  friend bool operator==(const TimeTables& a, const TimeTables& b) { return a.localTimes == b.localTimes; }
 };
 
 }  // namespace vantor::tables

@@ -24,6 +24,13 @@ std::int16_t readSmall(const JsonValue& owner, const char* field, std::int64_t m
   return static_cast<std::int16_t>(owner.required(field).integer(0, max));
 }
 
+/// The converter sees to its length.
+std::string readShortName(const JsonValue& value) {
+  const std::string& name = value.string();
+  if (!name.empty() && name.back() == '\0') value.fail("U+0000 only fills a name up");
+  return name;
+}
+
 VCTChannel readChannel(const JsonValue& value, bool isCable) {
   std::vector<const char*> fields{"short_name",      "major_channel_number", "minor_channel_number",
                                   "modulation_mode", "carrier_frequency",    "channel_TSID",
@@ -33,7 +40,7 @@ VCTChannel readChannel(const JsonValue& value, bool isCable) {
   if (isCable) fields.insert(fields.end(), {"path_select", "out_of_band"});
   value.allowOnly(fields);
   VCTChannel channel;
-  channel.short_name = value.required("short_name").string();
+  channel.short_name = readShortName(value.required("short_name"));
   channel.major_channel_number = readSmall(value, "major_channel_number", 0x3FF);
   channel.minor_channel_number = readSmall(value, "minor_channel_number", 0x3FF);
   channel.modulation_mode = readSmall(value, "modulation_mode", 0xFF);

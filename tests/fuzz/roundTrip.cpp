@@ -1,5 +1,6 @@
 #include "tests/fuzz/roundTrip.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -31,6 +32,13 @@ void requireSectionsRoundTrip(const tables::TableSet& set, const std::optional<R
   const auto capture = readBack(testing::sectionsOf(*record));
   require(capture.faults.empty(), "the sections of a table are broken");
   require(capture.tables.*member == record, "a table comes back from its sections as another one");
+}
+
+/// Whether an MGT leaves nothing to the other tables of its set.
+bool isSettled(const thrift::dvb_tables::MGT& mgt) {
+  return std::all_of(mgt.tables.begin(), mgt.tables.end(), [](const thrift::dvb_tables::MGTTable& table) {
+    return table.number_bytes >= 0 && table.table_type_version_number >= 0;
+  });
 }
 
 void requireProgramMapsRoundTrip(const tables::TableSet& set) {
@@ -91,12 +99,16 @@ void requireRoundTrips(const tables::TableSet& set) {
   const tables::TableSet back = tables::readTableSet(tables::writeTableSet(set));
   require(back.pat == set.pat && back.cat == set.cat && back.nit == set.nit && back.pmts == set.pmts &&
               back.sdtActual == set.sdtActual && back.sdtOthers == set.sdtOthers && back.eitPf == set.eitPf &&
-              back.eitSchedule == set.eitSchedule,
+              back.eitSchedule == set.eitSchedule && back.time == set.time && back.mgt == set.mgt &&
+              back.terrestrialVct == set.terrestrialVct && back.cableVct == set.cableVct && back.stt == set.stt,
           "a table set comes back from JSON as another one");
   requireSectionsRoundTrip(set, &tables::TableSet::pat);
   requireSectionsRoundTrip(set, &tables::TableSet::cat);
   requireSectionsRoundTrip(set, &tables::TableSet::nit);
   requireProgramMapsRoundTrip(set);
+  if (set.mgt && isSettled(*set.mgt)) requireSectionsRoundTrip(set, &tables::TableSet::mgt);
+  requireSectionsRoundTrip(set, &tables::TableSet::terrestrialVct);
+  requireSectionsRoundTrip(set, &tables::TableSet::cableVct);
   if (set.sdtActual) requireServicesRoundTrip(*set.sdtActual);
   for (const auto& sdt : set.sdtOthers) requireServicesRoundTrip(sdt);
   for (const auto& eit : set.eitPf) requireEventsRoundTrip(eit, &tables::TableSet::eitPf);

@@ -72,6 +72,11 @@ TEST(TimeZone, UnknownNameHasNone) {
   EXPECT_FALSE(zoneOffsets("", utc("2026-01-01 00:00:00")).has_value());
 }
 
+TEST(TimeZone, PathOfAFileIsNoName) {
+  for (const char* name : {"/usr/share/zoneinfo/Europe/Paris", "file:Europe/Paris", "Europe/../Europe/Paris"})
+    EXPECT_FALSE(zoneOffsets(name, utc("2026-01-01 00:00:00")).has_value()) << name;
+}
+
 TEST(LocalTimeRecord, OfATimeZoneHasItsOffsetsAndTheRegion) {
   const auto record = recordOf("Europe/Paris", "2026-01-15 12:00:00");
   EXPECT_EQ(record.country_code, "XYZ");
