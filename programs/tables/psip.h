@@ -1,5 +1,11 @@
 #pragma once
 
+#include <cstdint>
+#include <iterator>
+#include <optional>
+#include <string_view>
+#include <vector>
+
 #include "programs/tables/descriptors/BitReader.h"
 #include "programs/tables/fields.h"
 #include "programs/tables/loops.h"
@@ -39,7 +45,8 @@ void append(std::vector<Item> items, std::vector<Item>& to) {
   to.insert(to.end(), std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
 }
 
-/// Reads the tables of one output that the sections of one version make.
+/// The table that the sections of one version make; none when `readPayload`, which adds what one section has,
+/// refuses one of them.
 template <typename Record, typename ReadPayload>
 std::optional<Record> decodePsip(const std::vector<Section>& sections, ReadPayload readPayload) {
   Record record;
