@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "interface/host.h"
+#include "servicemux/muxer/SocketSink.h"
 
 namespace vantor {
 
@@ -27,9 +28,16 @@ constexpr seconds kAlivePeriod{10};
 }  // namespace
 
 VBRmuxer::VBRmuxer(int& socket, sockaddr* destination, unsigned int bitrate, unsigned int packetsPerDatagram)
+    : VBRmuxer(std::make_unique<SocketSink>(socket, destination), nullptr, bitrate, packetsPerDatagram) {}
+
+VBRmuxer::VBRmuxer(DatagramSink& sink, unsigned int bitrate, unsigned int packetsPerDatagram)
+    : VBRmuxer(nullptr, &sink, bitrate, packetsPerDatagram) {}
+
+VBRmuxer::VBRmuxer(std::unique_ptr<DatagramSink> own, DatagramSink* handedIn, unsigned int bitrate,
+                   unsigned int packetsPerDatagram)
     : packetsPerDatagram(std::clamp(packetsPerDatagram, 1U, kMaxPacketsPerDatagram)),
-      socket(socket),
-      destination(destination),
+      ownSink(std::move(own)),
+      sink(handedIn != nullptr ? *handedIn : *ownSink),
       ring(kRingSize),
       ringMask(kRingSize - 1) {
   SetBitrate(bitrate);
@@ -198,7 +206,7 @@ bool VBRmuxer::takePacket(char* to) {
 
 /// Sends the datagram and empties it. A lost datagram is not sent again: by then its packets would be late.
 void VBRmuxer::send(const std::vector<char>& datagram, std::size_t& fill) {
-  const ssize_t sent = ::sendto(socket, datagram.data(), fill, 0, destination, sizeof(sockaddr_in));
+  const ssize_t sent = sink.send(datagram.data(), fill);
   if (sent == static_cast<ssize_t>(fill)) {
     datagrams.add(1);
     bytesSent.add(fill);

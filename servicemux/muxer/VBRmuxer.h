@@ -8,9 +8,11 @@
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/mutex.hpp>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "servicemux/export.h"
+#include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
 #include "servicemux/muxer/muxed_stream.h"
 #include "servicemux/packetize/packet.h"
@@ -38,6 +40,8 @@ class SERVICEMUX_API VBRmuxer {
   /// as for SetBitrate; `packetsPerDatagram` from 1 to 7, brought into that range.
   /// Throws boost::thread_resource_error when a mutex or condition variable cannot be made.
   VBRmuxer(int& socket, sockaddr* destination, unsigned int bitrate, unsigned int packetsPerDatagram);
+  /// The same for any sink, which must outlive the consumer's loop.
+  VBRmuxer(DatagramSink& sink, unsigned int bitrate, unsigned int packetsPerDatagram);
   VBRmuxer(const VBRmuxer&) = delete;
   VBRmuxer& operator=(const VBRmuxer&) = delete;
   /// Both loops must have returned. Streams that are still linked may be destroyed later.
@@ -61,6 +65,9 @@ class SERVICEMUX_API VBRmuxer {
   [[nodiscard]] MuxerStatistics statistics() const;
 
  private:
+  VBRmuxer(std::unique_ptr<DatagramSink> own, DatagramSink* handedIn, unsigned int bitrate,
+           unsigned int packetsPerDatagram);
+
   friend class muxed_stream;  // streams come and go by themselves
 
   using Clock = boost::chrono::steady_clock;
@@ -106,8 +113,8 @@ class SERVICEMUX_API VBRmuxer {
   std::atomic<unsigned int> packetInterval;  // ns
 
   // Constant after construction.
-  const int socket;
-  const sockaddr* const destination;
+  const std::unique_ptr<DatagramSink> ownSink;  // for a muxer that was given a socket
+  DatagramSink& sink;
 
   boost::mutex streamListMutex;
   boost::condition_variable producerCondition;  // with streamListMutex

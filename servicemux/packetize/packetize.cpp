@@ -52,7 +52,8 @@ unsigned char packetizeSection(unsigned short pid, unsigned char cc, std::string
 
 }  // namespace
 
-unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out, dvbpsi_psi_section_s* sections) {
+unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out,
+                        const dvbpsi_psi_section_s* sections) {
   cc &= kContinuityMask;
   for (const auto* section = sections; section != nullptr; section = section->p_next)
     cc = packetizeSection(pid, cc, out, section->p_data, sectionSize(*section));
@@ -65,9 +66,34 @@ unsigned char packetizeBytes(unsigned short pid, unsigned char cc, std::string& 
   return (cc + 1) & kContinuityMask;
 }
 
+unsigned char pidifyTSPackets(unsigned short pid, std::string& out, const std::string& in) {
+  for (std::size_t k = 0; k < in.size() / kPacketSize; ++k) {
+    out.append(in, 0, kPacketSize);
+    // The place is counted in 16 bits and from the start of `out`, so that from the 350th packet on the PID is
+    // written into the first packets again. Kept for compatibility, like the copies of the first packet alone.
+    const auto offset = static_cast<std::uint16_t>(k * kPacketSize);
+    const auto high = static_cast<unsigned char>((out[offset + 1U] & 0xE0) | (pid >> 8 & 0x1F));
+    out[offset + 1U] = static_cast<char>(high);
+    out[offset + 2U] = static_cast<char>(pid & 0xFF);
+  }
+  return static_cast<unsigned char>((out[kContinuityOffset] + 1) & kContinuityMask);
+}
+
 std::size_t sectionSize(const dvbpsi_psi_section_s& section) {
   const auto size = static_cast<std::size_t>(section.p_payload_end - section.p_data);
   return section.b_syntax_indicator ? size + kCrcSize : size;
+}
+
+std::size_t sectionBytes(const dvbpsi_psi_section_s* sections) {
+  std::size_t size = 0;
+  for (const auto* section = sections; section != nullptr; section = section->p_next) size += sectionSize(*section);
+  return size;
+}
+
+unsigned char chainLength(const dvbpsi_psi_section_s* sections) {
+  unsigned char count = 0;
+  for (const auto* section = sections; section != nullptr; section = section->p_next) ++count;
+  return count;
 }
 
 int tableVersion(const std::string& packets) {

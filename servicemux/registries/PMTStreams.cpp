@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "interface/host.h"
-#include "servicemux/registries/RegistryOwner.h"
+#include "servicemux/output/RegistryOwner.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
+#include "servicemux/output/TableOnAir.h"
 
 namespace vantor {
 

@@ -9,10 +9,10 @@
 #include "servicemux/packetize/packet.h"
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/packetize/pids.h"
-#include "servicemux/registries/RegistryOwner.h"
+#include "servicemux/output/RegistryOwner.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
+#include "servicemux/output/TableOnAir.h"
 #include "servicemux/time/getDSTParams.h"
 
 namespace vantor {

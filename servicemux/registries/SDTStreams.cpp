@@ -4,10 +4,10 @@
 
 #include "interface/host.h"
 #include "servicemux/packetize/pids.h"
-#include "servicemux/registries/RegistryOwner.h"
+#include "servicemux/output/RegistryOwner.h"
 #include "servicemux/sections/tableIds.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
+#include "servicemux/output/TableOnAir.h"
 
 namespace vantor {
 

@@ -1,10 +1,12 @@
+#include "servicemux/access/ConditionalAccess.h"
+
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/locks.hpp>
 
 #include "interface/host.h"
-#include "servicemux/front/scrambler.h"
-#include "servicemux/front/serviceMux.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/output/TableOnAir.h"
 #include "servicemux/packetize/packet.h"
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/packetize/pids.h"
@@ -21,6 +23,12 @@ using vantor::thrift::simulcrypt::EMMItem;
 
 enum Format { kSections = 0, kPackets = 1 };
 
+// The scrambler types that carry CA messages; any other carries none.
+constexpr int kFixedPids = 0;
+constexpr int kSimulcrypt = 3;
+
+constexpr const char* kSetDRMConfig = "setDRMConfig";
+
 constexpr unsigned int kDefaultEcmPeriod = 250;  // ms
 
 bool areWholePackets(const std::string& data) { return data.size() % kPacketSize == 0; }
@@ -29,7 +37,7 @@ unsigned int sizeOf(const std::string& data) { return static_cast<unsigned int>(
 
 unsigned short pidOf(std::int32_t field) { return static_cast<unsigned short>(field); }
 
-/// Queues a set of EMMs at the rate that lets all of it leave in `spreading` ms.
+/// Queues a set of EMMs at the rate that sends all of it within `spreading` ms.
 void queueEmms(SectionQueue& stream, const std::string& packets, unsigned int spreading) {
   if (packets.empty()) return;
   stream.queue_section(packets, 8000 * sizeOf(packets) / spreading);
@@ -37,7 +45,88 @@ void queueEmms(SectionQueue& stream, const std::string& packets, unsigned int sp
 
 }  // namespace
 
-void serviceMux::clearECM() {
+ConditionalAccess::ConditionalAccess(RegistryOwner* owner) : owner(owner) {}
+
+ConditionalAccess::~ConditionalAccess() = default;
+
+// --- Configuration
+// ------------------------------------------------------------------------------------------------
+
+void ConditionalAccess::setDRMConfig(const vantor::thrift::general::ScramblerConfig& config) {
+  log_function(HOST_LOG_WARNING, 0, "[%s]", kSetDRMConfig);
+  const boost::lock_guard<boost::mutex> guard(caLock);
+  closeStreams();
+  scramblerConfig = config;
+  if (!config.enabled) return;
+  if (config.scrambler_type == kFixedPids) {
+    log_function(HOST_LOG_NOTICE, 0, "Vesk DRM ECM PID enabled");
+    caEcm = std::make_unique<SimpleTable>(owner->outputMuxer(), kCaEcmPid, owner->insertionPeriods().ecm);
+    log_function(HOST_LOG_NOTICE, 0, "Vesk DRM EMM PID enabled");
+    caEmm =
+        std::make_unique<SectionQueue>(owner->outputMuxer(), kCaEmmPid, 0);  // its rate comes with the first EMMs
+  } else if (config.scrambler_type == kSimulcrypt) {
+    openLiveEcms();
+    openLiveEmms();
+  }
+}
+
+/// Removes what the configuration in force has made (CA lock held).
+void ConditionalAccess::closeStreams() {
+  if (!scramblerConfig.enabled) return;
+  if (scramblerConfig.scrambler_type == kFixedPids) {
+    caEcm.reset();
+    caEmm.reset();
+  } else if (scramblerConfig.scrambler_type == kSimulcrypt) {
+    {
+      const boost::lock_guard<boost::mutex> liveGuard(liveEcmLock);
+      liveEcms.clear();
+    }
+    const boost::lock_guard<boost::mutex> liveGuard(liveEmmLock);
+    liveEmms.clear();
+  }
+}
+
+/// CA lock held.
+void ConditionalAccess::openLiveEcms() {
+  const boost::lock_guard<boost::mutex> liveGuard(liveEcmLock);
+  liveEcms.clear();
+  if (scramblerConfig.ecm_pids.empty()) log_function(HOST_LOG_ERROR, 0, "[%s] Empty ECM PID list!", kSetDRMConfig);
+  for (const auto& [usid, pids] : scramblerConfig.ecm_pids) {
+    log_function(HOST_LOG_WARNING, 0, "[%s] Init ECM insertion for usid[0x%04x]", kSetDRMConfig,
+                 static_cast<unsigned int>(usid));
+    for (const std::int32_t pid : pids) {
+      const auto [entry, isNew] = liveEcms.try_emplace(static_cast<unsigned short>(pid));
+      if (!isNew) continue;
+      log_function(HOST_LOG_WARNING, 0, "[%s] Init ECM insertion for PID[0x%04x]", kSetDRMConfig,
+                   static_cast<unsigned int>(pid));
+      entry->second =
+          std::make_unique<SimpleTable>(owner->outputMuxer(), entry->first, owner->insertionPeriods().ecm);
+    }
+  }
+}
+
+/// CA lock held.
+void ConditionalAccess::openLiveEmms() {
+  const boost::lock_guard<boost::mutex> liveGuard(liveEmmLock);
+  liveEmms.clear();
+  if (scramblerConfig.emm_pids.empty()) log_function(HOST_LOG_ERROR, 0, "[%s] Empty EMM PID list!", kSetDRMConfig);
+  for (const auto& [usid, pids] : scramblerConfig.emm_pids) {
+    log_function(HOST_LOG_WARNING, 0, "[%s] Init EMM insertion for usid[0x%04x]", kSetDRMConfig,
+                 static_cast<unsigned int>(usid));
+    for (const std::int32_t pid : pids) {
+      const auto [entry, isNew] = liveEmms.try_emplace(static_cast<unsigned short>(pid));
+      if (!isNew) continue;
+      log_function(HOST_LOG_WARNING, 0, "[%s] Init EMM insertion for PID[0x%04x]", kSetDRMConfig,
+                   static_cast<unsigned int>(pid));
+      entry->second = std::make_unique<SectionQueue>(owner->outputMuxer(), entry->first, 0);
+    }
+  }
+}
+
+// --- Messages on the fixed PIDs
+// -----------------------------------------------------------------------------------
+
+void ConditionalAccess::clearECM() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearECM");
   const boost::lock_guard<boost::mutex> guard(caLock);
   if (!caEcm) return;
@@ -45,7 +134,7 @@ void serviceMux::clearECM() {
   caEcm.reset();
 }
 
-void serviceMux::clearEMM() {
+void ConditionalAccess::clearEMM() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearEMM");
   const boost::lock_guard<boost::mutex> guard(caLock);
   if (!caEmm) return;
@@ -53,14 +142,14 @@ void serviceMux::clearEMM() {
   caEmm.reset();
 }
 
-void serviceMux::setECM(const simulCryptData& ecm) {
+void ConditionalAccess::setECM(const simulCryptData& ecm) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "setECM");
   const boost::lock_guard<boost::mutex> guard(caLock);
   if (ecm.data.empty() || !caEcm) return;
   std::string packets;
   switch (ecm.format) {
     case kSections:
-      packetizeCASection(kCaEcmPid, 0, packets, ecm.data);
+      packetizeBytes(kCaEcmPid, 0, packets, ecm.data);
       break;
     case kPackets:
       if (!areWholePackets(ecm.data)) {
@@ -77,14 +166,14 @@ void serviceMux::setECM(const simulCryptData& ecm) {
   caEcm->new_packetized_table(packets);
 }
 
-void serviceMux::setEMM(const simulCryptData& emm) {
+void ConditionalAccess::setEMM(const simulCryptData& emm) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "setEMM");
   const boost::lock_guard<boost::mutex> guard(caLock);
   if (scramblerConfig.scrambler_type != kFixedPids || !caEmm) return;
   std::string packets;
   switch (emm.format) {
     case kSections:
-      packetizeCASection(kCaEmmPid, 0, packets, emm.data);
+      packetizeBytes(kCaEmmPid, 0, packets, emm.data);
       break;
     case kPackets:
       if (!areWholePackets(emm.data)) {
@@ -97,10 +186,13 @@ void serviceMux::setEMM(const simulCryptData& emm) {
       log_function(HOST_LOG_ERROR, 0, "Vesk EMM format %u not supported", static_cast<unsigned int>(emm.format));
       return;
   }
-  queueEmms(*caEmm, packets, periods.emmSpreading);
+  queueEmms(*caEmm, packets, owner->insertionPeriods().emmSpreading);
 }
 
-void serviceMux::setLiveECM(const ECMItem& ecm) {
+// --- Messages on the configured PIDs
+// ------------------------------------------------------------------------------
+
+void ConditionalAccess::setLiveECM(const ECMItem& ecm) {
   constexpr const char* kName = "setLiveECM";
   log_function(HOST_LOG_DEBUG, 0, "[%s]", kName);
   const boost::lock_guard<boost::mutex> guard(caLock);
@@ -117,11 +209,11 @@ void serviceMux::setLiveECM(const ECMItem& ecm) {
     return;
   }
   const auto& [pid, stream] = *found;
-  if (!stream) return;  // the configuration could not make it
+  if (!stream) return;  // setDRMConfig could not make it
   std::string packets;
   switch (ecm.format) {
     case kSections:
-      packetizeCASection(pid, 0, packets, ecm.data);
+      packetizeBytes(pid, 0, packets, ecm.data);
       break;
     case kPackets:
       if (!areWholePackets(ecm.data)) {
@@ -133,7 +225,7 @@ void serviceMux::setLiveECM(const ECMItem& ecm) {
       stream->SetPeriod(ecm.period != 0 ? static_cast<unsigned int>(ecm.period) : kDefaultEcmPeriod);
       break;
     default:
-      // The wording of EMMs: what reads these lines expects it.
+      // The message speaks of an EMM. Kept for compatibility.
       log_function(HOST_LOG_ERROR, 0, "[%s] EMM format [%u] not supported", kName,
                    static_cast<unsigned int>(ecm.format));
       return;
@@ -141,7 +233,7 @@ void serviceMux::setLiveECM(const ECMItem& ecm) {
   stream->new_packetized_table(packets);
 }
 
-void serviceMux::setLiveEMM(const EMMItem& emm) {
+void ConditionalAccess::setLiveEMM(const EMMItem& emm) {
   constexpr const char* kName = "setLiveEMM";
   log_function(HOST_LOG_DEBUG, 0, "[%s]", kName);
   const boost::lock_guard<boost::mutex> guard(caLock);
@@ -157,11 +249,11 @@ void serviceMux::setLiveEMM(const EMMItem& emm) {
     return;
   }
   const auto& [pid, stream] = *found;
-  if (!stream) return;  // the configuration could not make it
+  if (!stream) return;  // setDRMConfig could not make it
   std::string packets;
   switch (emm.format) {
     case kSections:
-      packetizeCASection(pid, 0, packets, emm.data);
+      packetizeBytes(pid, 0, packets, emm.data);
       break;
     case kPackets:
       if (!areWholePackets(emm.data)) {
@@ -176,12 +268,13 @@ void serviceMux::setLiveEMM(const EMMItem& emm) {
                    static_cast<unsigned int>(emm.format));
       return;
   }
-  queueEmms(*stream, packets, periods.emmSpreading);
+  queueEmms(*stream, packets, owner->insertionPeriods().emmSpreading);
 }
 
-// Both clears take the lock of the EMMs: whoever uses the ECMs holds the CA lock as well.
+// Both take the lock of the live EMMs. For the ECMs that is kept for compatibility: what guards their streams here
+// is the CA lock, which everyone holds who uses them.
 
-void serviceMux::clearLiveECMs() {
+void ConditionalAccess::clearLiveECMs() {
   log_function(HOST_LOG_WARNING, 0, "[%s]", "clearLiveECMs");
   boost::unique_lock<boost::mutex> guard(caLock, boost::defer_lock);
   boost::unique_lock<boost::mutex> liveGuard(liveEmmLock, boost::defer_lock);
@@ -189,7 +282,7 @@ void serviceMux::clearLiveECMs() {
   liveEcms.clear();
 }
 
-void serviceMux::clearLiveEMMs() {
+void ConditionalAccess::clearLiveEMMs() {
   log_function(HOST_LOG_WARNING, 0, "[%s]", "clearLiveEMMs");
   boost::unique_lock<boost::mutex> guard(caLock, boost::defer_lock);
   boost::unique_lock<boost::mutex> liveGuard(liveEmmLock, boost::defer_lock);
@@ -197,7 +290,13 @@ void serviceMux::clearLiveEMMs() {
   liveEmms.clear();
 }
 
-void serviceMux::listCAOnAir(std::vector<TableOnAir>& tables) const {
+void ConditionalAccess::dropFixedStreams() {
+  const boost::lock_guard<boost::mutex> guard(caLock);
+  caEcm.reset();
+  caEmm.reset();
+}
+
+void ConditionalAccess::listOnAir(std::vector<TableOnAir>& tables) const {
   const boost::lock_guard<boost::mutex> guard(caLock);
   const auto addEcm = [&tables](unsigned short pid, SimpleTable& stream) {
     const StreamedTable sent = stream.onAir();
@@ -213,23 +312,6 @@ void serviceMux::listCAOnAir(std::vector<TableOnAir>& tables) const {
     if (stream) addEcm(pid, *stream);
   for (const auto& [pid, stream] : liveEmms)
     if (stream) addEmm(pid, *stream);
-}
-
-unsigned char serviceMux::packetizeCASection(unsigned short pid, unsigned char continuity, std::string& out,
-                                             const std::string& in) {
-  return packetizeBytes(pid, continuity, out, in);
-}
-
-unsigned char serviceMux::pidifyTSPackets(unsigned short pid, std::string& out, const std::string& in) {
-  for (std::size_t k = 0; k < in.size() / kPacketSize; ++k) {
-    out.append(in, 0, kPacketSize);
-    // Counted from the start of `out` in 16 bits: from the 350th packet on it is the first ones that get the PID.
-    const auto offset = static_cast<std::uint16_t>(k * kPacketSize);
-    const auto high = static_cast<unsigned char>((out[offset + 1U] & 0xE0) | (pid >> 8 & 0x1F));
-    out[offset + 1U] = static_cast<char>(high);
-    out[offset + 2U] = static_cast<char>(pid & 0xFF);
-  }
-  return static_cast<unsigned char>((out[kContinuityOffset] + 1) & kContinuityMask);
 }
 
 }  // namespace vantor

@@ -3,14 +3,15 @@
 #include <memory>
 #include <string>
 
-#include "servicemux/registries/InsertionPeriods.h"
+#include "servicemux/output/InsertionPeriods.h"
 
 namespace vantor {
 
 class TableCarrousel;
 class VBRmuxer;
 
-/// What a registry reads of the output it belongs to. All of it lives longer than the registry.
+/// What a registry, or another part of an output, sees of the output it belongs to. All of it lives longer than the
+/// part.
 class RegistryOwner {
  public:
   RegistryOwner() = default;
@@ -19,7 +20,7 @@ class RegistryOwner {
 
   /// Opens the log messages.
   [[nodiscard]] virtual const std::string& outputName() const = 0;
-  [[nodiscard]] virtual const InsertionPeriods& insertionPeriods() const = 0;
+  [[nodiscard]] virtual InsertionPeriods& insertionPeriods() = 0;
   [[nodiscard]] virtual const std::shared_ptr<VBRmuxer>& outputMuxer() const = 0;
   /// The one carousel of PID 0x0011.
   [[nodiscard]] virtual const std::shared_ptr<TableCarrousel>& outputSdtCarrousel() const = 0;

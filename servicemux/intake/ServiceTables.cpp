@@ -1,11 +1,16 @@
+#include "servicemux/intake/ServiceTables.h"
+
 #include "interface/converters/optionals.h"
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dEIT.h"
 #include "interface/converters/t2dPMT.h"
 #include "interface/converters/t2dSDT.h"
 #include "interface/host.h"
-#include "servicemux/front/intake.h"
-#include "servicemux/front/serviceMux.h"
+#include "servicemux/intake/intake.h"
+#include "servicemux/output/DumpFiles.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/packetize/packet.h"
+#include "servicemux/packetize/packetize.h"
 #include "servicemux/packetize/pids.h"
 #include "servicemux/registries/EITStreams.h"
 #include "servicemux/registries/PMTStreams.h"
@@ -19,7 +24,7 @@ namespace {
 
 using namespace vantor::thrift::dvb_tables;
 
-/// 16-bit values come as short; above 0x7FFF they would print and look up as negative.
+/// 16-bit values come as short. Those above 0x7FFF would be printed and looked up as negative numbers.
 unsigned short unsigned16(short value) { return static_cast<unsigned short>(value); }
 
 template <typename Item>
@@ -42,65 +47,81 @@ EITLayout layoutOf(const EIT& record) {
 
 }  // namespace
 
-int serviceMux::newPMT(const PMT& record, short pid) {
+ServiceTables::ServiceTables(RegistryOwner* owner, const DumpFiles& dumps)
+    : owner(owner),
+      dumps(dumps),
+      pmts(std::make_unique<PMTStreams>(owner)),
+      sdts(std::make_unique<SDTStreams>(owner)),
+      eits(std::make_unique<EITStreams>(owner)) {}
+
+ServiceTables::~ServiceTables() = default;
+
+int ServiceTables::newPMT(const PMT& record, short pid) {
   const unsigned short pmtPid = unsigned16(pid);
   log_function(HOST_LOG_DEBUG, 0, "[%s] [0x%04x] on PID [0x%04x]", "newPMT",
                static_cast<unsigned int>(record.program_number), pmtPid);
+  if (pmtPid > kNullPid) {  // its high bits would go into the flags of the packet header
+    log_function(HOST_LOG_ERROR, 0, "[%s] PMT of program %d: pid: 0x%04x is above 0x%04x",
+                 owner->outputName().c_str(), record.program_number, pmtPid, kNullPid);
+    return -1;
+  }
   const PmtTable table(t2dPMT(record));
   if (!table || !pmts) return -1;
   clampVersion(table->i_version);
   if (const SectionChain sections = generateSections(*table)) {
-    dumpTable(sections.get());
+    dumps.dump(sections.get());
     std::string packets;
-    const unsigned int size = packetize(pmtPid, packets, sections.get());
+    packetize(pmtPid, 0, packets, sections.get());
+    const auto size = static_cast<unsigned int>(sectionBytes(sections.get()));
     pmts->newPMT(static_cast<unsigned short>(record.program_number), pmtPid, packets, table->i_version, size);
   }
   return table->i_version;
 }
 
-int serviceMux::newSDTActual(const SDT& record) {
+int ServiceTables::newSDTActual(const SDT& record) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "newSDTActual");
   return newSDT(record, kSdtActual);
 }
 
-int serviceMux::newSDTOthers(const SDT& record) {
+int ServiceTables::newSDTOthers(const SDT& record) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "newSDTOthers");
   return newSDT(record, kSdtOther);
 }
 
-int serviceMux::newSDT(const SDT& record, unsigned char tableId) {
+int ServiceTables::newSDT(const SDT& record, unsigned char tableId) {
   const SdtTable table(t2dSDT(record));
   if (!table || !sdts) return -1;
   clampVersion(table->i_version);
   if (const SectionChain sections = generateSections(*table, tableId, sectionStarts(record.services))) {
-    if (tableId == kSdtActual) dumpTable(sections.get());
+    if (tableId == kSdtActual) dumps.dump(sections.get());
     std::string packets;
-    const unsigned int size = packetize(kSdtPid, packets, sections.get());
+    packetize(kSdtPid, 0, packets, sections.get());
+    const auto size = static_cast<unsigned int>(sectionBytes(sections.get()));
     sdts->newSDT(tableId, table->i_extension, table->i_network_id, packets, table->i_version,
-                 getNumberOfSectionsInSubtable(sections.get()), size);
+                 chainLength(sections.get()), size);
   }
   return table->i_version;
 }
 
-int serviceMux::newEITpf(const EITRecords& records) {
+int ServiceTables::newEITpf(const EITRecords& records) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "newEITpf");
   return newEITs(records, [this](const dvbpsi_eit_t& eit, unsigned int sections, unsigned int size) {
-    // service_id before table_id, each in the other's width: what reads these lines expects them so.
-    log_function(HOST_LOG_INFO, 0, "[%s] New EITpf %02x/%04x/%u Size %u/%u", name.c_str(), eit.i_extension,
-                 eit.i_table_id, eit.i_version, sections, size);
+    // The service_id comes first, and each number has the width of the other. Kept for compatibility.
+    log_function(HOST_LOG_INFO, 0, "[%s] New EITpf %02x/%04x/%u Size %u/%u", owner->outputName().c_str(),
+                 eit.i_extension, eit.i_table_id, eit.i_version, sections, size);
   });
 }
 
-int serviceMux::newEITsch(const EITRecords& records) {
+int ServiceTables::newEITsch(const EITRecords& records) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "newEITsch");
   return newEITs(records, [this](const dvbpsi_eit_t& eit, unsigned int sections, unsigned int size) {
-    log_function(HOST_LOG_INFO, 0, "[%s] New EITsched %02x/%04x/%u Size %u/%u", name.c_str(), eit.i_table_id,
-                 eit.i_extension, eit.i_version, sections, size);
+    log_function(HOST_LOG_INFO, 0, "[%s] New EITsched %02x/%04x/%u Size %u/%u", owner->outputName().c_str(),
+                 eit.i_table_id, eit.i_extension, eit.i_version, sections, size);
   });
 }
 
 template <typename Announce>
-int serviceMux::newEITs(const EITRecords& records, Announce announce) {
+int ServiceTables::newEITs(const EITRecords& records, Announce announce) {
   if (!eits) return -1;
   int version = -1;
   for (const auto& [outer, inner] : records) {
@@ -111,8 +132,9 @@ int serviceMux::newEITs(const EITRecords& records, Announce announce) {
       version = table->i_version;
       if (const SectionChain sections = generateSections(*table, layoutOf(record))) {
         std::string packets;
-        const unsigned int size = packetize(kEitPid, packets, sections.get());
-        eits->newEIT(table->i_table_id, table->i_extension, packets, getNumberOfSectionsInSubtable(sections.get()));
+        packetize(kEitPid, 0, packets, sections.get());
+        const auto size = static_cast<unsigned int>(sectionBytes(sections.get()));
+        eits->newEIT(table->i_table_id, table->i_extension, packets, chainLength(sections.get()));
         announce(*table, sectionCount(sections), size);
       }
     }
@@ -120,42 +142,56 @@ int serviceMux::newEITs(const EITRecords& records, Announce announce) {
   return version;
 }
 
-void serviceMux::clearPMT(short program, short pid) {
+void ServiceTables::clearPMT(short program, short pid) {
   log_function(HOST_LOG_DEBUG, 0, "[%s] [0x%04x] on PID [0x%04x]", "clearPMT", unsigned16(program),
                unsigned16(pid));
   if (pmts) pmts->clearPMT(unsigned16(program));
-  clearCurrentdumpedTable(kPmtTableId, unsigned16(program));
+  dumps.removeLink(kPmtTableId, unsigned16(program));
 }
 
-void serviceMux::clearAllPMTs() {
+void ServiceTables::clearAllPMTs() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearAllPMTs");
   if (pmts) pmts->clearAllPMTs();
 }
 
-void serviceMux::clearSDTActual() {
+void ServiceTables::clearSDTActual() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearSDTActual");
   if (sdts) sdts->clearSDT(kSdtActual, SDTStreams::kAny, SDTStreams::kAny);
-  clearCurrentdumpedTable(kSdtActual, 0);
+  dumps.removeLink(kSdtActual, 0);
 }
 
-void serviceMux::clearSDTOthers(int transport_stream_id, int original_network_id) {
+void ServiceTables::clearSDTOthers(int transport_stream_id, int original_network_id) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearSDTOthers");
   if (sdts) sdts->clearSDT(kSdtOther, transport_stream_id, original_network_id);
 }
 
-void serviceMux::clearEITpf(short sid) {
+void ServiceTables::clearEITpf(short sid) {
   log_function(HOST_LOG_DEBUG, 0, "[%s] sid [0x%04x]", "clearEITpf", unsigned16(sid));
   if (eits) eits->clearEIT(unsigned16(sid));
 }
 
-void serviceMux::clearEITsch(short sid) {
+void ServiceTables::clearEITsch(short sid) {
   log_function(HOST_LOG_DEBUG, 0, "[%s] sid %04x", "clearEITsch", unsigned16(sid));
   if (eits) eits->clearEIT(unsigned16(sid));
 }
 
-void serviceMux::clearAllEITs() {
+void ServiceTables::clearAllEITs() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearAllEITs");
   if (eits) eits->clearAllEITs();
+}
+
+void ServiceTables::dropSDTs() { sdts.reset(); }
+
+void ServiceTables::clearAll() {
+  pmts->clearAllPMTs();
+  eits->clearAllEITs();
+  sdts->clearAllSDTs();
+}
+
+void ServiceTables::listOnAir(std::vector<TableOnAir>& tables) const {
+  pmts->listOnAir(tables);
+  sdts->listOnAir(tables);
+  eits->listOnAir(tables);
 }
 
 }  // namespace vantor

@@ -1,19 +1,19 @@
+#include "servicemux/output/DumpFiles.h"
+
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/chrono.hpp>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string_view>
-#include <system_error>
 #include <unordered_set>
 #include <utility>
 
 #include "interface/dvbpsi.h"
 #include "interface/host.h"
-#include "servicemux/front/serviceMux.h"
 #include "servicemux/packetize/packetize.h"
 
 namespace vantor {
@@ -32,19 +32,23 @@ std::string currentLink(const std::string& directory, const std::string& table) 
   return directory + "/current_" + table + ".bin";
 }
 
+/// Removes a file or a link, never a directory. An error is ignored: dump files help to find faults and must not
+/// disturb the multiplex.
+void removeFile(const std::string& path) { unlink(path.c_str()); }
+
 bool isDumpFileName(std::string_view name) {
   const auto dot = name.rfind('.');
   return dot != std::string_view::npos && dot != 0 && name.substr(dot) == kExtension;
 }
 
 /// The dump files of a directory: those that may be pruned, and the inodes that links protect.
-struct DumpFiles {
+struct Listing {
   std::vector<std::pair<std::string, struct stat>> files;
   std::unordered_set<ino_t> inForce;
 };
 
-DumpFiles listDumpFiles(DIR* directory, const std::string& path) {
-  DumpFiles found;
+Listing listFiles(DIR* directory, const std::string& path) {
+  Listing found;
   while (const dirent* const entry = readdir(directory)) {
     if ((entry->d_type != DT_REG && entry->d_type != DT_LNK) || !isDumpFileName(entry->d_name)) continue;
     const std::string file = path + "/" + entry->d_name;
@@ -66,7 +70,9 @@ std::int32_t hoursSinceEpoch() {
 
 }  // namespace
 
-std::string serviceMux::getTablename(unsigned char table_id, unsigned short extension) {
+DumpFiles::DumpFiles(std::string directory) : directory(std::move(directory)) {}
+
+std::string DumpFiles::tableName(unsigned char table_id, unsigned short extension) {
   switch (table_id) {
     case 0x00:
       return "PAT";
@@ -83,53 +89,50 @@ std::string serviceMux::getTablename(unsigned char table_id, unsigned short exte
   }
 }
 
-void serviceMux::dumpTable(dvbpsi_psi_section_s* sections) {
-  if (dumpPath.empty()) return;
-  const std::string table = getTablename(sections->i_table_id, sections->i_extension);
+void DumpFiles::dump(const dvbpsi_psi_section_s* sections) const {
+  if (directory.empty()) return;
+  const std::string table = tableName(sections->i_table_id, sections->i_extension);
   if (table.empty()) return;
   const std::string file = "table_" + table + "_" + std::to_string(sections->i_version) + ".bin";
   {
-    std::ofstream out(dumpPath + "/" + file, std::ios::binary | std::ios::trunc);
+    std::ofstream out(directory + "/" + file, std::ios::binary | std::ios::trunc);
     if (!out) return;
     for (const auto* section = sections; section != nullptr; section = section->p_next)
       out.write(reinterpret_cast<const char*>(section->p_data),
                 static_cast<std::streamsize>(sectionSize(*section)));
   }
-  const std::string link = currentLink(dumpPath, table);
-  std::error_code ignored;  // a diagnosis aid must not disturb the multiplex
-  std::filesystem::remove(link, ignored);
-  std::filesystem::create_symlink(file, link, ignored);
+  const std::string link = currentLink(directory, table);
+  removeFile(link);
+  [[maybe_unused]] const int ignored = symlink(file.c_str(), link.c_str());
 }
 
-void serviceMux::clearCurrentdumpedTable(unsigned char table_id, unsigned short extension) {
-  if (dumpPath.empty()) return;
-  const std::string table = getTablename(table_id, extension);
+void DumpFiles::removeLink(unsigned char table_id, unsigned short extension) const {
+  if (directory.empty()) return;
+  const std::string table = tableName(table_id, extension);
   if (table.empty()) return;
-  std::error_code ignored;
-  std::filesystem::remove(currentLink(dumpPath, table), ignored);
+  removeFile(currentLink(directory, table));
 }
 
-void serviceMux::clearDumpedTables() {
-  if (dumpPath.empty()) return;
-  const std::string command = "rm -f " + dumpPath + "/" + "*.bin";
+void DumpFiles::removeAll() const {
+  if (directory.empty()) return;
+  const std::string command = "rm -f " + directory + "/" + "*.bin";
   [[maybe_unused]] const int ignored = std::system(command.c_str());
 }
 
-void serviceMux::clearOldDumpedTables() {
-  if (dumpPath.empty()) return;
+void DumpFiles::prune() {
+  if (directory.empty()) return;
   const auto now = Clock::now();
-  if (now - startTime <= kPruningPause) return;
-  startTime = now;
+  if (now - lastPruning <= kPruningPause) return;
+  lastPruning = now;
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearOldDumpedTables");
-  DIR* const directory = opendir(dumpPath.c_str());
-  if (directory == nullptr) return;
-  const DumpFiles found = listDumpFiles(directory, dumpPath);
-  closedir(directory);
+  DIR* const open = opendir(directory.c_str());
+  if (open == nullptr) return;
+  const Listing found = listFiles(open, directory);
+  closedir(open);
   const std::int32_t now_h = hoursSinceEpoch();
-  std::error_code ignored;
   for (const auto& [file, status] : found.files) {
     const auto age = now_h - static_cast<std::int32_t>(status.st_mtime / 3600);
-    if (age > kMaxAge && found.inForce.count(status.st_ino) == 0) std::filesystem::remove(file, ignored);
+    if (age > kMaxAge && found.inForce.count(status.st_ino) == 0) removeFile(file);
   }
 }
 
