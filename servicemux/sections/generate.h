@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "interface/sectioning.h"
@@ -9,21 +10,18 @@
 
 namespace vantor {
 
+/// What libdvbpsi's functions work on; null when there is no memory for it.
+using DvbpsiHandle = std::unique_ptr<dvbpsi_t, decltype(&dvbpsi_delete)>;
+
+inline DvbpsiHandle newHandle(dvbpsi_msg_level level = DVBPSI_MSG_NONE) {
+  return {dvbpsi_new(nullptr, level), &dvbpsi_delete};
+}
+
 /// Calls a libdvbpsi generator on a handle of its own.
 template <typename Generator>
 SectionChain generate(Generator generator, dvbpsi_msg_level level = DVBPSI_MSG_NONE) {
-  dvbpsi_t* const handle = dvbpsi_new(nullptr, level);
-  if (handle == nullptr) return nullptr;
-  SectionChain sections(generator(handle));
-  dvbpsi_delete(handle);
-  return sections;
-}
-
-/// Writes the section anew from its fields, CRC_32 included.
-inline void rebuild(dvbpsi_psi_section_t& section) {
-  dvbpsi_t* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
-  dvbpsi_BuildPSISection(handle, &section);
-  dvbpsi_delete(handle);
+  const DvbpsiHandle handle = newHandle(level);
+  return SectionChain(handle ? generator(handle.get()) : nullptr);
 }
 
 /// The items of a table's list, so that sections can be made of some of them at a time.
@@ -128,11 +126,13 @@ class SectionGatherer {
     return true;
   }
 
-  /// One chain of all sections, each written anew.
+  /// One chain of all sections, each written anew from its fields, CRC_32 included. Null when there is no memory.
   SectionChain chain() {
+    const DvbpsiHandle handle = newHandle();
+    if (!handle) return nullptr;
     SectionChain first;
     for (auto section = sections.rbegin(); section != sections.rend(); ++section) {
-      rebuild(**section);
+      dvbpsi_BuildPSISection(handle.get(), section->get());
       (*section)->p_next = first.release();
       first = std::move(*section);
     }
