@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <optional>
 
-/// How tables are divided into sections. It stands here once for the converters and for the makers of sections, so
-/// that what the one accepts the other can divide.
+/// How tables are divided into sections. The converters and the makers of sections both go by this file, so that
+/// whatever a converter accepts can also be divided.
 
 namespace vantor {
 
