@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <optional>
 
-/// How tables are divided into sections. It stands here once for the converters and for the makers of sections, so
-/// that what the one accepts the other can divide.
+/// How tables are divided into sections. The converters and the makers of sections both go by this file, so that
+/// whatever a converter accepts can also be divided.
 
 namespace vantor {
 
@@ -49,13 +49,14 @@ constexpr int kSegmentsPerDay = 24 / kSegmentHours;
 constexpr int kSegmentsPerTable = 32;
 constexpr std::size_t kSectionsPerSegment = 8;
 
-/// The segment of a schedule that holds a start_time; none when the time is undefined or outside all segments.
-/// `firstDay` is an MJD.
+/// The segment of a schedule that holds a start_time. None when its hour is not two decimal digits from 00 to 23,
+/// as in an undefined time, or when the day is outside all segments. `firstDay` is an MJD.
 inline std::optional<int> segmentOf(std::uint64_t startTime, int firstDay) {
   const int day = static_cast<int>(startTime >> 24 & 0xFFFF) - firstDay;
   const int tens = static_cast<int>(startTime >> 20 & 0x0F);
-  const int hour = tens * 10 + static_cast<int>(startTime >> 16 & 0x0F);
-  if (day < 0 || day >= kSegmentsPerTable / kSegmentsPerDay || hour >= 24) return std::nullopt;
+  const int ones = static_cast<int>(startTime >> 16 & 0x0F);
+  const int hour = tens * 10 + ones;
+  if (day < 0 || day >= kSegmentsPerTable / kSegmentsPerDay || ones > 9 || hour > 23) return std::nullopt;
   return day * kSegmentsPerDay + hour / kSegmentHours;
 }
 
