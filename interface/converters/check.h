@@ -7,7 +7,7 @@
 
 #include "interface/dvbpsi.h"
 #include "interface/records.h"
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 
 /// Checks that all converters use. They find out whether a record's values can be carried on the wire. A check that
 /// fails logs one error, which names the field and its value, and returns false. Any thread may call them.

@@ -5,11 +5,11 @@
 #include <boost/thread/locks.hpp>
 
 #include "interface/host.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/output/TableOnAir.h"
-#include "servicemux/packetize/packet.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 
@@ -300,11 +300,11 @@ void ConditionalAccess::listOnAir(std::vector<TableOnAir>& tables) const {
   const boost::lock_guard<boost::mutex> guard(caLock);
   const auto addEcm = [&tables](unsigned short pid, SimpleTable& stream) {
     const StreamedTable sent = stream.onAir();
-    if (sent.packets != 0) tables.emplace_back("ECM", pid, sent);
+    if (sent.facts.packets != 0) tables.emplace_back(psi::kEcm.name, pid, sent);
   };
   const auto addEmm = [&tables](unsigned short pid, SectionQueue& stream) {
-    const Repetition sendings = stream.sendings();
-    if (sendings.count() != 0) tables.emplace_back("EMM", pid, StreamedTable{0, 0, -1, sendings});
+    const StreamedTable sent{0, {}, stream.sendings()};  // what an EMM says is gone when it is sent
+    if (sent.repetition.count() != 0) tables.emplace_back(psi::kEmm.name, pid, sent);
   };
   if (caEcm) addEcm(kCaEcmPid, *caEcm);
   if (caEmm) addEmm(kCaEmmPid, *caEmm);

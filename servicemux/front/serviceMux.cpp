@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "interface/host.h"
+#include "interface/psi/pids.h"
 #include "servicemux/access/ConditionalAccess.h"
 #include "servicemux/intake/AtscTables.h"
 #include "servicemux/intake/FixedTables.h"
@@ -14,7 +15,6 @@
 #include "servicemux/output/DumpFiles.h"
 #include "servicemux/output/LogScope.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/TableCarrousel.h"
 #include "servicemux/time/TimeTables.h"

@@ -4,9 +4,9 @@
 #include "interface/converters/t2dMGT.h"
 #include "interface/converters/t2dVCT.h"
 #include "interface/host.h"
+#include "interface/psi/pids.h"
 #include "servicemux/intake/intake.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
 #include "servicemux/registries/PSIPStreams.h"
 #include "servicemux/sections/sections.h"
 

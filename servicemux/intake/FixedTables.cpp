@@ -5,15 +5,15 @@
 #include "interface/converters/t2dNIT.h"
 #include "interface/converters/t2dPAT.h"
 #include "interface/host.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/tableIds.h"
 #include "servicemux/intake/intake.h"
 #include "servicemux/output/DumpFiles.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/output/TableOnAir.h"
-#include "servicemux/packetize/packet.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 #include "servicemux/streams/SimpleTable.h"
 
 namespace vantor {
@@ -91,7 +91,7 @@ void FixedTables::clearCAT() {
 
 void FixedTables::clearNIT() {
   clearTable(*nit, "NITact", "NIT");
-  dumps.removeLink(kNitActual, 0);
+  dumps.removeLink(kNitActualTableId, 0);
 }
 
 void FixedTables::clearTable(SimpleTable& stream, const char* table, const char* kind) {
@@ -125,14 +125,14 @@ void FixedTables::clearTables() {
 }
 
 void FixedTables::listOnAir(std::vector<TableOnAir>& tables) const {
-  const auto add = [&tables](const char* table, unsigned short pid, SimpleTable& stream) {
+  const auto add = [&tables](const char* name, unsigned short pid, SimpleTable& stream) {
     const StreamedTable sent = stream.onAir();
-    if (sent.packets != 0) tables.emplace_back(table, pid, sent);
+    if (sent.facts.packets != 0) tables.emplace_back(name, pid, sent);
   };
-  add("PAT", kPatPid, *pat);
-  add("CAT", kCatPid, *cat);
-  add("NITact", kNitPid, *nit);
-  add("null", kNullPid, *nullPackets);
+  add(psi::kPat.name, kPatPid, *pat);
+  add(psi::kCat.name, kCatPid, *cat);
+  add(psi::kNitActual.name, kNitPid, *nit);
+  add("null packets", kNullPid, *nullPackets);
 }
 
 }  // namespace vantor

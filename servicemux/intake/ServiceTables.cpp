@@ -6,17 +6,17 @@
 #include "interface/converters/t2dPMT.h"
 #include "interface/converters/t2dSDT.h"
 #include "interface/host.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/tableIds.h"
 #include "servicemux/intake/intake.h"
 #include "servicemux/output/DumpFiles.h"
 #include "servicemux/output/RegistryOwner.h"
-#include "servicemux/packetize/packet.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
 #include "servicemux/registries/EITStreams.h"
 #include "servicemux/registries/PMTStreams.h"
 #include "servicemux/registries/SDTStreams.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace vantor {
 
@@ -80,12 +80,12 @@ int ServiceTables::newPMT(const PMT& record, short pid) {
 
 int ServiceTables::newSDTActual(const SDT& record) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "newSDTActual");
-  return newSDT(record, kSdtActual);
+  return newSDT(record, kSdtActualTableId);
 }
 
 int ServiceTables::newSDTOthers(const SDT& record) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "newSDTOthers");
-  return newSDT(record, kSdtOther);
+  return newSDT(record, kSdtOtherTableId);
 }
 
 int ServiceTables::newSDT(const SDT& record, unsigned char tableId) {
@@ -93,7 +93,7 @@ int ServiceTables::newSDT(const SDT& record, unsigned char tableId) {
   if (!table || !sdts) return -1;
   clampVersion(table->i_version);
   if (const SectionChain sections = generateSections(*table, tableId, sectionStarts(record.services))) {
-    if (tableId == kSdtActual) dumps.dump(sections.get());
+    if (tableId == kSdtActualTableId) dumps.dump(sections.get());
     std::string packets;
     packetize(kSdtPid, 0, packets, sections.get());
     const auto size = static_cast<unsigned int>(sectionBytes(sections.get()));
@@ -156,13 +156,13 @@ void ServiceTables::clearAllPMTs() {
 
 void ServiceTables::clearSDTActual() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearSDTActual");
-  if (sdts) sdts->clearSDT(kSdtActual, SDTStreams::kAny, SDTStreams::kAny);
-  dumps.removeLink(kSdtActual, 0);
+  if (sdts) sdts->clearSDT(kSdtActualTableId, SDTStreams::kAny, SDTStreams::kAny);
+  dumps.removeLink(kSdtActualTableId, 0);
 }
 
 void ServiceTables::clearSDTOthers(int transport_stream_id, int original_network_id) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearSDTOthers");
-  if (sdts) sdts->clearSDT(kSdtOther, transport_stream_id, original_network_id);
+  if (sdts) sdts->clearSDT(kSdtOtherTableId, transport_stream_id, original_network_id);
 }
 
 void ServiceTables::clearEITpf(short sid) {

@@ -11,11 +11,11 @@
 #include <memory>
 #include <vector>
 
+#include "interface/psi/packet.h"
 #include "servicemux/export.h"
 #include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
 #include "servicemux/muxer/muxed_stream.h"
-#include "servicemux/packetize/packet.h"
 
 namespace vantor {
 

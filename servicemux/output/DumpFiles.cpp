@@ -14,6 +14,7 @@
 
 #include "interface/dvbpsi.h"
 #include "interface/host.h"
+#include "interface/psi/tableIds.h"
 #include "servicemux/packetize/packetize.h"
 
 namespace vantor {
@@ -74,15 +75,15 @@ DumpFiles::DumpFiles(std::string directory) : directory(std::move(directory)) {}
 
 std::string DumpFiles::tableName(unsigned char table_id, unsigned short extension) {
   switch (table_id) {
-    case 0x00:
+    case kPatTableId:
       return "PAT";
-    case 0x01:
+    case kCatTableId:
       return "CAT";
-    case 0x02:
+    case kPmtTableId:
       return "PMT_" + std::to_string(extension);
-    case 0x40:
+    case kNitActualTableId:
       return "NITact";
-    case 0x42:
+    case kSdtActualTableId:
       return "SDTact";
     default:
       return "";

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/section.h"
 
 namespace vantor {
 
 namespace {
-
-constexpr std::size_t kHeaderSize = 4;
-constexpr std::size_t kCrcSize = 4;
 
 using Packet = std::array<unsigned char, kPacketSize>;
 
@@ -39,12 +38,12 @@ unsigned char packetizeSection(unsigned short pid, unsigned char cc, std::string
   };
   Packet packet{kSyncByte, static_cast<unsigned char>(pidHigh | kPayloadUnitStart),
                 static_cast<unsigned char>(pid & 0xFF), stamp(), 0};
-  fillPayload(packet, kHeaderSize + 1, data, end);
+  fillPayload(packet, kPacketHeaderSize + 1, data, end);
   append(out, packet);
   while (data != end) {
     packet[1] = pidHigh & static_cast<unsigned char>(~kPayloadUnitStart);
     packet[kContinuityOffset] = stamp();
-    fillPayload(packet, kHeaderSize, data, end);
+    fillPayload(packet, kPacketHeaderSize, data, end);
     append(out, packet);
   }
   return cc;
@@ -94,13 +93,6 @@ unsigned char chainLength(const dvbpsi_psi_section_s* sections) {
   unsigned char count = 0;
   for (const auto* section = sections; section != nullptr; section = section->p_next) ++count;
   return count;
-}
-
-int tableVersion(const std::string& packets) {
-  constexpr std::size_t kSection = kHeaderSize + 1;  // behind a pointer_field of 0
-  if (packets.size() < kPacketSize || (packets[1] & kPayloadUnitStart) == 0) return -1;
-  const bool hasSyntax = (packets[kSection + 1] & 0x80) != 0;
-  return hasSyntax ? (packets[kSection + 5] >> 1) & 0x1F : -1;
 }
 
 void appendNullPacket(std::string& out) {

@@ -34,9 +34,6 @@ SERVICEMUX_API std::size_t sectionBytes(const dvbpsi_psi_section_s* sections);
 /// The length of a chain, modulo 256.
 SERVICEMUX_API unsigned char chainLength(const dvbpsi_psi_section_s* sections);
 
-/// The version_number of the section that begins in the first packet of `packets`, -1 where there is none.
-SERVICEMUX_API int tableVersion(const std::string& packets);
-
 /// Appends one null packet (PID 0x1FFF, continuity counter 0) to `out`.
 SERVICEMUX_API void appendNullPacket(std::string& out);
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 
+#include "interface/psi/tableIds.h"
 #include "servicemux/sections/generate.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace vantor {
 

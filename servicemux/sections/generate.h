@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 #include "servicemux/sections/sections.h"
 
 /// The part of making sections that is the same for several tables.

@@ -1,6 +1,6 @@
+#include "interface/psi/tableIds.h"
 #include "servicemux/sections/generate.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace vantor {
 
@@ -39,7 +39,9 @@ SectionChain generateSections(dvbpsi_nit_t& nit) {
     if (room == kNitRoom.bytes && streamsEnd < streams.size()) return nullptr;
     const Descriptors::Part someDescriptors(descriptors, descriptor, descriptorsEnd);
     const Streams::Part someStreams(streams, stream, streamsEnd);
-    const auto generator = [&](dvbpsi_t* handle) { return dvbpsi_nit_sections_generate(handle, &nit, kNitActual); };
+    const auto generator = [&](dvbpsi_t* handle) {
+      return dvbpsi_nit_sections_generate(handle, &nit, kNitActualTableId);
+    };
     if (!sections.add(generate(generator))) return nullptr;
     descriptor = descriptorsEnd;
     stream = streamsEnd;

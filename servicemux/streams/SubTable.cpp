@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "servicemux/streams/SttSource.h"
 
 namespace vantor {

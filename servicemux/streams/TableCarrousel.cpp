@@ -3,7 +3,7 @@
 #include <boost/thread/lock_guard.hpp>
 #include <memory>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "servicemux/packetize/packetize.h"
 
 namespace vantor {
@@ -91,9 +91,16 @@ unsigned int TableCarrousel::GetNumberSubTables() {
 }
 
 StreamedTable TableCarrousel::onAir(const SubTable& sub) {
-  const boost::lock_guard<boost::mutex> guard(lock);
-  const auto packets = sub.dynamic ? 1 : static_cast<unsigned int>(sub.packets.size() / kPacketSize);
-  return {sub.period, packets, tableVersion(sub.packets), sub.repetition};
+  StreamedTable sent;
+  std::string copy;  // looked at when the producer does not wait for it
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    sent.period = sub.period;
+    sent.repetition = sub.repetition;
+    copy = sub.packets;
+  }
+  sent.facts = factsOf(copy);
+  return sent;
 }
 
 unsigned int TableCarrousel::getBitrate() {

@@ -6,14 +6,14 @@
 
 #include "interface/converters/owned.h"
 #include "interface/host.h"
-#include "servicemux/packetize/packet.h"
-#include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/tableIds.h"
 #include "servicemux/output/RegistryOwner.h"
-#include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
-#include "servicemux/streams/SectionQueue.h"
 #include "servicemux/output/TableOnAir.h"
+#include "servicemux/packetize/packetize.h"
+#include "servicemux/sections/sections.h"
+#include "servicemux/streams/SectionQueue.h"
 
 namespace vantor {
 
@@ -130,18 +130,15 @@ void TimeTables::dropQueue() {
 
 void TimeTables::listOnAir(std::vector<TableOnAir>& tables) {
   const boost::lock_guard<boost::mutex> guard(timeMutex);
-  const auto add = [&](const char* name, const SectionChain& sections) {
+  const auto add = [&](const SectionChain& sections) {
     if (!sections) return;
     std::string packets;
     packetize(kTimePid, 0, packets, sections.get());
-    StreamedTable sent;
-    sent.period = owner->insertionPeriods().timeUpdater;
-    sent.packets = static_cast<unsigned int>(packets.size() / kPacketSize);
-    sent.repetition = timeQueue->sendings();
-    tables.emplace_back(name, kTimePid, sent);
+    tables.emplace_back(
+        kTimePid, StreamedTable{owner->insertionPeriods().timeUpdater, factsOf(packets), timeQueue->sendings()});
   };
-  add("TDT", tdtSections);
-  add("TOT", totSections);
+  add(tdtSections);
+  add(totSections);
 }
 
 }  // namespace vantor

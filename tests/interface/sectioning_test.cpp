@@ -1,4 +1,4 @@
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 
 #include <gtest/gtest.h>
 

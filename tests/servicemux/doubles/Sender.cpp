@@ -10,7 +10,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "tests/servicemux/doubles/nextFunction.h"
 
 namespace {

@@ -17,7 +17,7 @@ using vantor::thrift::dvb_tables::VCTChannel;
 constexpr unsigned short kPsipPid = 0x1FFB;
 constexpr int kMgt = 0xC7;
 constexpr int kTerrestrialVct = 0xC8;
-constexpr int kCableVct = 0xC9;
+constexpr int kCableVctTableId = 0xC9;
 constexpr int kStt = 0xCD;
 
 MGT makeMgt(int version, int tables = 1) {
@@ -76,13 +76,13 @@ TEST_F(PsipTables, NewMgtIsLoggedAndSent) {
 
 TEST_F(PsipTables, NewVctIsLoggedAndSentAsItsTableIdSays) {
   EXPECT_EQ(mux.newVCT(makeVct(kTerrestrialVct, 3)), 3);
-  EXPECT_EQ(mux.newVCT(makeVct(kCableVct, 4)), 4);
+  EXPECT_EQ(mux.newVCT(makeVct(kCableVctTableId, 4)), 4);
   EXPECT_THAT(lines(), ElementsAre("4 [newVCT]", "6 New VCT TID [0xc8] V [3]", "4 Add new PSIP table [0x00c8]",
                                    "4 PSIP table not found [0x00c8]", "4 PSIP empty carrousel.", "4 [newVCT]",
                                    "6 New VCT TID [0xc9] V [4]", "4 Add new PSIP table [0x00c9]",
                                    "4 PSIP table not found [0x00c9]", "4 PSIP carrousel use count [2]"));
   EXPECT_EQ(sentVersion(kTerrestrialVct), 3);
-  EXPECT_EQ(sentVersion(kCableVct), 4);
+  EXPECT_EQ(sentVersion(kCableVctTableId), 4);
 }
 
 TEST_F(PsipTables, NewSttIsSentThoughItReturnsMinus1) {
@@ -128,7 +128,7 @@ TEST_F(PsipTables, ClearingTheVctRemovesBothKinds) {
   mux.clearVCT();
   EXPECT_THAT(tables(), ElementsAre("MGT v2"));
   mux.newVCT(makeVct(kTerrestrialVct, 1));
-  mux.newVCT(makeVct(kCableVct, 1));
+  mux.newVCT(makeVct(kCableVctTableId, 1));
   lines();
   mux.clearVCT();
   EXPECT_THAT(lines(), ElementsAre("4 [clearVCT]"));
@@ -148,7 +148,7 @@ TEST_F(PsipTables, EachIsClearedByItself) {
 
 TEST_F(PsipTables, ClearAllTablesTakesThemOffAir) {
   mux.newMGT(makeMgt(1));
-  mux.newVCT(makeVct(kCableVct, 1));
+  mux.newVCT(makeVct(kCableVctTableId, 1));
   mux.newSTT(LocalTimeOffset());
   mux.clearAllTables();
   EXPECT_THAT(tables(), IsEmpty());

@@ -7,9 +7,9 @@
 namespace vantor {
 
 constexpr std::size_t kPacketSize = 188;
+constexpr std::size_t kPacketHeaderSize = 4;
 constexpr unsigned char kSyncByte = 0x47;
 constexpr unsigned char kStuffing = 0xFF;
-constexpr unsigned short kNullPid = 0x1FFF;  // also the highest PID there is
 
 /// Byte 1: payload_unit_start_indicator beside the high bits of the PID.
 constexpr unsigned char kPayloadUnitStart = 0x40;
