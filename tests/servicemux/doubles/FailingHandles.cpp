@@ -21,7 +21,7 @@ FailingHandles::FailingHandles(int left) {
 
 FailingHandles::~FailingHandles() { handlesLeft = kUnlimited; }
 
-bool FailingHandles::haveFailed() const { return failed; }
+bool FailingHandles::haveFailed() { return failed; }
 
 dvbpsi_t* dvbpsi_new(dvbpsi_message_cb callback, dvbpsi_msg_level level) {
   static const auto real = nextFunction<dvbpsi_t*(dvbpsi_message_cb, dvbpsi_msg_level)>("dvbpsi_new");

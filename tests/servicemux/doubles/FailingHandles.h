@@ -8,6 +8,6 @@ class FailingHandles {
   FailingHandles& operator=(const FailingHandles&) = delete;
   ~FailingHandles();
 
-  /// Whether one was asked for in vain.
-  [[nodiscard]] bool haveFailed() const;
+  /// Whether one was asked for in vain since the last construction.
+  [[nodiscard]] static bool haveFailed();
 };
