@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "programs/servicemux/text.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/allTableKinds.h"
+#include "programs/tables/tableName.h"
 
 namespace vantor::cli {
 

@@ -54,7 +54,4 @@ Capture readTransportStream(std::string_view bytes);
 /// Reads sections that lie back to back. Throws InputError when the bytes do not divide into sections.
 Capture readSections(std::string_view bytes);
 
-/// What people call the table of this id.
-std::string tableName(std::uint8_t tableId);
-
 }  // namespace vantor::tables

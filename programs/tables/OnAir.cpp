@@ -1,6 +1,7 @@
 #include "programs/tables/OnAir.h"
 
 #include "programs/tables/InputError.h"
+#include "programs/tables/allTableKinds.h"
 
 namespace vantor::tables {
 

@@ -33,13 +33,4 @@ SectionFault Section::check(std::string_view bytes) {
   return SectionFault::none;
 }
 
-bool holdsDescriptors(std::string_view bytes) {
-  while (bytes.size() >= 2) {
-    const std::size_t size = 2U + byteAt(bytes, 1);
-    if (size > bytes.size()) return false;
-    bytes.remove_prefix(size);
-  }
-  return bytes.empty();
-}
-
 }  // namespace vantor::tables

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "programs/tables/bytes.h"
+
 /// Sections as they lie in a capture, ISO/IEC 13818-1 clause 2.4.4.11.
 
 namespace vantor::tables {
@@ -13,12 +15,6 @@ namespace vantor::tables {
 constexpr std::size_t kSectionHeaderSize = 3;     // up to and with section_length
 constexpr std::size_t kMaxSectionLength = 4093;   // of private sections
 constexpr std::size_t kMaxPsiSectionSize = 1024;  // PAT, CAT, PMT, NIT, SDT
-
-inline std::uint8_t byteAt(std::string_view bytes, std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); }
-
-inline std::uint16_t wordAt(std::string_view bytes, std::size_t i) {
-  return static_cast<std::uint16_t>(byteAt(bytes, i) << 8 | byteAt(bytes, i + 1));
-}
 
 /// The section_length of a section of which at least the first three bytes are there.
 inline std::size_t sectionLength(std::string_view bytes) { return wordAt(bytes, 1) & 0x0FFF; }
@@ -54,8 +50,5 @@ class Section {
 
 /// Sections of one subtable, by section_number.
 using NumberedSections = std::map<std::uint8_t, Section>;
-
-/// True when whole descriptors fill these bytes exactly.
-bool holdsDescriptors(std::string_view bytes);
 
 }  // namespace vantor::tables

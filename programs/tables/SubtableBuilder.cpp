@@ -1,7 +1,5 @@
 #include "programs/tables/SubtableBuilder.h"
 
-#include "programs/tables/TableKind.h"
-
 namespace vantor::tables {
 
 bool SubtableBuilder::add(const Section& section) {
@@ -10,10 +8,10 @@ bool SubtableBuilder::add(const Section& section) {
   if (!isNew) {
     if (part->second.bytes() == section.bytes()) return false;
     // Other content under the same version: whoever sent it did not count, but the table is a new one.
-    if (!kind.sectionsStandAlone()) parts.clear();
+    if (!sectionsStandAlone) parts.clear();
     parts.insert_or_assign(section.number(), section);
   }
-  return kind.isWhole(parts);
+  return true;
 }
 
 std::vector<Section> SubtableBuilder::sections() const {

@@ -6,27 +6,24 @@
 
 namespace vantor::tables {
 
-class TableKind;
-
-/// Gathers the sections of one subtable, which come in any order and again and again, until one version is whole.
+/// Gathers the sections of one subtable, which come in any order and again and again, version by version.
 class SubtableBuilder {
  public:
-  /// `kind` says when a version is whole, and must outlive the builder.
-  explicit SubtableBuilder(const TableKind& kind) : kind(kind) {}
+  /// With `sectionsStandAlone`, a section with other content under the same version leaves the others as they are.
+  explicit SubtableBuilder(bool sectionsStandAlone) : sectionsStandAlone(sectionsStandAlone) {}
 
-  /// Takes a section of the subtable. Returns true when it made a version whole that was not whole before; then
-  /// sections() are that version's.
+  /// Takes a section of the subtable. Returns false when it is there already.
   [[nodiscard]] bool add(const Section& section);
 
-  const TableKind& tableKind() const { return kind; }
-
-  /// What is there of the version under way, by section_number.
+  /// What is there of the version under way.
+  const NumberedSections& numbered() const { return parts; }
+  /// The same in the order of the numbers.
   std::vector<Section> sections() const;
 
  private:
   bool isSameVersion(const Section& section) const;
 
-  const TableKind& kind;
+  const bool sectionsStandAlone;
   NumberedSections parts;
 };
 

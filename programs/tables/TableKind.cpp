@@ -8,28 +8,6 @@ constexpr std::int32_t kMaxVersion = 31;
 
 }  // namespace
 
-const std::vector<const TableKind*>& allTableKinds() {
-  // Schedules before present/following: their carousel takes its first steps at the pace of the table that comes
-  // first, so that has to be one of many packets.
-  static const std::vector<const TableKind*> kinds{
-      &patKind(),
-      &catKind(),
-      &nitKind(),
-      &pmtKind(),
-      &sdtActualKind(),
-      &sdtOtherKind(),
-      &eitScheduleKind(),
-      &eitPfKind(),
-      &timeKind(),
-      &mgtKind(),
-      &terrestrialVctKind(),
-      &cableVctKind(),
-      &sttKind(),
-      &conditionalAccessKind(),
-  };
-  return kinds;
-}
-
 bool TableKind::isWhole(const NumberedSections& sections) const {
   return !sections.empty() && sections.size() == sections.begin()->second.lastNumber() + 1U;
 }

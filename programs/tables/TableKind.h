@@ -1,12 +1,7 @@
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
-#include <map>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "programs/tables/JsonReader.h"
@@ -23,8 +18,8 @@ class serviceMux;
 namespace vantor::tables {
 
 /// One kind of table and all its ways: in and out of JSON, out of a capture, on air. Kinds have no state; a further
-/// kind is a file of its own and a line in allTableKinds(). What read() and decode() put into a set, the library's
-/// converter takes; it logs what it refuses.
+/// kind is a pair of files of its own and a line in allTableKinds(). What read() and decode() put into a set, the
+/// library's converter takes; it logs what it refuses.
 class TableKind {
  public:
   TableKind() = default;
@@ -84,24 +79,6 @@ class TableKind {
   virtual bool isOutdated(const TableSet& /*set*/, UtcTime /*then*/, UtcTime /*now*/) const { return false; }
 };
 
-/// Every kind that this system knows, in the order in which table sets list them.
-const std::vector<const TableKind*>& allTableKinds();
-
-const TableKind& patKind();
-const TableKind& catKind();
-const TableKind& nitKind();
-const TableKind& pmtKind();
-const TableKind& sdtActualKind();
-const TableKind& sdtOtherKind();
-const TableKind& eitPfKind();
-const TableKind& eitScheduleKind();
-const TableKind& timeKind();
-const TableKind& mgtKind();
-const TableKind& terrestrialVctKind();
-const TableKind& cableVctKind();
-const TableKind& sttKind();
-const TableKind& conditionalAccessKind();
-
 /// Why a record that was read cannot be sent stands in the converter's log line.
 [[noreturn]] void failUnsendable(const JsonValue& value);
 
@@ -110,120 +87,5 @@ std::int32_t versionOnAir(std::int32_t version);
 
 /// A warning when a version is one that the wire has no room for.
 void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings);
-
-/// What is the same for all tables of which an output has one.
-template <typename Record, std::optional<Record> TableSet::*Member>
-class SingleTableKind : public TableKind {
- public:
-  bool isIn(const TableSet& set) const override { return (set.*Member).has_value(); }
-  void move(TableSet& from, TableSet& to) const override {
-    if (from.*Member) to.*Member = std::move(from.*Member);
-  }
-  void read(const JsonValue& value, UtcTime /*now*/, TableSet& set) const override {
-    Record record = readRecord(value);
-    if (!converts(record)) failUnsendable(value);
-    set.*Member = std::move(record);
-  }
-  OrderedJson write(const TableSet& set) const override { return writeRecord(*(set.*Member)); }
-
-  bool hasTableId(std::uint8_t id) const override { return id == tableId(); }
-  bool isOnPid(int id) const override { return id == pid(); }
-  SubtableKey keyOf(const Section& section, int /*pid*/) const override {
-    return {section.tableId(), section.extension(), 0};
-  }
-  bool isSingle() const override { return true; }
-  bool decode(const SubtableKey& /*key*/, const std::vector<Section>& sections, TableSet& set) const override {
-    auto record = decodeRecord(sections);
-    if (!record || !converts(*record)) return false;
-    set.*Member = std::move(record);
-    return true;
-  }
-  std::string nameOf(const SubtableKey& /*key*/) const override { return ""; }
-
-  std::vector<std::string> warnings(const TableSet& set) const override {
-    std::vector<std::string> out;
-    warnOfVersion(label(), (set.*Member)->version_number, out);
-    return out;
-  }
-  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
-    return send(*(set.*Member), mux);
-  }
-
- protected:
-  virtual const char* label() const = 0;
-  virtual std::uint8_t tableId() const = 0;
-  virtual int pid() const = 0;
-  virtual Record readRecord(const JsonValue& value) const = 0;
-  virtual OrderedJson writeRecord(const Record& record) const = 0;
-  virtual std::optional<Record> decodeRecord(const std::vector<Section>& sections) const = 0;
-  virtual bool converts(const Record& record) const = 0;
-  virtual bool send(const Record& record, serviceMux& mux) const = 0;
-};
-
-/// What is the same for all tables of which an output has any number.
-template <typename Item, std::vector<Item> TableSet::*Member>
-class TableListKind : public TableKind {
- public:
-  bool isIn(const TableSet& set) const override { return !(set.*Member).empty(); }
-  void move(TableSet& from, TableSet& to) const override {
-    for (Item& item : from.*Member) put(std::move(item), to);
-  }
-  void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
-    std::map<Identity, std::size_t> seen;
-    for (std::size_t i = 0; i < value.size(); ++i)
-      for (Item& item : readItems(value.at(i), now)) {
-        const auto [first, isNew] = seen.try_emplace(identityOf(item), i);
-        if (!isNew)
-          value.at(i).fail("the same table as in /" + std::string(key()) + "/" + std::to_string(first->second));
-        if (!converts(item)) failUnsendable(value.at(i));
-        put(std::move(item), set);
-      }
-  }
-  OrderedJson write(const TableSet& set) const override {
-    OrderedJson json = OrderedJson::array();
-    for (const Item& item : set.*Member) json.push_back(writeItem(item));
-    return json;
-  }
-
-  bool isSingle() const override { return false; }
-  bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const override {
-    Item item = decodeItem(key, sections);
-    if (!converts(item)) return false;
-    put(std::move(item), set);
-    return true;
-  }
-
-  std::vector<std::string> warnings(const TableSet& set) const override {
-    std::vector<std::string> out;
-    for (const Item& item : set.*Member) warnOfVersion(describe(item), versionOf(item), out);
-    return out;
-  }
-
- protected:
-  /// The identifiers that no two tables of a set share.
-  using Identity = std::array<std::int32_t, 4>;
-
-  virtual Identity identityOf(const Item& item) const = 0;
-  virtual std::string describe(const Item& item) const = 0;
-  virtual std::int32_t versionOf(const Item& item) const = 0;
-  /// Most elements of the JSON array are one table.
-  virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;
-  virtual OrderedJson writeItem(const Item& item) const = 0;
-  virtual Item decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const = 0;
-  virtual bool converts(const Item& item) const = 0;
-
-  /// In its place among the others, over the one with the same identity.
-  void put(Item item, TableSet& set) const {
-    std::vector<Item>& items = set.*Member;
-    const Identity identity = identityOf(item);
-    const auto place =
-        std::lower_bound(items.begin(), items.end(), identity,
-                         [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
-    if (place != items.end() && identityOf(*place) == identity)
-      *place = std::move(item);
-    else
-      items.insert(place, std::move(item));
-  }
-};
 
 }  // namespace vantor::tables

@@ -6,8 +6,6 @@
 
 #include "interface/records.h"
 #include "programs/tables/LocalTime.h"
-#include "programs/tables/conditionalAccess.h"
-#include "programs/tables/timeTables.h"
 
 namespace vantor::tables {
 
@@ -17,6 +15,24 @@ struct ProgramMap {
   thrift::dvb_tables::PMT pmt;
 
   friend bool operator==(const ProgramMap& a, const ProgramMap& b) { return a.pid == b.pid && a.pmt == b.pmt; }
+};
+
+/// TDT and TOT, which are sent with the current time. Without local times there is no TOT.
+struct TimeTables {
+  std::vector<LocalTime> localTimes;
+
+  friend bool operator==(const TimeTables& a, const TimeTables& b) { return a.localTimes == b.localTimes; }
+};
+
+/// What a multiplex carries of conditional access: the configuration and the messages that it begins with.
+struct ConditionalAccess {
+  thrift::general::ScramblerConfig config;
+  // scrambler_type 0
+  std::optional<thrift::general::simulCryptData> ecm;
+  std::vector<thrift::general::simulCryptData> emms;
+  // scrambler_type 3
+  std::vector<thrift::simulcrypt::ECMItem> liveEcms;
+  std::vector<thrift::simulcrypt::EMMItem> liveEmms;
 };
 
 /// The tables of one output, as they stand in a JSON table set or a capture. What is absent is not touched.

@@ -1,8 +1,11 @@
+#include "programs/tables/cat.h"
+
 #include "interface/converters/t2dCAT.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/SingleTableKind.h"
 #include "programs/tables/descriptors.h"
 #include "programs/tables/dvbpsiDecoder.h"
 #include "programs/tables/fields.h"
+#include "programs/tables/loops.h"
 #include "servicemux/front/serviceMux.h"
 
 namespace vantor::tables {

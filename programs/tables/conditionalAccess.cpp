@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "programs/tables/TableKind.h"
 #include "programs/tables/fields.h"
 #include "programs/tables/programPids.h"
 #include "servicemux/front/serviceMux.h"

@@ -1,8 +1,10 @@
+#include "programs/tables/eit.h"
+
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dEIT.h"
 #include "interface/sectioning.h"
 #include "programs/tables/InputError.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/TableListKind.h"
 #include "programs/tables/eitLayout.h"
 #include "programs/tables/eventTime.h"
 #include "programs/tables/fields.h"

@@ -14,6 +14,15 @@ std::string_view takeLoop(std::string_view& bytes) {
   return loop;
 }
 
+bool holdsDescriptors(std::string_view bytes) {
+  while (bytes.size() >= 2) {
+    const std::size_t size = 2U + byteAt(bytes, 1);
+    if (size > bytes.size()) return false;
+    bytes.remove_prefix(size);
+  }
+  return bytes.empty();
+}
+
 bool holdsItems(std::string_view loop, std::size_t headSize) {
   while (loop.size() >= headSize) {
     const std::size_t descriptors = loopLength(loop, headSize - kLengthSize);

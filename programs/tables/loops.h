@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "programs/tables/Section.h"
+#include "programs/tables/bytes.h"
 #include "programs/tables/descriptors.h"
 
 /// Loops of a section's payload. Reading them here, and not with libdvbpsi's decoders, keeps in view which section
@@ -17,6 +17,9 @@ inline std::size_t loopLength(std::string_view bytes, std::size_t at) { return w
 
 /// Takes a loop with its length field off the front. Both must be there.
 std::string_view takeLoop(std::string_view& bytes);
+
+/// True when whole descriptors fill these bytes exactly.
+bool holdsDescriptors(std::string_view bytes);
 
 /// One item of a loop of items: its fixed part, which ends in the length of its descriptors, and these.
 struct LoopItem {

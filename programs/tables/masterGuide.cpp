@@ -5,7 +5,7 @@
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dVCT.h"
 #include "programs/tables/InputError.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/mgt.h"
 #include "servicemux/sections/sections.h"
 
 namespace vantor::tables {

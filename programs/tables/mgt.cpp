@@ -1,6 +1,8 @@
+#include "programs/tables/mgt.h"
+
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dMGT.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/SingleTableKind.h"
 #include "programs/tables/masterGuide.h"
 #include "programs/tables/psip.h"
 #include "servicemux/front/serviceMux.h"

@@ -1,5 +1,7 @@
+#include "programs/tables/nit.h"
+
 #include "interface/converters/t2dNIT.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/SingleTableKind.h"
 #include "programs/tables/descriptors.h"
 #include "programs/tables/dvbpsiDecoder.h"
 #include "programs/tables/fields.h"

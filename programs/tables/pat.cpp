@@ -1,7 +1,9 @@
+#include "programs/tables/pat.h"
+
 #include <memory>
 
 #include "interface/converters/t2dPAT.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/SingleTableKind.h"
 #include "programs/tables/dvbpsiDecoder.h"
 #include "programs/tables/fields.h"
 #include "servicemux/front/serviceMux.h"

@@ -1,6 +1,8 @@
+#include "programs/tables/pmt.h"
+
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dPMT.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/TableListKind.h"
 #include "programs/tables/descriptors.h"
 #include "programs/tables/fields.h"
 #include "programs/tables/loops.h"

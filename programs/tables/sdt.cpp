@@ -1,6 +1,9 @@
+#include "programs/tables/sdt.h"
+
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dSDT.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/SingleTableKind.h"
+#include "programs/tables/TableListKind.h"
 #include "programs/tables/fields.h"
 #include "programs/tables/loops.h"
 #include "programs/tables/sectionStarts.h"

@@ -1,6 +1,7 @@
+#include "programs/tables/stt.h"
+
 #include <cstdio>
 
-#include "programs/tables/TableKind.h"
 #include "programs/tables/localTimeJson.h"
 #include "programs/tables/psip.h"
 #include "servicemux/front/serviceMux.h"

@@ -1,6 +1,6 @@
-#include <cstdio>
+#include "programs/tables/tableName.h"
 
-#include "programs/tables/Capture.h"
+#include <cstdio>
 
 namespace vantor::tables {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "programs/tables/TableKind.h"
+#include "programs/tables/allTableKinds.h"
 
 namespace vantor::tables {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "programs/tables/TableKind.h"
 #include "programs/tables/TableSet.h"
+#include "programs/tables/UtcTime.h"
 
 namespace vantor::tables {
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "interface/dvbpsi.h"
-#include "programs/tables/TableKind.h"
 #include "programs/tables/localTimeJson.h"
 #include "programs/tables/loops.h"
 #include "servicemux/front/serviceMux.h"

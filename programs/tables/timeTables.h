@@ -1,16 +1,9 @@
 #pragma once
 
-#include <vector>
-
-#include "programs/tables/LocalTime.h"
+#include "programs/tables/TableKind.h"
 
 namespace vantor::tables {
 
-/// TDT and TOT, which are sent with the current time. Without local times there is no TOT.
-struct TimeTables {
-  std::vector<LocalTime> localTimes;
-
-  friend bool operator==(const TimeTables& a, const TimeTables& b) { return a.localTimes == b.localTimes; }
-};
+const TableKind& timeKind();
 
 }  // namespace vantor::tables

@@ -1,6 +1,8 @@
+#include "programs/tables/vct.h"
+
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dVCT.h"
-#include "programs/tables/TableKind.h"
+#include "programs/tables/SingleTableKind.h"
 #include "programs/tables/charsets.h"
 #include "programs/tables/psip.h"
 #include "servicemux/front/serviceMux.h"

@@ -3,6 +3,7 @@
 
 #include "programs/tables/Capture.h"
 #include "programs/tables/InputError.h"
+#include "programs/tables/tableName.h"
 #include "tests/programs/streams.h"
 
 namespace vantor::tables {

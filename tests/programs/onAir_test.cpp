@@ -6,7 +6,10 @@
 #include <deque>
 
 #include "programs/tables/SectionAssembler.h"
+#include "programs/tables/cat.h"
+#include "programs/tables/stt.h"
 #include "programs/tables/tableSetJson.h"
+#include "programs/tables/timeTables.h"
 #include "servicemux/front/serviceMux.h"
 #include "tests/programs/Receiver.h"
 

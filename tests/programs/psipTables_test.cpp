@@ -4,6 +4,8 @@
 #include "programs/tables/Capture.h"
 #include "programs/tables/InputError.h"
 #include "programs/tables/masterGuide.h"
+#include "programs/tables/mgt.h"
+#include "programs/tables/stt.h"
 #include "programs/tables/tableSetJson.h"
 #include "tests/programs/streams.h"
 

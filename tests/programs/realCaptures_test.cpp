@@ -10,6 +10,7 @@
 
 #include "programs/tables/SectionAssembler.h"
 #include "programs/tables/inputFile.h"
+#include "programs/tables/tableName.h"
 #include "programs/tables/tableSetJson.h"
 #include "tests/programs/streams.h"
 

@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 
 #include "programs/tables/InputError.h"
+#include "programs/tables/eit.h"
+#include "programs/tables/pmt.h"
 #include "programs/tables/programPids.h"
 #include "programs/tables/tableSetJson.h"
+#include "programs/tables/wholeSet.h"
 #include "tests/programs/streams.h"
 
 /// PMT, SDT and EIT in JSON.
@@ -339,10 +342,6 @@ TEST(ServiceTables, APmtThatCannotBePlacedIsNamed) {
   EXPECT_EQ(settlingError(set), "PMT of program 5: 0x0100 is not the PID 0x0101 that the PAT gives it");
 }
 
-void moveAll(TableSet from, TableSet& to) {
-  for (const auto* kind : allTableKinds()) kind->move(from, to);
-}
-
 TEST(ServiceTables, OfALaterFileReplaceTheirNamesakesAlone) {
   TableSet set;
   set.pmts = {{0x100, makePmt(1, 1)}, {0x101, makePmt(2, 1)}};
@@ -350,7 +349,7 @@ TEST(ServiceTables, OfALaterFileReplaceTheirNamesakesAlone) {
   TableSet later;
   later.pmts = {{0x102, makePmt(2, 9)}, {0x103, makePmt(3, 9)}};
   later.sdtOthers = {makeSdt(5, 9, 0)};
-  moveAll(later, set);
+  merge(later, set);
   EXPECT_EQ(set.pmts,
             (std::vector<ProgramMap>{{0x100, makePmt(1, 1)}, {0x102, makePmt(2, 9)}, {0x103, makePmt(3, 9)}}));
   EXPECT_THAT(set.sdtOthers, ElementsAre(makeSdt(5, 9, 0), makeSdt(6, 1, 0)));
@@ -361,7 +360,7 @@ TEST(ServiceTables, OfALaterFileReplaceAScheduleAsAWhole) {
                                              {"event_id": 2, "start_time": "today+150:00", "duration": "00:30:00"}])"));
   ASSERT_EQ(set.eitSchedule.size(), 2U);
   const TableSet later = read(schedule(R"("events": [)" + std::string(kNoon) + "]"));
-  moveAll(later, set);
+  merge(later, set);
   EXPECT_EQ(set.eitSchedule, later.eitSchedule);
 }
 
