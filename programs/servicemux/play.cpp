@@ -7,15 +7,15 @@
 #include <optional>
 
 #include "interface/host_default/log.h"
-#include "programs/servicemux/CaptureReport.h"
 #include "programs/servicemux/Display.h"
 #include "programs/servicemux/Signals.h"
+#include "programs/servicemux/captureReport.h"
 #include "programs/servicemux/command.h"
 #include "programs/servicemux/playOptions.h"
-#include "programs/tables/InputError.h"
-#include "programs/tables/OnAir.h"
-#include "programs/tables/inputFile.h"
-#include "programs/tables/wholeSet.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/sets/OnAir.h"
+#include "programs/tables/sets/inputFile.h"
+#include "programs/tables/sets/wholeSet.h"
 #include "servicemux/front/serviceMux.h"
 
 namespace vantor::cli {
