@@ -4,12 +4,12 @@
 #include <iostream>
 #include <memory>
 
-#include "programs/servicemux/CaptureReport.h"
+#include "programs/servicemux/captureReport.h"
 #include "programs/servicemux/command.h"
 #include "programs/servicemux/text.h"
-#include "programs/tables/InputError.h"
-#include "programs/tables/inputFile.h"
-#include "programs/tables/tableSetJson.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/sets/inputFile.h"
+#include "programs/tables/sets/tableSetJson.h"
 
 namespace vantor::cli {
 

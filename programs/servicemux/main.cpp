@@ -2,7 +2,7 @@
 #include <iostream>
 
 #include "programs/servicemux/command.h"
-#include "programs/tables/InputError.h"
+#include "programs/tables/json/InputError.h"
 
 namespace {
 

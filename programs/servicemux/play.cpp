@@ -7,17 +7,15 @@
 #include <optional>
 
 #include "interface/host_default/log.h"
-#include "programs/servicemux/CaptureReport.h"
 #include "programs/servicemux/Display.h"
 #include "programs/servicemux/Signals.h"
+#include "programs/servicemux/captureReport.h"
 #include "programs/servicemux/command.h"
 #include "programs/servicemux/playOptions.h"
-#include "programs/tables/InputError.h"
-#include "programs/tables/OnAir.h"
-#include "programs/tables/TableKind.h"
-#include "programs/tables/inputFile.h"
-#include "programs/tables/masterGuide.h"
-#include "programs/tables/programPids.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/sets/OnAir.h"
+#include "programs/tables/sets/inputFile.h"
+#include "programs/tables/sets/wholeSet.h"
 #include "servicemux/front/serviceMux.h"
 
 namespace vantor::cli {
@@ -41,23 +39,10 @@ tables::TableSet readFiles(const std::vector<std::string>& paths) {
   for (const auto& path : paths) {
     tables::InputFile file = tables::readInputFile(path);
     if (file.capture) tellOfCapture(path, *file.capture);
-    for (const auto* kind : tables::allTableKinds()) kind->move(file.tables, set);
+    tables::merge(std::move(file.tables), set);
   }
-  tables::settlePids(set);
-  tables::settleMasterGuide(set);
+  tables::settle(set);
   return set;
-}
-
-void tellOfChanges(const tables::TableSet& set) {
-  for (const auto* kind : tables::allTableKinds())
-    if (kind->isIn(set))
-      for (const auto& warning : kind->warnings(set)) warn(warning);
-}
-
-bool isEmpty(const tables::TableSet& set) {
-  for (const auto* kind : tables::allTableKinds())
-    if (kind->isIn(set)) return false;
-  return true;
 }
 
 /// Keeps the tables on air and the user informed until a signal or the end of the duration.
@@ -140,8 +125,8 @@ int play(const PlayOptions& options) {
   const Signals signals;
   setLogLevel(options.verbose);
   const tables::TableSet set = readFiles(options.files);
-  if (isEmpty(set) && options.nullPeriod == 0) throw tables::InputError("there is no table to send");
-  tellOfChanges(set);
+  if (tables::isEmpty(set) && options.nullPeriod == 0) throw tables::InputError("there is no table to send");
+  for (const auto& warning : tables::warningsOf(set)) warn(warning);
   serviceMux mux(options.name.c_str(), addressOf(options), options.dump);
   mux.setBitrate(options.bitrate);
   tables::OnAir onAir(set, mux, UtcClock::now());

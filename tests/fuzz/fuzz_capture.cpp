@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <string>
 
-#include "programs/servicemux/CaptureReport.h"
-#include "programs/tables/Capture.h"
-#include "programs/tables/InputError.h"
+#include "programs/servicemux/captureReport.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/sets/Capture.h"
 #include "tests/fuzz/fuzzTarget.h"
 #include "tests/fuzz/roundTrip.h"
 #include "tests/programs/streams.h"

@@ -1,7 +1,7 @@
 #include <string_view>
 
-#include "programs/tables/InputError.h"
-#include "programs/tables/tableSetJson.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/sets/tableSetJson.h"
 #include "tests/fuzz/fuzzTarget.h"
 #include "tests/fuzz/roundTrip.h"
 

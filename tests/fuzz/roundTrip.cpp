@@ -5,8 +5,8 @@
 #include <cstdlib>
 
 #include "interface/host.h"
-#include "programs/tables/Capture.h"
-#include "programs/tables/tableSetJson.h"
+#include "programs/tables/sets/Capture.h"
+#include "programs/tables/sets/tableSetJson.h"
 #include "tests/programs/streams.h"
 
 /// Converters log what they refuse, thousands of times a second here.

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "programs/tables/TableSet.h"
+#include "programs/tables/kinds/TableSet.h"
 
 namespace vantor::fuzz {
 

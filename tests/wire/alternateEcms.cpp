@@ -10,8 +10,8 @@
 #include <iostream>
 #include <thread>
 
-#include "programs/tables/OnAir.h"
-#include "programs/tables/inputFile.h"
+#include "programs/tables/sets/OnAir.h"
+#include "programs/tables/sets/inputFile.h"
 #include "servicemux/front/serviceMux.h"
 
 namespace {

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "programs/tables/JsonReader.h"
-#include "programs/tables/JsonWriter.h"
 #include "programs/tables/descriptors/BitReader.h"
+#include "programs/tables/json/JsonValue.h"
+#include "programs/tables/json/writeJson.h"
 
 namespace vantor::tables {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "programs/tables/InputError.h"
-#include "programs/tables/dvbText.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/values/dvbText.h"
 
 namespace vantor::tables {
 

@@ -5,10 +5,10 @@
 #include <string>
 #include <string_view>
 
-#include "programs/tables/JsonReader.h"
-#include "programs/tables/JsonWriter.h"
 #include "programs/tables/descriptors/BitReader.h"
 #include "programs/tables/descriptors/BitWriter.h"
+#include "programs/tables/json/JsonValue.h"
+#include "programs/tables/json/writeJson.h"
 
 /// Kinds of fields that descriptors are made of. Those that read a JSON field throw InputError, those that take
 /// from a payload let the reader fail.

@@ -1,0 +1,103 @@
+#include "programs/tables/descriptors/descriptors.h"
+
+#include <optional>
+
+#include "programs/tables/descriptors/DescriptorForm.h"
+#include "programs/tables/json/InputError.h"
+
+namespace vantor::tables {
+
+namespace {
+
+using thrift::dvb_tables::Descriptor;
+
+DescriptorForms collectForms() {
+  DescriptorForms all;
+  for (const auto& group :
+       {networkForms(), deliverySystemForms(), serviceForms(), eventForms(), streamForms(), psipForms()})
+    all.insert(all.end(), group.begin(), group.end());
+  return all;
+}
+
+const DescriptorForms& allForms() {
+  static const DescriptorForms forms = collectForms();
+  return forms;
+}
+
+Descriptor readRaw(const JsonValue& value) {
+  value.allowOnly({"tag", "data"});
+  Descriptor descriptor;
+  descriptor.tag = static_cast<std::int16_t>(value.required("tag").integer(0, 0xFF));
+  descriptor.data = value.required("data").hexBytes(kMaxDescriptorData);
+  return descriptor;
+}
+
+Descriptor readForm(const DescriptorForm& form, const JsonValue& fields) {
+  Descriptor descriptor;
+  descriptor.tag = form.tag;
+  descriptor.data = form.encode(fields);
+  if (descriptor.data.size() > kMaxDescriptorData)
+    fields.fail(std::to_string(descriptor.data.size()) + " bytes are more than " +
+                std::to_string(kMaxDescriptorData));
+  return descriptor;
+}
+
+Descriptor readDescriptor(const JsonValue& value) {
+  for (const auto& form : allForms())
+    if (const auto fields = value.optional(form.name)) {
+      value.allowOnly({form.name});
+      return readForm(form, *fields);
+    }
+  return readRaw(value);
+}
+
+bool standsFor(const DescriptorForm& form, const OrderedJson& fields, const std::string& data) {
+  try {
+    const Json json = fields;
+    return form.encode(JsonValue(json)) == data;
+  } catch (const InputError&) {
+    return false;  // the wire holds what a form may not
+  }
+}
+
+std::optional<OrderedJson> fieldsOf(const DescriptorForm& form, const std::string& data) {
+  BitReader from(data);
+  OrderedJson fields = form.decode(from);
+  if (!from.isGood() || !standsFor(form, fields, data)) return std::nullopt;
+  return fields;
+}
+
+OrderedJson writeDescriptor(const Descriptor& descriptor) {
+  for (const auto& form : allForms())
+    if (form.tag == descriptor.tag)
+      if (auto fields = fieldsOf(form, descriptor.data)) return {{form.name, std::move(*fields)}};
+  return {{"tag", descriptor.tag}, {"data", hexDigits(descriptor.data)}};
+}
+
+}  // namespace
+
+Descriptors readDescriptors(const JsonValue& owner) {
+  Descriptors descriptors;
+  if (const auto list = owner.optional("descriptors"))
+    for (std::size_t i = 0; i < list->size(); ++i) descriptors.push_back(readDescriptor(list->at(i)));
+  return descriptors;
+}
+
+void writeDescriptors(const Descriptors& descriptors, OrderedJson& owner) {
+  if (descriptors.empty()) return;
+  auto& list = owner["descriptors"] = OrderedJson::array();
+  for (const auto& descriptor : descriptors) list.push_back(writeDescriptor(descriptor));
+}
+
+Descriptors fromDvbpsi(const dvbpsi_descriptor_t* first) {
+  Descriptors descriptors;
+  for (const auto* from = first; from != nullptr; from = from->p_next) {
+    Descriptor descriptor;
+    descriptor.tag = from->i_tag;
+    descriptor.data.assign(reinterpret_cast<const char*>(from->p_data), from->i_length);
+    descriptors.push_back(std::move(descriptor));
+  }
+  return descriptors;
+}
+
+}  // namespace vantor::tables

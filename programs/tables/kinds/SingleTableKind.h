@@ -1,0 +1,61 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "programs/tables/kinds/TableKind.h"
+
+namespace vantor::tables {
+
+/// What is the same for all tables of which an output has one.
+template <typename Record, std::optional<Record> TableSet::*Member>
+class SingleTableKind : public TableKind {
+ public:
+  bool isIn(const TableSet& set) const override { return (set.*Member).has_value(); }
+  void move(TableSet& from, TableSet& to) const override {
+    if (from.*Member) to.*Member = std::move(from.*Member);
+  }
+  void read(const JsonValue& value, UtcTime /*now*/, TableSet& set) const override {
+    Record record = readRecord(value);
+    if (!converts(record)) failUnsendable(value);
+    set.*Member = std::move(record);
+  }
+  OrderedJson write(const TableSet& set) const override { return writeRecord(*(set.*Member)); }
+
+  bool hasTableId(std::uint8_t id) const override { return id == tableId(); }
+  bool isOnPid(int id) const override { return id == pid(); }
+  SubtableKey keyOf(const Section& section, int /*pid*/) const override {
+    return {section.tableId(), section.extension(), 0};
+  }
+  bool isSingle() const override { return true; }
+  bool decode(const SubtableKey& /*key*/, const std::vector<Section>& sections, TableSet& set) const override {
+    auto record = decodeRecord(sections);
+    if (!record || !converts(*record)) return false;
+    set.*Member = std::move(record);
+    return true;
+  }
+  std::string nameOf(const SubtableKey& /*key*/) const override { return ""; }
+
+  std::vector<std::string> warnings(const TableSet& set) const override {
+    std::vector<std::string> out;
+    warnOfVersion(label(), (set.*Member)->version_number, out);
+    return out;
+  }
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+    return send(*(set.*Member), mux);
+  }
+
+ protected:
+  virtual const char* label() const = 0;
+  virtual std::uint8_t tableId() const = 0;
+  virtual int pid() const = 0;
+  virtual Record readRecord(const JsonValue& value) const = 0;
+  virtual OrderedJson writeRecord(const Record& record) const = 0;
+  virtual std::optional<Record> decodeRecord(const std::vector<Section>& sections) const = 0;
+  virtual bool converts(const Record& record) const = 0;
+  virtual bool send(const Record& record, serviceMux& mux) const = 0;
+};
+
+}  // namespace vantor::tables

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "programs/tables/json/JsonValue.h"
+#include "programs/tables/json/writeJson.h"
+#include "programs/tables/kinds/TableSet.h"
+#include "programs/tables/sections/Section.h"
+#include "programs/tables/sections/SubtableKey.h"
+#include "programs/tables/values/UtcTime.h"
+
+namespace vantor {
+class serviceMux;
+}
+
+namespace vantor::tables {
+
+/// One kind of table and all its ways: in and out of JSON, out of a capture, on air. Kinds have no state; a further
+/// kind is a pair of files of its own and a line in allTableKinds(). What read() and decode() put into a set, the
+/// library's converter takes; it logs what it refuses.
+class TableKind {
+ public:
+  TableKind() = default;
+  TableKind(const TableKind&) = delete;
+  TableKind& operator=(const TableKind&) = delete;
+  virtual ~TableKind() = default;
+
+  /// The field of a JSON table set, or of the group's object there.
+  virtual const char* key() const = 0;
+  /// Kinds that stand together in a field of the table set; null for one that stands alone.
+  virtual const char* group() const { return nullptr; }
+  /// The way to the field, for messages.
+  std::string path() const { return (group() == nullptr ? "/" : '/' + std::string(group()) + '/') + key(); }
+
+  virtual bool isIn(const TableSet& set) const = 0;
+  /// Moves what `from` has into `to`, over what was there.
+  virtual void move(TableSet& from, TableSet& to) const = 0;
+
+  /// Reads the field's value into the set, which has the kinds listed before already. Times that are given relative
+  /// to the present count from `now`. Throws InputError.
+  virtual void read(const JsonValue& value, UtcTime now, TableSet& set) const = 0;
+  /// The field's value; the set has the table.
+  virtual OrderedJson write(const TableSet& set) const = 0;
+
+  /// Where it is found in a capture.
+  virtual bool hasTableId(std::uint8_t tableId) const = 0;
+  virtual bool isOnPid(int pid) const = 0;
+  /// False for what only its PID tells: a file of sections does not have it.
+  virtual bool isFoundWithoutPid() const { return true; }
+  /// Whether its sections have the section_syntax_indicator.
+  virtual bool hasSyntax() const { return true; }
+  /// Whether sections belong together by their version; else each one is a table, over the one before.
+  virtual bool hasVersions() const { return hasSyntax(); }
+  /// True when every length inside the section is right; what follows relies on it.
+  virtual bool isWellFormed(const Section& section) const = 0;
+  /// The subtable that a section found on `pid` belongs to.
+  virtual SubtableKey keyOf(const Section& section, int pid) const = 0;
+  /// True when a table set has but one table of this kind, whatever its extension.
+  virtual bool isSingle() const = 0;
+  /// True when each section has a meaning without the others of its version, so that some are better than none.
+  virtual bool sectionsStandAlone() const { return false; }
+  /// True when these sections of one version are all of it.
+  virtual bool isWhole(const NumberedSections& sections) const;
+  /// Puts the table that the sections of one version make into the set. Returns false when they make none that can
+  /// be sent.
+  virtual bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const = 0;
+  /// What a table set does not keep of a section without versions, for people; empty for nothing.
+  virtual std::string lossOf(const Section& /*section*/) const { return ""; }
+  /// What tells the subtable from others of its table_id, for people; empty for a single table.
+  virtual std::string nameOf(const SubtableKey& key) const = 0;
+
+  /// What is sent in another way than the set has it, one line each.
+  virtual std::vector<std::string> warnings(const TableSet& set) const = 0;
+  /// Hands the table, as it is at this time, to the library. Returns false when it refuses. The set has the table.
+  virtual bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const = 0;
+  /// Whether the table that was put on air then is another one now. The set has the table.
+  virtual bool isOutdated(const TableSet& /*set*/, UtcTime /*then*/, UtcTime /*now*/) const { return false; }
+};
+
+/// Why a record that was read cannot be sent stands in the converter's log line.
+[[noreturn]] void failUnsendable(const JsonValue& value);
+
+/// What goes on air as the version: a value above 31 as 0.
+std::int32_t versionOnAir(std::int32_t version);
+
+/// A warning when a version is one that the wire has no room for.
+void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings);
+
+}  // namespace vantor::tables

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "programs/tables/kinds/TableKind.h"
+
+namespace vantor::tables {
+
+/// What is the same for all tables of which an output has any number.
+template <typename Item, std::vector<Item> TableSet::*Member>
+class TableListKind : public TableKind {
+ public:
+  bool isIn(const TableSet& set) const override { return !(set.*Member).empty(); }
+  void move(TableSet& from, TableSet& to) const override {
+    for (Item& item : from.*Member) put(std::move(item), to);
+  }
+  void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
+    std::map<Identity, std::size_t> seen;
+    for (std::size_t i = 0; i < value.size(); ++i)
+      for (Item& item : readItems(value.at(i), now)) {
+        const auto [first, isNew] = seen.try_emplace(identityOf(item), i);
+        if (!isNew)
+          value.at(i).fail("the same table as in /" + std::string(key()) + "/" + std::to_string(first->second));
+        if (!converts(item)) failUnsendable(value.at(i));
+        put(std::move(item), set);
+      }
+  }
+  OrderedJson write(const TableSet& set) const override {
+    OrderedJson json = OrderedJson::array();
+    for (const Item& item : set.*Member) json.push_back(writeItem(item));
+    return json;
+  }
+
+  bool isSingle() const override { return false; }
+  bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const override {
+    Item item = decodeItem(key, sections);
+    if (!converts(item)) return false;
+    put(std::move(item), set);
+    return true;
+  }
+
+  std::vector<std::string> warnings(const TableSet& set) const override {
+    std::vector<std::string> out;
+    for (const Item& item : set.*Member) warnOfVersion(describe(item), versionOf(item), out);
+    return out;
+  }
+
+ protected:
+  /// The identifiers that no two tables of a set share.
+  using Identity = std::array<std::int32_t, 4>;
+
+  virtual Identity identityOf(const Item& item) const = 0;
+  virtual std::string describe(const Item& item) const = 0;
+  virtual std::int32_t versionOf(const Item& item) const = 0;
+  /// Most elements of the JSON array are one table.
+  virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;
+  virtual OrderedJson writeItem(const Item& item) const = 0;
+  virtual Item decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const = 0;
+  virtual bool converts(const Item& item) const = 0;
+
+  /// In its place among the others, over the one with the same identity.
+  void put(Item item, TableSet& set) const {
+    std::vector<Item>& items = set.*Member;
+    const Identity identity = identityOf(item);
+    const auto place =
+        std::lower_bound(items.begin(), items.end(), identity,
+                         [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
+    if (place != items.end() && identityOf(*place) == identity)
+      *place = std::move(item);
+    else
+      items.insert(place, std::move(item));
+  }
+};
+
+}  // namespace vantor::tables

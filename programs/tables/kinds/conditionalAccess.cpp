@@ -1,0 +1,241 @@
+#include "programs/tables/kinds/conditionalAccess.h"
+
+#include <algorithm>
+
+#include "programs/tables/kinds/fields.h"
+#include "programs/tables/kinds/programPids.h"
+#include "servicemux/front/serviceMux.h"
+#include "servicemux/packetize/packet.h"
+
+namespace vantor::tables {
+
+namespace {
+
+using thrift::general::ScramblerConfig;
+using thrift::general::simulCryptData;
+
+constexpr std::uint8_t kEvenEcm = 0x80;
+constexpr std::uint8_t kOddEcm = 0x81;
+constexpr int kFixedPids = 0;
+constexpr int kSimulcrypt = 3;
+constexpr std::int32_t kSections = 0;
+constexpr std::int32_t kPackets = 1;
+constexpr std::size_t kMaxMessageSize = 1U << 20;
+constexpr std::int64_t kMaxPeriod = 32767;  // ms
+constexpr std::int32_t kImportedUsid = 1;
+
+using PidLists = std::map<std::int32_t, std::vector<std::int32_t>>;
+
+/// True when the bytes are whole sections back to back.
+bool holdsSections(std::string_view bytes) {
+  while (bytes.size() >= kSectionHeaderSize) {
+    const std::size_t size = kSectionHeaderSize + sectionLength(bytes);
+    if (size > bytes.size()) return false;
+    bytes.remove_prefix(size);
+  }
+  return bytes.empty();
+}
+
+/// Reads "sections" or "packets", of which one must be there, into the fields of a message.
+template <typename Message>
+void readData(const JsonValue& value, Message& message) {
+  const auto sections = value.optional("sections");
+  const auto packets = value.optional("packets");
+  if (sections.has_value() == packets.has_value()) value.fail(R"(either "sections" or "packets" must be there)");
+  const JsonValue& data = sections ? *sections : *packets;
+  message.format = sections ? kSections : kPackets;
+  message.data = data.hexBytes(kMaxMessageSize);
+  if (message.data.empty()) data.fail("there are no bytes");
+  if (sections && !holdsSections(message.data)) data.fail("the bytes are no whole sections");
+  if (packets && message.data.size() % kPacketSize != 0)
+    data.fail(std::to_string(message.data.size()) + " bytes are no whole packets of 188");
+}
+
+template <typename Message>
+void writeData(const Message& message, OrderedJson& json) {
+  json[message.format == kSections ? "sections" : "packets"] = hexDigits(message.data);
+}
+
+simulCryptData readFixed(const JsonValue& value) {
+  value.allowOnly({"sections", "packets"});
+  simulCryptData message;
+  readData(value, message);
+  return message;
+}
+
+/// The PID of a message, which the configuration must have.
+std::int32_t readListedPid(const JsonValue& value, const PidLists& lists) {
+  const std::int32_t pid = readPid(value, "pid");
+  const bool isListed = std::any_of(lists.begin(), lists.end(), [pid](const auto& list) {
+    return std::count(list.second.begin(), list.second.end(), pid) != 0;
+  });
+  if (!isListed) value.required("pid").fail(std::to_string(pid) + " is in none of the PID lists");
+  return pid;
+}
+
+PidLists readPidLists(const JsonValue& owner, const char* field) {
+  PidLists lists;
+  const auto value = owner.optional(field);
+  for (std::size_t i = 0; value && i < value->size(); ++i) {
+    const JsonValue list = value->at(i);
+    list.allowOnly({"usid", "pids"});
+    const JsonValue usid = list.required("usid");
+    const auto [entry, isNew] = lists.try_emplace(static_cast<std::int32_t>(usid.integer(0, INT32_MAX)));
+    if (!isNew) usid.fail(std::to_string(entry->first) + " stands there twice");
+    const JsonValue pids = list.required("pids");
+    for (std::size_t n = 0; n < pids.size(); ++n)
+      entry->second.push_back(static_cast<std::int32_t>(pids.at(n).integer(0, kNullPid)));
+  }
+  return lists;
+}
+
+void writePidLists(const PidLists& lists, const char* field, OrderedJson& owner) {
+  if (lists.empty()) return;
+  auto& json = owner[field] = OrderedJson::array();
+  for (const auto& [usid, pids] : lists) json.push_back({{"usid", usid}, {"pids", pids}});
+}
+
+template <typename Item, typename Read>
+std::vector<Item> readList(const JsonValue& owner, const char* field, Read read) {
+  std::vector<Item> items;
+  const auto list = owner.optional(field);
+  for (std::size_t i = 0; list && i < list->size(); ++i) items.push_back(read(list->at(i)));
+  return items;
+}
+
+void readFixedPids(const JsonValue& value, ConditionalAccess& access) {
+  value.allowOnly({"scrambler_type", "ecm", "emms"});
+  if (const auto ecm = value.optional("ecm")) access.ecm = readFixed(*ecm);
+  access.emms = readList<simulCryptData>(value, "emms", &readFixed);
+}
+
+void readSimulcrypt(const JsonValue& value, ConditionalAccess& access) {
+  value.allowOnly({"scrambler_type", "ecm_pids", "emm_pids", "ecms", "emms"});
+  ScramblerConfig& config = access.config;
+  config.ecm_pids = readPidLists(value, "ecm_pids");
+  config.emm_pids = readPidLists(value, "emm_pids");
+  access.liveEcms = readList<thrift::simulcrypt::ECMItem>(value, "ecms", [&](const JsonValue& item) {
+    item.allowOnly({"pid", "sections", "packets", "period"});
+    thrift::simulcrypt::ECMItem ecm;
+    ecm.pid = readListedPid(item, config.ecm_pids);
+    readData(item, ecm);
+    if (const auto period = item.optional("period")) {
+      if (ecm.format == kSections) period->fail("sections have the period of the library, 100 ms");
+      ecm.period = static_cast<std::int16_t>(period->integer(1, kMaxPeriod));
+    }
+    return ecm;
+  });
+  access.liveEmms = readList<thrift::simulcrypt::EMMItem>(value, "emms", [&](const JsonValue& item) {
+    item.allowOnly({"pid", "sections", "packets"});
+    thrift::simulcrypt::EMMItem emm;
+    emm.pid = readListedPid(item, config.emm_pids);
+    readData(item, emm);
+    return emm;
+  });
+}
+
+ConditionalAccess readAccess(const JsonValue& value) {
+  const JsonValue type = value.required("scrambler_type");
+  ConditionalAccess access;
+  access.config.enabled = true;
+  access.config.scrambler_type = static_cast<std::int32_t>(type.integer(kFixedPids, kSimulcrypt));
+  if (access.config.scrambler_type == kFixedPids)
+    readFixedPids(value, access);
+  else if (access.config.scrambler_type == kSimulcrypt)
+    readSimulcrypt(value, access);
+  else
+    type.fail("is neither 0 (fixed PIDs) nor 3 (Simulcrypt)");
+  return access;
+}
+
+OrderedJson writeAccess(const ConditionalAccess& access) {
+  OrderedJson json{{"scrambler_type", access.config.scrambler_type}};
+  writePidLists(access.config.ecm_pids, "ecm_pids", json);
+  writePidLists(access.config.emm_pids, "emm_pids", json);
+  if (access.ecm) writeData(*access.ecm, json["ecm"]);
+  for (const auto& ecm : access.liveEcms) {
+    OrderedJson item{{"pid", ecm.pid}};
+    writeData(ecm, item);
+    if (ecm.period != 0) item["period"] = ecm.period;
+    json["ecms"].push_back(std::move(item));
+  }
+  for (const auto& emm : access.emms) writeData(emm, json["emms"].emplace_back());
+  for (const auto& emm : access.liveEmms) {
+    OrderedJson item{{"pid", emm.pid}};
+    writeData(emm, item);
+    json["emms"].push_back(std::move(item));
+  }
+  return json;
+}
+
+/// The latest ECM of each PID stays.
+void takeEcm(std::int32_t pid, const std::string& section, std::optional<ConditionalAccess>& access) {
+  if (!access) {
+    access.emplace();
+    access->config.enabled = true;
+    access->config.scrambler_type = kSimulcrypt;
+  }
+  auto& ecms = access->liveEcms;
+  const auto place = std::lower_bound(ecms.begin(), ecms.end(), pid,
+                                      [](const auto& ecm, std::int32_t id) { return ecm.pid < id; });
+  if (place != ecms.end() && place->pid == pid) {
+    place->data = section;
+    return;
+  }
+  thrift::simulcrypt::ECMItem ecm;
+  ecm.pid = pid;
+  ecm.format = kSections;
+  ecm.data = section;
+  ecms.insert(place, ecm);
+  auto& pids = access->config.ecm_pids[kImportedUsid];
+  pids.insert(std::lower_bound(pids.begin(), pids.end(), pid), pid);
+}
+
+class ConditionalAccessKind : public TableKind {
+ public:
+  const char* key() const override { return "conditional_access"; }
+
+  bool isIn(const TableSet& set) const override { return set.conditionalAccess.has_value(); }
+  void move(TableSet& from, TableSet& to) const override {
+    if (from.conditionalAccess) to.conditionalAccess = std::move(from.conditionalAccess);
+  }
+
+  void read(const JsonValue& value, UtcTime /*now*/, TableSet& set) const override {
+    set.conditionalAccess = readAccess(value);
+  }
+  OrderedJson write(const TableSet& set) const override { return writeAccess(*set.conditionalAccess); }
+
+  // ECMs have two table ids by custom, which they change with the key that they bring.
+  bool hasTableId(std::uint8_t tableId) const override { return tableId == kEvenEcm || tableId == kOddEcm; }
+  bool isOnPid(int pid) const override { return isProgramPid(pid); }
+  bool isFoundWithoutPid() const override { return false; }
+  bool hasSyntax() const override { return false; }
+  bool isWellFormed(const Section& /*section*/) const override { return true; }
+  SubtableKey keyOf(const Section& /*section*/, int pid) const override { return {kEvenEcm, 0, pid}; }
+  bool isSingle() const override { return false; }
+  bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const override {
+    takeEcm(static_cast<std::int32_t>(key.scope), sections.front().bytes(), set.conditionalAccess);
+    return true;
+  }
+  std::string nameOf(const SubtableKey& key) const override { return "PID " + std::to_string(key.scope); }
+
+  std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+    const ConditionalAccess& access = *set.conditionalAccess;
+    mux.setDRMConfig(access.config);
+    if (access.ecm) mux.setECM(*access.ecm);
+    for (const auto& emm : access.emms) mux.setEMM(emm);
+    for (const auto& ecm : access.liveEcms) mux.setLiveECM(ecm);
+    for (const auto& emm : access.liveEmms) mux.setLiveEMM(emm);
+    return true;  // the records were checked when they were read
+  }
+};
+
+}  // namespace
+
+const TableKind& conditionalAccessKind() {
+  static const ConditionalAccessKind kind;
+  return kind;
+}
+
+}  // namespace vantor::tables

@@ -1,0 +1,338 @@
+#include "programs/tables/kinds/eit.h"
+
+#include "interface/converters/owned.h"
+#include "interface/converters/t2dEIT.h"
+#include "interface/sectioning.h"
+#include "programs/tables/descriptors/loops.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/kinds/TableListKind.h"
+#include "programs/tables/kinds/eitLayout.h"
+#include "programs/tables/kinds/fields.h"
+#include "programs/tables/kinds/schedule.h"
+#include "programs/tables/kinds/serviceFields.h"
+#include "programs/tables/values/eventTime.h"
+#include "servicemux/front/serviceMux.h"
+
+namespace vantor::tables {
+
+namespace {
+
+using thrift::dvb_tables::EITEvent;
+using thrift::dvb_tables::EITSectioning;
+
+// EN 300 468 clause 5.1.3 and table 2.
+constexpr int kEitPid = 0x0012;
+constexpr std::int16_t kPfActual = 0x4E;
+constexpr std::int16_t kPfOther = 0x4F;
+
+bool isActual(const EIT& eit) {
+  return eit.table_id == kPfActual || (eit.table_id >= kFirstScheduleActual && isActualSchedule(eit.table_id));
+}
+
+/// An event without a start_time begins when the one before ends.
+std::int64_t readStart(const JsonValue& value, const std::vector<EITEvent>& before, UtcTime now) {
+  const auto given = value.optional("start_time");
+  if (given) return readStartTime(*given, now);
+  const auto end = before.empty() ? std::nullopt : endOf(before.back().start_time, before.back().duration);
+  return end ? *end : readStartTime(value.required("start_time"), now);
+}
+
+std::vector<EITEvent> readEvents(const JsonValue& list, UtcTime now) {
+  std::vector<EITEvent> events;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const JsonValue value = list.at(i);
+    value.allowOnly(
+        {"event_id", "start_time", "duration", "running_status", "free_CA_mode", "starts_section", "descriptors"});
+    EITEvent event;
+    event.event_id = readId(value, "event_id");
+    event.start_time = readStart(value, events, now);
+    event.duration = readDuration(value.required("duration"));
+    readServiceFields(value, event);
+    events.push_back(std::move(event));
+  }
+  return events;
+}
+
+OrderedJson writeEventList(const std::vector<EITEvent>& events) {
+  OrderedJson json = OrderedJson::array();
+  for (const EITEvent& event : events) {
+    OrderedJson to{{"event_id", event.event_id},
+                   {"start_time", startTimeText(event.start_time)},
+                   {"duration", durationText(event.duration)}};
+    writeServiceFields(event, to);
+    json.push_back(std::move(to));
+  }
+  return json;
+}
+
+EITSectioning::type readSectioning(const JsonValue& owner) {
+  const auto value = owner.optional("sectioning");
+  if (!value || value->string() == "standard") return EITSectioning::STANDARD;
+  if (value->string() == "packed") return EITSectioning::PACKED;
+  value->fail(printable("\"" + value->string() + "\"") + R"( is neither "standard" nor "packed")");
+}
+
+/// What both kinds of EIT begin with; the table_id is still to be chosen.
+EIT readHead(const JsonValue& value, UtcTime now) {
+  EIT eit;
+  eit.service_id = readId(value, "service_id");
+  eit.transport_stream_id = readId(value, "transport_stream_id");
+  eit.original_network_id = readId(value, "original_network_id");
+  readVersion(value, eit);
+  eit.__set_sectioning(readSectioning(value));
+  eit.events = readEvents(value.required("events"), now);
+  return eit;
+}
+
+bool readActual(const JsonValue& value) {
+  const auto actual = value.optional("actual");
+  return !actual || actual->boolean();
+}
+
+void readLastTableId(const JsonValue& value, EIT& eit) {
+  if (const auto last = value.optional("last_table_id"))
+    setLastTableId(eit, static_cast<std::int16_t>(last->integer(0, 0xFF)));
+}
+
+OrderedJson writeHead(const EIT& eit) {
+  OrderedJson json{{"service_id", eit.service_id},
+                   {"transport_stream_id", eit.transport_stream_id},
+                   {"original_network_id", eit.original_network_id}};
+  if (!isActual(eit)) json["actual"] = false;
+  writeVersion(eit, json);
+  if (eit.__isset.last_table_id) json["last_table_id"] = eit.last_table_id;
+  if (isPacked(eit)) json["sectioning"] = "packed";
+  return json;
+}
+
+/// The keys of the map only tell the library the order: one group of tables for each service.
+serviceMux::EITRecords recordsOf(const std::vector<EIT>& tables) {
+  serviceMux::EITRecords records;
+  int group = 0;
+  for (std::size_t i = 0; i < tables.size(); ++i) {
+    const bool sameService = i > 0 && tables[i].service_id == tables[i - 1].service_id &&
+                             tables[i].transport_stream_id == tables[i - 1].transport_stream_id &&
+                             tables[i].original_network_id == tables[i - 1].original_network_id;
+    if (!sameService) ++group;
+    records[group][tables[i].table_id] = tables[i];
+  }
+  return records;
+}
+
+/// Both kinds of EIT.
+template <std::vector<EIT> TableSet::*Member>
+class EitKind : public TableListKind<EIT, Member> {
+ public:
+  bool isOnPid(int pid) const override { return pid == kEitPid; }
+  bool isWellFormed(const Section& section) const override {
+    const std::string_view payload = section.payload();
+    return payload.size() >= kEitHead && holdsItems(payload.substr(kEitHead), kEitEventHead);
+  }
+  SubtableKey keyOf(const Section& section, int /*pid*/) const override {
+    const std::string_view payload = section.payload();
+    return {section.tableId(), section.extension(),
+            static_cast<std::int64_t>(wordAt(payload, 2)) << 16 | wordAt(payload, 0)};
+  }
+  std::string nameOf(const SubtableKey& key) const override { return "service " + std::to_string(key.extension); }
+  bool sectionsStandAlone() const override { return true; }
+
+  std::vector<std::string> warnings(const TableSet& set) const override {
+    std::vector<std::string> out = TableListKind<EIT, Member>::warnings(set);
+    warnOfNamesakes(set, out);
+    return out;
+  }
+
+ protected:
+  using Identity = typename TableListKind<EIT, Member>::Identity;
+
+  Identity identityOf(const EIT& eit) const override {
+    return {eit.original_network_id, eit.transport_stream_id, eit.service_id, eit.table_id};
+  }
+  std::int32_t versionOf(const EIT& eit) const override { return eit.version_number; }
+  EIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
+    return decodeEit(sections);
+  }
+  bool converts(const EIT& eit) const override { return EitTable(t2dEIT(eit)) != nullptr; }
+
+ private:
+  /// The library tells EITs apart by table_id and service_id alone.
+  void warnOfNamesakes(const TableSet& set, std::vector<std::string>& out) const {
+    std::map<std::pair<std::int16_t, std::int32_t>, const EIT*> seen;
+    for (const EIT& eit : set.*Member) {
+      const EIT*& first = seen[{eit.table_id, eit.service_id}];
+      if (first != nullptr)
+        out.push_back(this->describe(*first) + ": of transport streams " +
+                      std::to_string(first->transport_stream_id) + " and " +
+                      std::to_string(eit.transport_stream_id) + " only the latter's is sent");
+      first = &eit;
+    }
+  }
+};
+
+class EitPfKind : public EitKind<&TableSet::eitPf> {
+ public:
+  const char* key() const override { return "eit_pf"; }
+  bool hasTableId(std::uint8_t tableId) const override { return tableId == kPfActual || tableId == kPfOther; }
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+    return mux.newEITpf(recordsOf(set.eitPf)) >= 0;
+  }
+
+ protected:
+  std::string describe(const EIT& eit) const override {
+    return std::string(isActual(eit) ? "EIT p/f actual" : "EIT p/f other") + " of service " +
+           std::to_string(eit.service_id);
+  }
+
+  std::vector<EIT> readItems(const JsonValue& value, UtcTime now) const override {
+    value.allowOnly({"service_id", "transport_stream_id", "original_network_id", "actual", "version_number",
+                     "current_next_indicator", "last_table_id", "sectioning", "present_missing", "events"});
+    EIT eit = readHead(value, now);
+    eit.table_id = readActual(value) ? kPfActual : kPfOther;
+    readLastTableId(value, eit);
+    if (hasFlag(value, "present_missing")) eit.__set_present_missing(true);
+    return {eit};
+  }
+
+  OrderedJson writeItem(const EIT& eit) const override {
+    OrderedJson json = writeHead(eit);
+    writeFlag(eit.__isset.present_missing && eit.present_missing, "present_missing", json);
+    json["events"] = writeEventList(eit.events);
+    return json;
+  }
+};
+
+class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
+ public:
+  const char* key() const override { return "eit_schedule"; }
+  bool hasTableId(std::uint8_t tableId) const override {
+    return tableId >= kFirstScheduleActual && tableId < kFirstScheduleOther + kScheduleTables;
+  }
+
+  /// Sections between the last one of a segment and the next segment do not exist; each segment has one at least.
+  bool isWhole(const NumberedSections& sections) const override {
+    if (!std::all_of(sections.begin(), sections.end(), [](const auto& part) { return isSegmented(part.second); }))
+      return TableListKind::isWhole(sections);
+    std::size_t next = 0;  // the first number of the segment to come
+    for (const auto& [number, section] : sections) {
+      const std::size_t segment = number / kSectionsPerSegment * kSectionsPerSegment;
+      if (segment > next) return false;
+      for (std::size_t other = segment; other <= segmentLast(section); ++other)
+        if (sections.count(static_cast<std::uint8_t>(other)) == 0) return false;
+      next = segment + kSectionsPerSegment;
+    }
+    return !sections.empty() && sections.count(sections.begin()->second.lastNumber()) != 0;
+  }
+
+  /// A service's schedule is replaced as a whole: tables of two do not fit together.
+  void move(TableSet& from, TableSet& to) const override {
+    const auto isReplaced = [&](const EIT& old) {
+      return std::any_of(from.eitSchedule.begin(), from.eitSchedule.end(),
+                         [&](const EIT& eit) { return areOneSchedule(eit, old); });
+    };
+    auto& tables = to.eitSchedule;
+    tables.erase(std::remove_if(tables.begin(), tables.end(), isReplaced), tables.end());
+    EitKind::move(from, to);
+  }
+
+  OrderedJson write(const TableSet& set) const override {
+    OrderedJson json = OrderedJson::array();
+    const auto& tables = set.eitSchedule;
+    for (auto begin = tables.begin(); begin != tables.end();) {
+      const auto end =
+          std::find_if(begin, tables.end(), [&](const EIT& eit) { return !areOneSchedule(eit, *begin); });
+      const std::vector<EIT> ofService(begin, end);
+      if (const auto schedule = joinSchedule(ofService))
+        json.push_back(writeItem(*schedule));
+      else
+        for (const EIT& eit : ofService) json.push_back(writeTable(eit));
+      begin = end;
+    }
+    return json;
+  }
+
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+    return mux.newEITsch(recordsOf(set.eitSchedule)) >= 0;
+  }
+
+ protected:
+  std::string describe(const EIT& eit) const override {
+    return std::string(isActual(eit) ? "EIT schedule actual" : "EIT schedule other") + " of service " +
+           std::to_string(eit.service_id);
+  }
+
+  std::vector<EIT> readItems(const JsonValue& value, UtcTime now) const override {
+    value.allowOnly({"service_id", "transport_stream_id", "original_network_id", "actual", "table_id",
+                     "last_table_id", "version_number", "current_next_indicator", "first_day", "sectioning",
+                     "events"});
+    EIT eit = readHead(value, now);
+    const std::int16_t firstTable = firstScheduleTable(readActual(value));
+    const auto tableId = value.optional("table_id");
+    eit.table_id = tableId
+                       ? static_cast<std::int16_t>(tableId->integer(firstTable, firstTable + kScheduleTables - 1))
+                       : firstTable;
+    if (const auto day = value.optional("first_day")) setFirstDay(eit, readDay(*day, now));
+    if (tableId) {
+      readLastTableId(value, eit);
+      return {eit};
+    }
+    if (const auto last = value.optional("last_table_id")) last->fail("given without a table_id");
+    refuseMisplaced(value, eit);
+    return splitSchedule(eit);
+  }
+
+  /// A whole schedule.
+  OrderedJson writeItem(const EIT& eit) const override { return writeEvents(eit, writeHead(eit)); }
+
+ private:
+  static std::size_t segmentLast(const Section& section) { return byteAt(section.payload(), kEitSegmentLast); }
+
+  /// False for a section that is numbered as if there were no segments.
+  static bool isSegmented(const Section& section) {
+    return segmentLast(section) >= section.number() &&
+           segmentLast(section) / kSectionsPerSegment == section.number() / kSectionsPerSegment;
+  }
+
+  static bool areOneSchedule(const EIT& a, const EIT& b) {
+    return a.service_id == b.service_id && a.transport_stream_id == b.transport_stream_id &&
+           a.original_network_id == b.original_network_id && isActual(a) == isActual(b);
+  }
+
+  /// A table by itself.
+  static OrderedJson writeTable(const EIT& eit) {
+    OrderedJson json = writeHead(eit);
+    json["table_id"] = eit.table_id;
+    return writeEvents(eit, std::move(json));
+  }
+
+  static OrderedJson writeEvents(const EIT& eit, OrderedJson json) {
+    if (eit.__isset.first_day) json["first_day"] = dayText(eit.first_day);
+    json["events"] = writeEventList(eit.events);
+    return json;
+  }
+
+  static void refuseMisplaced(const JsonValue& value, const EIT& schedule) {
+    if (isPacked(schedule)) return;
+    const auto misplaced = firstMisplaced(schedule);
+    if (!misplaced) return;
+    const std::string start = startTimeText(schedule.events[misplaced->event].start_time);
+    const JsonValue events = value.required("events");
+    events.at(misplaced->event)
+        .fail(misplaced->isOutside
+                  ? "starts at " + start + ", which is not within 64 days from " + dayText(firstDayOf(schedule))
+                  : "starts at " + start + ", in a 3-hour segment before that of the event in front");
+  }
+};
+
+}  // namespace
+
+const TableKind& eitPfKind() {
+  static const EitPfKind kind;
+  return kind;
+}
+
+const TableKind& eitScheduleKind() {
+  static const EitScheduleKind kind;
+  return kind;
+}
+
+}  // namespace vantor::tables

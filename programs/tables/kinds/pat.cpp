@@ -1,0 +1,85 @@
+#include "programs/tables/kinds/pat.h"
+
+#include <memory>
+
+#include "interface/converters/t2dPAT.h"
+#include "programs/tables/kinds/SingleTableKind.h"
+#include "programs/tables/kinds/fields.h"
+#include "programs/tables/sections/dvbpsiDecoder.h"
+#include "servicemux/front/serviceMux.h"
+
+namespace vantor::tables {
+
+namespace {
+
+using thrift::dvb_tables::PAT;
+using thrift::dvb_tables::PATProgram;
+
+class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
+ public:
+  const char* key() const override { return "pat"; }
+
+  bool isWellFormed(const Section& section) const override {
+    return section.bytes().size() <= kMaxPsiSectionSize && section.payload().size() % 4 == 0;
+  }
+
+ protected:
+  const char* label() const override { return "PAT"; }
+  std::uint8_t tableId() const override { return 0x00; }
+  int pid() const override { return 0x0000; }
+
+  PAT readRecord(const JsonValue& value) const override {
+    value.allowOnly({"transport_stream_id", "version_number", "current_next_indicator", "programs"});
+    PAT pat;
+    pat.transport_stream_id = readId(value, "transport_stream_id");
+    readVersion(value, pat);
+    const JsonValue programs = value.required("programs");
+    for (std::size_t i = 0; i < programs.size(); ++i) {
+      const JsonValue from = programs.at(i);
+      from.allowOnly({"program_number", "pid"});
+      PATProgram program;
+      program.program_number = readId(from, "program_number");
+      program.pid = readPid(from, "pid");
+      pat.programs.push_back(program);
+    }
+    return pat;
+  }
+
+  OrderedJson writeRecord(const PAT& pat) const override {
+    OrderedJson json;
+    json["transport_stream_id"] = pat.transport_stream_id;
+    writeVersion(pat, json);
+    auto& programs = json["programs"] = OrderedJson::array();
+    for (const auto& program : pat.programs)
+      programs.push_back({{"program_number", program.program_number}, {"pid", program.pid}});
+    return json;
+  }
+
+  std::optional<PAT> decodeRecord(const std::vector<Section>& sections) const override {
+    const PatTable table = decodePat(sections);
+    if (!table) return std::nullopt;
+    PAT pat;
+    pat.transport_stream_id = table->i_ts_id;
+    pat.version_number = table->i_version;
+    pat.current_next_indicator = table->b_current_next;
+    for (const auto* from = table->p_first_program; from != nullptr; from = from->p_next) {
+      PATProgram program;
+      program.program_number = from->i_number;
+      program.pid = from->i_pid;
+      pat.programs.push_back(program);
+    }
+    return pat;
+  }
+
+  bool converts(const PAT& pat) const override { return PatTable(t2dPAT(pat)) != nullptr; }
+  bool send(const PAT& pat, serviceMux& mux) const override { return mux.newPAT(pat) >= 0; }
+};
+
+}  // namespace
+
+const TableKind& patKind() {
+  static const PatKind kind;
+  return kind;
+}
+
+}  // namespace vantor::tables

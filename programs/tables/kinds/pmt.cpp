@@ -1,0 +1,144 @@
+#include "programs/tables/kinds/pmt.h"
+
+#include "interface/converters/owned.h"
+#include "interface/converters/t2dPMT.h"
+#include "programs/tables/descriptors/descriptors.h"
+#include "programs/tables/descriptors/loops.h"
+#include "programs/tables/kinds/TableListKind.h"
+#include "programs/tables/kinds/fields.h"
+#include "programs/tables/kinds/programPids.h"
+#include "servicemux/front/serviceMux.h"
+
+namespace vantor::tables {
+
+namespace {
+
+using thrift::dvb_tables::PMT;
+using thrift::dvb_tables::PMTStream;
+
+// ISO/IEC 13818-1 clause 2.4.4.8.
+constexpr std::uint8_t kPmtTableId = 0x02;
+constexpr std::size_t kProgramInfo = 2;  // offset of its length, behind PCR_PID
+constexpr std::size_t kStreamHead = 5;
+
+std::int32_t pidAt(std::string_view bytes, std::size_t at) { return wordAt(bytes, at) & 0x1FFF; }
+
+class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
+ public:
+  const char* key() const override { return "pmts"; }
+
+  void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
+    TableListKind::read(value, now, set);
+    for (std::size_t i = 0; i < value.size(); ++i)
+      if (value.at(i).optional("pid")) checkPid(value.at(i), set);
+  }
+
+  bool hasTableId(std::uint8_t tableId) const override { return tableId == kPmtTableId; }
+  bool isOnPid(int pid) const override { return isProgramPid(pid); }
+  bool isWellFormed(const Section& section) const override {
+    const std::string_view payload = section.payload();
+    if (section.extension() == 0 || section.lastNumber() != 0) return false;  // clause 2.4.4.9
+    if (section.bytes().size() > kMaxPsiSectionSize || payload.size() < kProgramInfo + 2) return false;
+    std::string_view rest = payload.substr(kProgramInfo);
+    const std::size_t length = loopLength(rest, 0);
+    return length + 2 <= rest.size() && holdsDescriptors(takeLoop(rest)) && holdsItems(rest, kStreamHead);
+  }
+  SubtableKey keyOf(const Section& section, int pid) const override {
+    return {section.tableId(), section.extension(), pid};
+  }
+  std::string nameOf(const SubtableKey& key) const override { return "program " + std::to_string(key.extension); }
+
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+    return std::all_of(set.pmts.begin(), set.pmts.end(), [&](const ProgramMap& map) {
+      return map.pid && mux.newPMT(map.pmt, static_cast<short>(*map.pid)) >= 0;
+    });
+  }
+
+ protected:
+  Identity identityOf(const ProgramMap& map) const override { return {map.pmt.program_number}; }
+  std::string describe(const ProgramMap& map) const override {
+    return "PMT of program " + std::to_string(map.pmt.program_number);
+  }
+  std::int32_t versionOf(const ProgramMap& map) const override { return map.pmt.version_number; }
+
+  std::vector<ProgramMap> readItems(const JsonValue& value, UtcTime /*now*/) const override {
+    value.allowOnly(
+        {"program_number", "pid", "pcr_pid", "version_number", "current_next_indicator", "descriptors", "streams"});
+    ProgramMap map;
+    PMT& pmt = map.pmt;
+    pmt.program_number = static_cast<std::int32_t>(value.required("program_number").integer(1, 0xFFFF));
+    if (const auto pid = value.optional("pid"))
+      map.pid = static_cast<std::int32_t>(pid->integer(kFirstProgramPid, kLastProgramPid));
+    pmt.pcr_pid = readPid(value, "pcr_pid");
+    readVersion(value, pmt);
+    pmt.descriptors = readDescriptors(value);
+    const JsonValue streams = value.required("streams");
+    for (std::size_t i = 0; i < streams.size(); ++i) pmt.streams.push_back(readStream(streams.at(i)));
+    return {map};
+  }
+
+  OrderedJson writeItem(const ProgramMap& map) const override {
+    const PMT& pmt = map.pmt;
+    OrderedJson json{{"program_number", pmt.program_number}};
+    if (map.pid) json["pid"] = *map.pid;
+    json["pcr_pid"] = pmt.pcr_pid;
+    writeVersion(pmt, json);
+    writeDescriptors(pmt.descriptors, json);
+    auto& streams = json["streams"] = OrderedJson::array();
+    for (const auto& stream : pmt.streams) {
+      OrderedJson to{{"stream_type", stream.stream_type}, {"elementary_pid", stream.elementary_pid}};
+      writeDescriptors(stream.descriptors, to);
+      streams.push_back(std::move(to));
+    }
+    return json;
+  }
+
+  ProgramMap decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const override {
+    const Section& section = sections.front();
+    ProgramMap map;
+    if (isProgramPid(static_cast<std::int32_t>(key.scope))) map.pid = static_cast<std::int32_t>(key.scope);
+    PMT& pmt = map.pmt;
+    pmt.program_number = section.extension();
+    pmt.version_number = section.version();
+    pmt.current_next_indicator = section.currentNext();
+    std::string_view rest = section.payload();
+    pmt.pcr_pid = pidAt(rest, 0);
+    rest.remove_prefix(kProgramInfo);
+    pmt.descriptors = descriptorsOf(takeLoop(rest));
+    for (const LoopItem& item : itemsOf(rest, kStreamHead)) {
+      PMTStream& stream = pmt.streams.emplace_back();
+      stream.stream_type = byteAt(item.head, 0);
+      stream.elementary_pid = pidAt(item.head, 1);
+      stream.descriptors = descriptorsOf(item.descriptors);
+    }
+    return map;
+  }
+
+  bool converts(const ProgramMap& map) const override { return PmtTable(t2dPMT(map.pmt)) != nullptr; }
+
+ private:
+  static void checkPid(const JsonValue& value, const TableSet& set) {
+    ProgramMap map;
+    map.pmt.program_number = readId(value, "program_number");
+    map.pid = readPid(value, "pid");
+    if (const std::string problem = settlePid(set, map); !problem.empty()) value.required("pid").fail(problem);
+  }
+
+  static PMTStream readStream(const JsonValue& value) {
+    value.allowOnly({"stream_type", "elementary_pid", "descriptors"});
+    PMTStream stream;
+    stream.stream_type = static_cast<std::int16_t>(value.required("stream_type").integer(0, 0xFF));
+    stream.elementary_pid = readPid(value, "elementary_pid");
+    stream.descriptors = readDescriptors(value);
+    return stream;
+  }
+};
+
+}  // namespace
+
+const TableKind& pmtKind() {
+  static const PmtKind kind;
+  return kind;
+}
+
+}  // namespace vantor::tables

@@ -1,0 +1,165 @@
+#include "programs/tables/kinds/sdt.h"
+
+#include "interface/converters/owned.h"
+#include "interface/converters/t2dSDT.h"
+#include "programs/tables/descriptors/loops.h"
+#include "programs/tables/kinds/SingleTableKind.h"
+#include "programs/tables/kinds/TableListKind.h"
+#include "programs/tables/kinds/fields.h"
+#include "programs/tables/kinds/sectionStarts.h"
+#include "programs/tables/kinds/serviceFields.h"
+#include "servicemux/front/serviceMux.h"
+
+namespace vantor::tables {
+
+namespace {
+
+using thrift::dvb_tables::SDT;
+using thrift::dvb_tables::SDTService;
+
+// EN 300 468 clause 5.2.3.
+constexpr std::uint8_t kSdtActual = 0x42;
+constexpr std::uint8_t kSdtOther = 0x46;
+constexpr int kSdtPid = 0x0011;
+constexpr std::size_t kHead = 3;  // original_network_id, reserved_future_use
+constexpr std::size_t kServiceHead = 5;
+constexpr std::uint8_t kScheduleFlag = 0x02;
+constexpr std::uint8_t kPresentFollowingFlag = 0x01;
+
+bool isWellFormedSdt(const Section& section) {
+  return section.bytes().size() <= kMaxPsiSectionSize && section.payload().size() >= kHead &&
+         holdsItems(section.payload().substr(kHead), kServiceHead);
+}
+
+SDTService readService(const JsonValue& value) {
+  value.allowOnly({"service_id", "EIT_schedule_flag", "EIT_present_following_flag", "running_status",
+                   "free_CA_mode", "starts_section", "descriptors"});
+  SDTService service;
+  service.service_id = readId(value, "service_id");
+  service.EIT_schedule_flag = hasFlag(value, "EIT_schedule_flag");
+  service.EIT_present_following_flag = hasFlag(value, "EIT_present_following_flag");
+  readServiceFields(value, service);
+  return service;
+}
+
+SDT readSdt(const JsonValue& value) {
+  value.allowOnly(
+      {"transport_stream_id", "original_network_id", "version_number", "current_next_indicator", "services"});
+  SDT sdt;
+  sdt.transport_stream_id = readId(value, "transport_stream_id");
+  sdt.original_network_id = readId(value, "original_network_id");
+  readVersion(value, sdt);
+  const JsonValue services = value.required("services");
+  for (std::size_t i = 0; i < services.size(); ++i) sdt.services.push_back(readService(services.at(i)));
+  return sdt;
+}
+
+OrderedJson writeSdt(const SDT& sdt) {
+  OrderedJson json{{"transport_stream_id", sdt.transport_stream_id},
+                   {"original_network_id", sdt.original_network_id}};
+  writeVersion(sdt, json);
+  auto& services = json["services"] = OrderedJson::array();
+  for (const auto& service : sdt.services) {
+    OrderedJson to{{"service_id", service.service_id}};
+    writeFlag(service.EIT_schedule_flag, "EIT_schedule_flag", to);
+    writeFlag(service.EIT_present_following_flag, "EIT_present_following_flag", to);
+    writeServiceFields(service, to);
+    services.push_back(std::move(to));
+  }
+  return json;
+}
+
+std::vector<SDTService> servicesOf(const Section& section) {
+  std::vector<SDTService> services;
+  for (const LoopItem& item : itemsOf(section.payload().substr(kHead), kServiceHead)) {
+    SDTService& service = services.emplace_back();
+    service.service_id = wordAt(item.head, 0);
+    service.EIT_schedule_flag = (byteAt(item.head, 2) & kScheduleFlag) != 0;
+    service.EIT_present_following_flag = (byteAt(item.head, 2) & kPresentFollowingFlag) != 0;
+    decodeServiceFields(byteAt(item.head, 3), service);
+    service.descriptors = descriptorsOf(item.descriptors);
+  }
+  return services;
+}
+
+SDT decodeSdt(const std::vector<Section>& sections) {
+  SDT sdt;
+  sdt.transport_stream_id = sections.front().extension();
+  sdt.original_network_id = wordAt(sections.front().payload(), 0);
+  sdt.version_number = sections.front().version();
+  sdt.current_next_indicator = sections.front().currentNext();
+  std::vector<std::vector<SDTService>> services;
+  services.reserve(sections.size());
+  for (const Section& section : sections) services.push_back(servicesOf(section));
+  appendSections(std::move(services), kSdtRoom, sdt.services);
+  return sdt;
+}
+
+bool convertsSdt(const SDT& sdt) { return SdtTable(t2dSDT(sdt)) != nullptr; }
+
+class SdtActualKind : public SingleTableKind<SDT, &TableSet::sdtActual> {
+ public:
+  const char* key() const override { return "sdt_actual"; }
+  bool isWellFormed(const Section& section) const override { return isWellFormedSdt(section); }
+
+ protected:
+  const char* label() const override { return "SDT actual"; }
+  std::uint8_t tableId() const override { return kSdtActual; }
+  int pid() const override { return kSdtPid; }
+  SDT readRecord(const JsonValue& value) const override { return readSdt(value); }
+  OrderedJson writeRecord(const SDT& sdt) const override { return writeSdt(sdt); }
+  std::optional<SDT> decodeRecord(const std::vector<Section>& sections) const override {
+    return decodeSdt(sections);
+  }
+  bool converts(const SDT& sdt) const override { return convertsSdt(sdt); }
+  bool send(const SDT& sdt, serviceMux& mux) const override { return mux.newSDTActual(sdt) >= 0; }
+};
+
+std::string nameOfStream(std::int64_t transportStream, std::int64_t network) {
+  return "transport stream " + std::to_string(transportStream) + " of network " + std::to_string(network);
+}
+
+class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
+ public:
+  const char* key() const override { return "sdt_others"; }
+
+  bool hasTableId(std::uint8_t tableId) const override { return tableId == kSdtOther; }
+  bool isOnPid(int pid) const override { return pid == kSdtPid; }
+  bool isWellFormed(const Section& section) const override { return isWellFormedSdt(section); }
+  SubtableKey keyOf(const Section& section, int /*pid*/) const override {
+    return {section.tableId(), section.extension(), wordAt(section.payload(), 0)};
+  }
+  std::string nameOf(const SubtableKey& key) const override { return nameOfStream(key.extension, key.scope); }
+
+  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+    return std::all_of(set.sdtOthers.begin(), set.sdtOthers.end(),
+                       [&](const SDT& sdt) { return mux.newSDTOthers(sdt) >= 0; });
+  }
+
+ protected:
+  Identity identityOf(const SDT& sdt) const override { return {sdt.original_network_id, sdt.transport_stream_id}; }
+  std::string describe(const SDT& sdt) const override {
+    return "SDT other of " + nameOfStream(sdt.transport_stream_id, sdt.original_network_id);
+  }
+  std::int32_t versionOf(const SDT& sdt) const override { return sdt.version_number; }
+  std::vector<SDT> readItems(const JsonValue& value, UtcTime /*now*/) const override { return {readSdt(value)}; }
+  OrderedJson writeItem(const SDT& sdt) const override { return writeSdt(sdt); }
+  SDT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
+    return decodeSdt(sections);
+  }
+  bool converts(const SDT& sdt) const override { return convertsSdt(sdt); }
+};
+
+}  // namespace
+
+const TableKind& sdtActualKind() {
+  static const SdtActualKind kind;
+  return kind;
+}
+
+const TableKind& sdtOtherKind() {
+  static const SdtOtherKind kind;
+  return kind;
+}
+
+}  // namespace vantor::tables

@@ -1,0 +1,91 @@
+#include "programs/tables/kinds/stt.h"
+
+#include <cstdio>
+
+#include "programs/tables/kinds/psip.h"
+#include "programs/tables/values/localTimeJson.h"
+#include "servicemux/front/serviceMux.h"
+#include "servicemux/packetize/pids.h"
+
+namespace vantor::tables {
+
+namespace {
+
+// ATSC A/65 clause 6.1.
+constexpr std::uint8_t kSttTableId = 0xCD;
+constexpr std::size_t kDaylightSavings = 6;  // behind protocol_version, system_time and GPS_UTC_offset
+constexpr std::size_t kHeadSize = kDaylightSavings + 2;
+
+/// The clock of the STT is the machine's; a table set says whether it is sent and what it announces.
+class SttKind : public TableKind {
+ public:
+  const char* key() const override { return "stt"; }
+  const char* group() const override { return kPsipGroup; }
+
+  bool isIn(const TableSet& set) const override { return set.stt.has_value(); }
+  void move(TableSet& from, TableSet& to) const override {
+    if (from.stt) to.stt = std::move(from.stt);
+  }
+
+  void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
+    if (value.isObject())
+      set.stt = readLocalTime(value, {}, now);
+    else if (value.boolean())
+      set.stt.emplace();
+  }
+  OrderedJson write(const TableSet& set) const override {
+    if (*set.stt == LocalTime()) return true;
+    OrderedJson json;
+    writeLocalTime(*set.stt, json);
+    return json;
+  }
+
+  bool hasTableId(std::uint8_t tableId) const override { return tableId == kSttTableId; }
+  bool isOnPid(int pid) const override { return pid == kPsipPid; }
+  bool hasVersions() const override { return false; }
+  bool isWellFormed(const Section& section) const override {
+    return section.payload().size() >= kHeadSize && holdsDescriptors(section.payload().substr(kHeadSize));
+  }
+  SubtableKey keyOf(const Section& section, int /*pid*/) const override { return {section.tableId(), 0, 0}; }
+  bool isSingle() const override { return false; }
+  bool decode(const SubtableKey& /*key*/, const std::vector<Section>& /*sections*/, TableSet& set) const override {
+    set.stt.emplace();
+    return true;
+  }
+  /// Which change of the local time was announced cannot be told from what announced it.
+  std::string lossOf(const Section& section) const override {
+    std::string loss;
+    if (const unsigned value = wordAt(section.payload(), kDaylightSavings); value != 0) {
+      char text[96];
+      std::snprintf(text, sizeof text, "daylight_savings 0x%04x left out: a time_zone of /atsc/stt gives it again",
+                    value);
+      loss = text;
+    }
+    if (section.payload().size() > kHeadSize)
+      loss += (loss.empty() ? "" : "; ") + std::string("descriptors left out");
+    return loss;
+  }
+  std::string nameOf(const SubtableKey& /*key*/) const override { return ""; }
+
+  /// The carousel of the PID allots it one bit a second, so it goes out in the slots that others ask for.
+  std::vector<std::string> warnings(const TableSet& set) const override {
+    if (set.mgt || set.terrestrialVct || set.cableVct) return {};
+    return {"STT: without an MGT or a VCT beside it, it is sent only once in 25 minutes"};
+  }
+  bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const override {
+    mux.newSTT(recordAt(*set.stt, now));
+    return true;
+  }
+  bool isOutdated(const TableSet& set, UtcTime then, UtcTime now) const override {
+    return !(recordAt(*set.stt, then) == recordAt(*set.stt, now));
+  }
+};
+
+}  // namespace
+
+const TableKind& sttKind() {
+  static const SttKind kind;
+  return kind;
+}
+
+}  // namespace vantor::tables

@@ -1,0 +1,30 @@
+#include "programs/tables/sections/SubtableBuilder.h"
+
+namespace vantor::tables {
+
+bool SubtableBuilder::add(const Section& section) {
+  if (!isSameVersion(section)) parts.clear();
+  const auto [part, isNew] = parts.try_emplace(section.number(), section);
+  if (!isNew) {
+    if (part->second.bytes() == section.bytes()) return false;
+    // Other content under the same version: whoever sent it did not count, but the table is a new one.
+    if (!sectionsStandAlone) parts.clear();
+    parts.insert_or_assign(section.number(), section);
+  }
+  return true;
+}
+
+std::vector<Section> SubtableBuilder::sections() const {
+  std::vector<Section> out;
+  for (const auto& part : parts) out.push_back(part.second);
+  return out;
+}
+
+bool SubtableBuilder::isSameVersion(const Section& section) const {
+  if (parts.empty()) return false;
+  const Section& other = parts.begin()->second;
+  return other.extension() == section.extension() && other.version() == section.version() &&
+         other.currentNext() == section.currentNext() && other.lastNumber() == section.lastNumber();
+}
+
+}  // namespace vantor::tables

@@ -1,0 +1,169 @@
+#include "programs/tables/sets/Capture.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "programs/tables/kinds/SignallingPids.h"
+#include "programs/tables/kinds/allTableKinds.h"
+#include "programs/tables/kinds/programPids.h"
+#include "programs/tables/kinds/tableName.h"
+#include "programs/tables/sections/SubtableBuilder.h"
+#include "programs/tables/sections/TransportStreamReader.h"
+#include "programs/tables/sections/sectionFile.h"
+
+namespace vantor::tables {
+
+namespace {
+
+constexpr std::uint8_t kPmtTableId = 0x02;
+
+/// Takes the sections of a capture as they come and keeps account of them.
+class Collector {
+ public:
+  void addSection(int pid, const Section& section) {
+    auto& entry = capture.sections[section.tableId()];
+    ++entry.count;
+    entry.pids.insert(pid);
+    for (const TableKind* kind : allTableKinds())
+      if (kind->hasTableId(section.tableId()) &&
+          (pid == Capture::kNoPid ? kind->isFoundWithoutPid() : kind->isOnPid(pid)))
+        gather(*kind, pid, section);
+  }
+
+  void addFault(int pid, SectionFault fault) { ++capture.faults[{pid, fault}]; }
+
+  /// What is left to do when all sections have come.
+  Capture finish() {
+    for (const auto& [key, subtable] : subtables) finishSubtable(key, *subtable.kind, subtable.builder);
+    settlePmts();
+    for (const auto& [key, loss] : losses)
+      if (!loss.empty()) capture.leftOut.push_back(tableName(key.tableId) + ": " + loss);
+    return std::move(capture);
+  }
+
+ private:
+  struct Subtable {
+    explicit Subtable(const TableKind& kind) : kind(&kind), builder(kind.sectionsStandAlone()) {}
+
+    const TableKind* kind;
+    SubtableBuilder builder;
+  };
+
+  /// A kind of single tables has one import, whatever the extension.
+  static SubtableKey importKey(const TableKind& kind, const SubtableKey& key) {
+    return kind.isSingle() ? SubtableKey{key.tableId, 0, 0} : key;
+  }
+
+  void gather(const TableKind& kind, int pid, const Section& section) {
+    if (section.hasSyntax() != kind.hasSyntax() || !kind.isWellFormed(section))
+      return addFault(pid, SectionFault::content);
+    const SubtableKey key = kind.keyOf(section, pid);
+    if (!kind.hasVersions()) return takeLatest(kind, key, section);
+    SubtableBuilder& builder = subtables.try_emplace(key, kind).first->second.builder;
+    if (builder.add(section) && kind.isWhole(builder.numbered()) && !import(kind, key, builder.sections()))
+      addFault(pid, SectionFault::content);
+  }
+
+  /// Without versions each section is a table, over the one before.
+  void takeLatest(const TableKind& kind, const SubtableKey& key, const Section& section) {
+    if (!kind.decode(key, {section}, capture.tables)) return;
+    Capture::Import import = importOf(kind, key);
+    import.versions = 1;
+    import.current = true;
+    capture.imports[importKey(kind, key)] = import;
+    losses[importKey(kind, key)] = kind.lossOf(section);
+  }
+
+  /// Returns false when the sections make no table.
+  bool import(const TableKind& kind, const SubtableKey& key, const std::vector<Section>& sections) {
+    const Section& section = sections.front();
+    Capture::Import import = importOf(kind, key);
+    // What is announced for later does not take the place of what is in force.
+    const bool isKept = section.currentNext() || !import.current;
+    TableSet unused;
+    if (!kind.decode(key, sections, isKept ? capture.tables : unused)) return false;
+    if (import.versions > 0 && import.version == section.version() && import.current == section.currentNext())
+      ++import.rewrites;
+    ++import.versions;
+    if (isKept) {
+      import.current = section.currentNext();
+      import.version = section.version();
+    }
+    capture.imports[importKey(kind, key)] = import;
+    return true;
+  }
+
+  Capture::Import importOf(const TableKind& kind, const SubtableKey& key) const {
+    const auto found = capture.imports.find(importKey(kind, key));
+    if (found != capture.imports.end()) return found->second;
+    Capture::Import import;
+    import.kind = &kind;
+    return import;
+  }
+
+  void finishSubtable(const SubtableKey& key, const TableKind& kind, const SubtableBuilder& builder) {
+    if (capture.imports.count(importKey(kind, key)) != 0) return;
+    if (kind.sectionsStandAlone() && import(kind, key, builder.sections()))
+      capture.imports[key].whole = false;
+    else
+      capture.unfinished[key] = &kind;
+  }
+
+  /// A PMT that the PAT has elsewhere or nowhere would keep the whole set from going on air.
+  void settlePmts() {
+    auto& pmts = capture.tables.pmts;
+    for (auto map = pmts.begin(); map != pmts.end();) {
+      const std::string problem = capture.tables.pat ? settlePid(capture.tables, *map) : "";
+      if (problem.empty()) {
+        ++map;
+        continue;
+      }
+      const auto program = static_cast<std::uint16_t>(map->pmt.program_number);
+      capture.leftOut.push_back("PMT of program " + std::to_string(program) + " left out: " + problem);
+      const SubtableKey first{kPmtTableId, program, std::numeric_limits<std::int64_t>::min()};
+      const SubtableKey last{kPmtTableId, program, std::numeric_limits<std::int64_t>::max()};
+      capture.imports.erase(capture.imports.lower_bound(first), capture.imports.upper_bound(last));
+      map = pmts.erase(map);
+    }
+  }
+
+  Capture capture;
+  std::map<SubtableKey, Subtable> subtables;
+  std::map<SubtableKey, std::string> losses;  // of sections without versions
+};
+
+}  // namespace
+
+Capture readTransportStream(std::string_view bytes) {
+  TransportStreamReader reader(bytes);
+  SignallingPids pids;
+  Collector collector;
+  const auto follow = [&reader](const std::vector<std::uint16_t>& found) {
+    for (const std::uint16_t pid : found) reader.follow(pid);
+  };
+  follow(SignallingPids::reserved());
+  reader.read(
+      [&](std::uint16_t pid, const Section& section) {
+        collector.addSection(pid, section);
+        follow(pids.namedBy(pid, section));
+      },
+      [&collector](std::uint16_t pid, SectionFault fault) { collector.addFault(pid, fault); });
+  Capture capture = collector.finish();
+  capture.packets = reader.packets();
+  for (const auto& [pid, count] : reader.otherPackets()) {
+    capture.otherPackets += count;
+    capture.otherPids.insert(pid);
+  }
+  return capture;
+}
+
+Capture readSections(std::string_view bytes) {
+  Collector collector;
+  readSectionFile(
+      bytes, [&collector](const Section& section) { collector.addSection(Capture::kNoPid, section); },
+      [&collector](SectionFault fault) { collector.addFault(Capture::kNoPid, fault); });
+  return collector.finish();
+}
+
+}  // namespace vantor::tables

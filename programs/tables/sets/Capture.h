@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "programs/tables/kinds/TableKind.h"
+#include "programs/tables/kinds/TableSet.h"
+#include "programs/tables/sections/Section.h"
+#include "programs/tables/sections/SubtableKey.h"
+
+namespace vantor::tables {
+
+/// What a capture holds: the tables this system knows, and an account of all the rest.
+struct Capture {
+  /// A file of sections has no PIDs.
+  static constexpr int kNoPid = -1;
+
+  /// A subtable that was taken from the capture.
+  struct Import {
+    const TableKind* kind = nullptr;
+    std::size_t versions = 0;  ///< that came one after the other
+    std::size_t rewrites = 0;  ///< of them those that came under the same version as the one before
+    int version = 0;           ///< of the one kept
+    bool current = false;      ///< the one kept; false when all were announcements of a next version
+    bool whole = true;         ///< false when not all of its sections are in the capture
+  };
+
+  /// Sections of one table id.
+  struct Sections {
+    std::uint64_t count = 0;
+    std::set<int> pids;
+  };
+
+  TableSet tables;
+  std::map<SubtableKey, Import> imports;                         ///< of a single table without extension
+  std::map<SubtableKey, const TableKind*> unfinished;            ///< never whole, and of no use in part
+  std::vector<std::string> leftOut;                              ///< what else is not taken and why, one line each
+  std::map<std::uint8_t, Sections> sections;                     ///< whole and valid ones, by table id
+  std::map<std::pair<int, SectionFault>, std::uint64_t> faults;  ///< sections lost, by PID and reason
+  std::uint64_t packets = 0;                                     ///< 0 for a file of sections
+  std::uint64_t otherPackets = 0;                                ///< of them on PIDs without signalling
+  std::set<int> otherPids;
+};
+
+/// Reads whole 188-byte packets. Sections are taken from the PIDs that the standards reserve for them and from
+/// those that PAT, CAT, PMTs and MGT point at. Throws InputError when the bytes are no transport stream.
+Capture readTransportStream(std::string_view bytes);
+
+/// Reads sections that lie back to back. Throws InputError when the bytes do not divide into sections.
+Capture readSections(std::string_view bytes);
+
+}  // namespace vantor::tables

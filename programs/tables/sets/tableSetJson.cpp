@@ -1,0 +1,53 @@
+#include "programs/tables/sets/tableSetJson.h"
+
+#include <algorithm>
+
+#include "programs/tables/kinds/allTableKinds.h"
+
+namespace vantor::tables {
+
+namespace {
+
+/// The fields that an object has: the table set itself, or one of its groups.
+std::vector<const char*> fieldsOf(const std::string& group) {
+  std::vector<const char*> fields;
+  for (const TableKind* kind : allTableKinds())
+    if (kind->group() == nullptr ? group.empty() : group == kind->group()) fields.push_back(kind->key());
+  return fields;
+}
+
+void checkFields(const JsonValue& root) {
+  std::vector<const char*> fields = fieldsOf("");
+  for (const TableKind* kind : allTableKinds())
+    if (kind->group() != nullptr) fields.push_back(kind->group());
+  root.allowOnly(fields);
+  for (const TableKind* kind : allTableKinds()) {
+    if (kind->group() == nullptr) continue;
+    if (const auto group = root.optional(kind->group())) group->allowOnly(fieldsOf(kind->group()));
+  }
+}
+
+}  // namespace
+
+TableSet readTableSet(std::string_view text, UtcTime now) {
+  const Json document = parseJson(text);
+  const JsonValue root(document);
+  checkFields(root);
+  TableSet set;
+  for (const TableKind* kind : allTableKinds()) {
+    const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
+    if (!group) continue;
+    if (const auto value = group->optional(kind->key())) kind->read(*value, now, set);
+  }
+  return set;
+}
+
+std::string writeTableSet(const TableSet& set) {
+  OrderedJson document = OrderedJson::object();
+  for (const TableKind* kind : allTableKinds())
+    if (kind->isIn(set))
+      (kind->group() == nullptr ? document : document[kind->group()])[kind->key()] = kind->write(set);
+  return writeJson(document);
+}
+
+}  // namespace vantor::tables

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "programs/tables/kinds/TableSet.h"
+#include "programs/tables/values/UtcTime.h"
+
+namespace vantor::tables {
+
+/// Reads a JSON table set. Throws InputError for everything that it does not know exactly and for every table that
+/// the library could not send. Times that are given relative to the present count from `now`.
+TableSet readTableSet(std::string_view text, UtcTime now = std::chrono::system_clock::now());
+
+/// The table set as a JSON text that readTableSet() reads back to the same records.
+std::string writeTableSet(const TableSet& set);
+
+}  // namespace vantor::tables

@@ -1,0 +1,110 @@
+#include "programs/servicemux/captureReport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/programs/streams.h"
+
+namespace vantor::cli {
+namespace {
+
+using namespace vantor::testing;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+TEST(CaptureReport, HasALineForEveryKindOfTable) {
+  const std::string unfinished = sectionsOf(makePat(3, 250))[0];
+  const auto capture = tables::readTransportStream(
+      Packer(0).apart({unfinished, unfinished}) + Packer(1).apart(sectionsOf(makeCat(7, 1))) +
+      Packer(0x12).apart({makeSection(0x50, 1, 0, 0, 0, eitPayload(0, 0x51, {})),
+                          makeSection(0x51, 1, 0, 0, 0, eitPayload(0, 0x51, {}))}) +
+      Packer(0x14).apart({std::string("\x70\x70\x05\xEE\x71\x12\x00\x00", 8)}) +
+      Packer(0x11).apart({makeSection(0xE0, 1, 0, 0, 0, "")}) +
+      Packer(0x10).apart({makeSection(0xE0, 1, 0, 0, 0, "")}));
+  EXPECT_THAT(captureTable(capture),
+              ElementsAre("TABLE                      PID  SECTIONS",
+                          "PAT                     0x0000         2  skipped, no whole table",
+                          "CAT                     0x0001         1  imported, version 7",
+                          "EIT schedule actual     0x0012         2  imported, 2 tables",
+                          "TDT                     0x0014         1  imported, 1 table",
+                          "table id 0xE0           2 PIDs         2  skipped"));
+  EXPECT_EQ(skippedSections(capture), "skipped: PAT, table id 0xE0");
+}
+
+TEST(CaptureReport, SaysNothingOfACleanCapture) {
+  const auto capture = tables::readSections(sectionsOf(makeCat(7, 1))[0]);
+  EXPECT_THAT(captureNotes(capture), IsEmpty());
+  EXPECT_EQ(skippedSections(capture), "");
+}
+
+TEST(CaptureReport, TellsOfVersionsLeftOut) {
+  const auto capture = tables::readSections(sectionsOf(makePat(5, 1))[0] + sectionsOf(makePat(6, 1))[0] +
+                                            sectionsOf(makePat(7, 1))[0]);
+  EXPECT_THAT(captureNotes(capture), ElementsAre("PAT: 3 versions in the capture, the last one (7) is kept"));
+}
+
+TEST(CaptureReport, TellsOfATableThatIsOnlyAnnounced) {
+  auto next = makeCat(4, 1);
+  next.current_next_indicator = false;
+  EXPECT_THAT(captureNotes(tables::readSections(sectionsOf(next)[0])),
+              ElementsAre("CAT: version 4 is announced as the next one, never as the current one"));
+}
+
+TEST(CaptureReport, TellsOfLostSections) {
+  std::string broken = sectionsOf(makePat(5, 1))[0];
+  broken[8] = static_cast<char>(broken[8] ^ 1);
+  EXPECT_THAT(captureNotes(tables::readTransportStream(Packer(0).apart({broken, broken}))),
+              ElementsAre("PID 0x0000: skipped 2 sections with a wrong CRC"));
+  EXPECT_THAT(captureNotes(tables::readSections(broken)), ElementsAre("skipped 1 section with a wrong CRC"));
+}
+
+/// A p/f section with one event.
+std::string eventSection(unsigned service, unsigned version, unsigned number, int event) {
+  return makeSection(0x4E, service, version, number, 1, eitPayload(1, 0x4E, {{event, 0xE489120000}}));
+}
+
+TEST(CaptureReport, NamesTheServicesWhoseEventsChanged) {
+  std::string file;
+  for (unsigned service = 1; service <= 10; ++service)
+    for (const unsigned version : {3U, 4U})
+      for (const unsigned number : {0U, 1U}) file += eventSection(service, version, number, 1);
+  EXPECT_THAT(
+      captureNotes(tables::readSections(file)),
+      ElementsAre("EIT p/f actual: several versions in the capture, the last one of each is kept: service 1 "
+                  "(4), service 2 (4), service 3 (4), service 4 (4), service 5 (4), service 6 (4), service 7 "
+                  "(4), service 8 (4) and 2 more"));
+}
+
+TEST(CaptureReport, NamesTheServicesWhoseEventsChangedUnderOneVersion) {
+  const std::string file = eventSection(7, 9, 0, 1) + eventSection(7, 9, 1, 2) + eventSection(7, 9, 0, 3);
+  EXPECT_THAT(
+      captureNotes(tables::readSections(file)),
+      ElementsAre("EIT p/f actual: several contents under one version, the last one is kept: service 7 (9)"));
+}
+
+TEST(CaptureReport, NamesWhatIsThereInPartOnly) {
+  const std::string sdt = sectionsOf(makeSdt(5, 1, 20), 0x46)[0];
+  EXPECT_THAT(
+      captureNotes(tables::readSections(eventSection(7, 9, 1, 2) + sdt)),
+      ElementsAre("EIT p/f actual: not whole in the capture, imported as far as it is there: service 7",
+                  "SDT other: never whole in the capture and left out: transport stream 5 of network 8442"));
+}
+
+TEST(CaptureReport, NamesAnnouncedTablesOfWhichThereAreMany) {
+  auto next = makeSdt(5, 1, 1);
+  next.current_next_indicator = false;
+  EXPECT_THAT(
+      captureNotes(tables::readSections(sectionsOf(next, 0x46)[0])),
+      ElementsAre("SDT other: announced as the next version, never as the current one: transport stream 5 of "
+                  "network 8442 (1)"));
+}
+
+TEST(CaptureReport, TellsOfAProgramThatCannotGoOnAir) {
+  const std::string file =
+      sectionsOf(makePat(1, 1))[0] + sectionsOf(makePmt(1, 1))[0] + sectionsOf(makePmt(9, 1))[0];
+  EXPECT_THAT(captureNotes(tables::readSections(file)),
+              ElementsAre("PMT of program 9 left out: it has no PID, and no PAT names the program"));
+}
+
+}  // namespace
+}  // namespace vantor::cli

@@ -1,0 +1,341 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "programs/tables/sets/tableSetJson.h"
+#include "tests/programs/Receiver.h"
+#include "tests/programs/streams.h"
+
+/// The program as its users have it: a child process, its exit status and what it writes.
+
+namespace vantor {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace vantor::testing;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+constexpr const char* kCat = R"({"cat": {"version_number": 7, "descriptors": [{"tag": 9, "data": "0b00e064"}]}})";
+constexpr const char* kPat =
+    R"({"pat": {"transport_stream_id": 1, "version_number": 3, "programs": [{"program_number": 1, "pid": 256}]}})";
+
+class Program : public ::testing::Test {
+ protected:
+  struct Result {
+    int status = -1;
+    std::string output;
+    std::string errors;
+  };
+
+  void SetUp() override {
+    std::string name = (fs::temp_directory_path() / "servicemux-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    directory = name;
+  }
+  void TearDown() override { fs::remove_all(directory); }
+
+  std::string file(const std::string& name, const std::string& contents) const {
+    std::ofstream(directory / name, std::ios::binary) << contents;
+    return directory / name;
+  }
+
+  std::string contentsOf(const std::string& name) const {
+    std::ifstream file(directory / name, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+  }
+
+  pid_t start(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), SERVICEMUX_PROGRAM);
+    std::vector<char*> pointers;
+    for (auto& argument : arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    const int flags = O_WRONLY | O_CREAT | O_TRUNC;
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, (directory / "stdout").c_str(), flags, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (directory / "stderr").c_str(), flags, 0600);
+    pid_t child = -1;
+    EXPECT_EQ(posix_spawn(&child, SERVICEMUX_PROGRAM, &actions, nullptr, pointers.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    return child;
+  }
+
+  Result finish(pid_t child) const {
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+    return {WEXITSTATUS(status), contentsOf("stdout"), contentsOf("stderr")};
+  }
+
+  Result run(const std::vector<std::string>& arguments) const { return finish(start(arguments)); }
+
+  /// What `play` says of a bad input.
+  std::string playError(const std::string& path, int status = 1) const {
+    const Result result = run({"play", path, "--to", "127.0.0.1:9", "--duration", "0.1"});
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.output, "");
+    return result.errors;
+  }
+
+  fs::path directory;
+};
+
+TEST_F(Program, TellsItsVersion) {
+  const Result result = run({"--version"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, MatchesRegex("servicemux [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+TEST_F(Program, ExplainsEverySubcommand) {
+  EXPECT_THAT(run({"--help"}).output, HasSubstr("import"));
+  const Result play = run({"play", "--help"});
+  EXPECT_EQ(play.status, 0);
+  for (const char* option : {"--to", "--vlan", "--bitrate", "--dump", "--duration", "--null-period", "--quiet"})
+    EXPECT_THAT(play.output, HasSubstr(option));
+  EXPECT_THAT(run({"import", "--help"}).output, HasSubstr("--output"));
+}
+
+TEST_F(Program, RefusesBadUsageInOneLine) {
+  const std::string json = file("a.json", kCat);
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{}, "servicemux: no subcommand given, see servicemux --help\n"},
+      {{"sing"}, "servicemux: The following argument was not expected: sing\n"},
+      {{"play", json}, "servicemux: --to is required\n"},
+      {{"play", "--to", "1.2.3.4:5"}, "servicemux: FILE is required\n"},
+      {{"import"}, "servicemux: FILE is required\n"},
+  };
+  for (const auto& [arguments, message] : cases) {
+    const Result result = run(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, message);
+  }
+}
+
+TEST_F(Program, NamesABadOptionValue) {
+  const std::string json = file("a.json", kCat);
+  for (const char* target : {"1.2.3:5000", "1.2.3.4", "1.2.3.4:", "1.2.3.4:0", "1.2.3.4:65536", "1.2.3.4:5x",
+                             "host:5000", "1.2.3.256:1", "1.2.3.4:-1", ":5000"}) {
+    const Result result = run({"play", json, "--to", target});
+    EXPECT_EQ(result.status, 2) << target;
+    EXPECT_EQ(result.errors, "servicemux: --to: '" + std::string(target) +
+                                 "' is not an IPv4 address and a port like 239.1.1.1:5004\n");
+  }
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {"--vlan", "4", "'4' is not a number from 1 to 3"},
+      {"--bitrate", "0", "'0' is not a number from 1 to 100000"},
+      {"--bitrate", "100001", "'100001' is not a number from 1 to 100000"},
+      {"--bitrate", "fast", "'fast' is not a number from 1 to 100000"},
+      {"--null-period", "0", "'0' is not a number from 1 to 60000"},
+      {"--duration", "0", "'0' is not a number of seconds above 0"},
+      {"--duration", "nan", "'nan' is not a number of seconds above 0"},
+      {"--duration", "inf", "'inf' is not a number of seconds above 0"},
+  };
+  for (const auto& [option, value, message] : cases) {
+    const Result result = run({"play", json, "--to", "127.0.0.1:9", option, value});
+    EXPECT_EQ(result.status, 2) << option << value;
+    EXPECT_EQ(result.errors, "servicemux: " + option + ": " + message + "\n");
+  }
+}
+
+TEST_F(Program, RefusesADumpDirectoryThatItCouldHarm) {
+  const std::string json = file("a.json", kCat);
+  const auto errorOf = [&](const std::string& path) {
+    const Result result = run({"play", json, "--to", "127.0.0.1:9", "--dump=" + path});
+    EXPECT_EQ(result.status, 2) << path;
+    return result.errors;
+  };
+  EXPECT_EQ(errorOf("/no/such/place"), "servicemux: --dump: '/no/such/place' is not an existing directory\n");
+  EXPECT_EQ(errorOf(json), "servicemux: --dump: '" + json + "' is not an existing directory\n");
+  for (const char* name : {"a b", "a;b", "$HOME", "-rf", "a*"})
+    EXPECT_EQ(errorOf(name), "servicemux: --dump: the name '" + std::string(name) +
+                                 "' may only hold letters, digits and /._- and not begin with -\n");
+  file("mine.bin", "");
+  EXPECT_EQ(errorOf(directory), "servicemux: --dump: '" + directory.string() +
+                                    "' holds mine.bin, and every *.bin there is removed at the end\n");
+}
+
+TEST_F(Program, NamesFileAndPlaceOfBadInput) {
+  const std::string json = file("a.json", R"({"pat": {"foo": 1}})");
+  EXPECT_EQ(playError(json), "servicemux: " + json + ": /pat/foo: unknown field\n");
+  const std::string stream = file("a.ts", "");
+  EXPECT_EQ(playError(stream), "servicemux: " + stream + ": the file is empty\n");
+  const std::string sections = file("a.bin", "\x40\xB0\xFF");
+  EXPECT_EQ(playError(sections),
+            "servicemux: " + sections + ": byte 0: a section of 258 bytes, of which only 3 are there\n");
+  EXPECT_EQ(playError("/no/such.json"), "servicemux: /no/such.json: No such file or directory\n");
+  const std::string text = file("a.txt", "");
+  EXPECT_EQ(playError(text), "servicemux: " + text + ": the name ends in none of .json, .ts and .bin\n");
+  EXPECT_EQ(playError(file("empty.json", "{}")), "servicemux: there is no table to send\n");
+}
+
+TEST_F(Program, NamesFileAndPlaceOfATableThatCannotBeSent) {
+  const std::string json = file("a.json", R"({"eit_pf": [{"service_id": 7, "transport_stream_id": 4,
+      "original_network_id": 2, "version_number": 1, "events": [
+        {"event_id": 1, "start_time": "now", "duration": "01:00:00"}, {"event_id": 2, "duration": "01:00:00"},
+        {"event_id": 3, "duration": "01:00:00"}]}]})");
+  EXPECT_THAT(playError(json), HasSubstr("servicemux: " + json + ": /eit_pf/0: the table cannot be sent\n"));
+}
+
+TEST_F(Program, NamesAProgramThatHasNoPid) {
+  const std::string pmts = file("a.json", R"({"pmts": [{"program_number": 7, "pcr_pid": 512, "version_number": 1,
+                                                       "streams": []}]})");
+  EXPECT_EQ(playError(pmts), "servicemux: PMT of program 7: it has no PID, and no PAT names the program\n");
+}
+
+TEST_F(Program, PutsAMultiplexOfHundredsOfTablesOnAir) {
+  tables::TableSet set;
+  set.pat = makePat(1, 100);
+  set.sdtActual = makeSdt(4, 2, 100);
+  thrift::dvb_tables::EIT eit;
+  eit.__set_sectioning(thrift::dvb_tables::EITSectioning::STANDARD);
+  for (int i = 1; i <= 100; ++i) {
+    set.pmts.push_back({std::nullopt, makePmt(i, 3)});
+    set.sdtOthers.push_back(makeSdt(100 + i, 2, 1));
+    eit.service_id = i;
+    eit.table_id = 0x4E;
+    eit.events = {makeEvent({1, 0xE489120000})};
+    set.eitPf.push_back(eit);
+    eit.table_id = 0x50;
+    set.eitSchedule.push_back(eit);
+  }
+  const std::string json = file("a.json", tables::writeTableSet(set));
+  const Receiver receiver;
+  const pid_t child = start({"play", json, "--to", receiver.target(), "--bitrate", "20000"});
+  std::set<unsigned> pids;
+  for (std::string datagram; pids.size() < 103 && !(datagram = receiver.receive(60000)).empty();)
+    for (std::size_t at = 0; at < datagram.size(); at += 188)
+      pids.insert((static_cast<unsigned>(datagram[at + 1]) & 0x1F) << 8 |
+                  static_cast<unsigned char>(datagram[at + 2]));
+  kill(child, SIGINT);
+  EXPECT_EQ(finish(child).status, 0);
+  std::set<unsigned> expected{0x00, 0x11, 0x12};
+  for (unsigned i = 1; i <= 100; ++i) expected.insert(0x100 + i);
+  EXPECT_EQ(pids, expected);
+}
+
+TEST_F(Program, PutsTheTablesOnAirForTheDuration) {
+  const Receiver receiver;
+  const Result result = run({"play", file("pat.json", kPat), file("cat.json", kCat), "--to", receiver.target(),
+                             "--duration", "1.1", "--null-period", "50"});
+  EXPECT_EQ(result.status, 0);
+  std::set<unsigned> pids;
+  for (std::string datagram; !(datagram = receiver.receive(0)).empty();) {
+    EXPECT_EQ(datagram.size() % 188, 0U);
+    for (std::size_t at = 0; at < datagram.size(); at += 188) {
+      EXPECT_EQ(datagram[at], '\x47');
+      pids.insert((static_cast<unsigned>(datagram[at + 1]) & 0x1F) << 8 |
+                  static_cast<unsigned char>(datagram[at + 2]));
+    }
+  }
+  EXPECT_EQ(pids, (std::set<unsigned>{0x0000, 0x0001, 0x1FFF}));
+  EXPECT_THAT(result.output, HasSubstr("PAT@0x0000 v3"));
+  EXPECT_THAT(result.output, HasSubstr("CAT@0x0001 v7"));
+  EXPECT_THAT(result.output, HasSubstr(" on air, "));
+}
+
+TEST_F(Program, EndsCleanlyOnASignal) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    const Receiver receiver;
+    const pid_t child = start({"play", file("pat.json", kPat), "--to", receiver.target()});
+    EXPECT_NE(receiver.receive(60000), "");
+    kill(child, signal);
+    const Result result = finish(child);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, HasSubstr(" on air, "));
+  }
+}
+
+TEST_F(Program, IsSilentWhenAskedTo) {
+  const Receiver receiver;
+  const Result result =
+      run({"play", file("pat.json", kPat), "--to", receiver.target(), "--duration", "1.1", "--quiet"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_NE(receiver.receive(0), "");
+}
+
+TEST_F(Program, LetsLaterFilesWin) {
+  const auto pat = sectionsOf(makePat(9, 2));
+  const std::string first = file("a.json", kPat);
+  const std::string second = file("b.bin", pat[0]);
+  const std::string third = file("c.ts", Packer(1).apart(sectionsOf(makeCat(5, 1))));
+  const Receiver receiver;
+  const Result result = run({"play", first, second, third, "--to", receiver.target(), "--duration", "1.1"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, HasSubstr("PAT@0x0000 v9"));
+  EXPECT_THAT(result.output, HasSubstr("CAT@0x0001 v5"));
+}
+
+TEST_F(Program, WarnsOfAVersionThatTheWireHasNoRoomFor) {
+  const Receiver receiver;
+  const Result result = run({"play", file("a.json", R"({"cat": {"version_number": 40}})"), "--to",
+                             receiver.target(), "--duration", "1.1"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors, HasSubstr("servicemux: CAT: version 40 is above 31 and is sent as 0\n"));
+  EXPECT_THAT(result.output, HasSubstr("CAT@0x0001 v0"));
+}
+
+TEST_F(Program, KeepsDumpFilesWhileOnAir) {
+  fs::create_directory(directory / "dumps");
+  const Receiver receiver;
+  const pid_t child =
+      start({"play", file("pat.json", kPat), "--to", receiver.target(), "--dump", (directory / "dumps").string()});
+  EXPECT_NE(receiver.receive(60000), "");
+  EXPECT_TRUE(fs::exists(directory / "dumps" / "table_PAT_3.bin"));
+  kill(child, SIGINT);
+  EXPECT_EQ(finish(child).status, 0);
+  EXPECT_TRUE(fs::is_empty(directory / "dumps"));
+}
+
+TEST_F(Program, ImportsACaptureToStdout) {
+  const Result result = run({"import", file("a.ts", Packer(0).apart(sectionsOf(makePat(5, 2))))});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(tables::readTableSet(result.output).pat, makePat(5, 2));
+  EXPECT_THAT(result.errors, HasSubstr("PAT                     0x0000         1  imported, version 5\n"));
+}
+
+TEST_F(Program, ImportsACaptureToAFile) {
+  const std::string capture = file("a.bin", sectionsOf(makeNit(5, 2))[0]);
+  const Result result = run({"import", capture, "-o", (directory / "out.json").string()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(tables::readTableSet(contentsOf("out.json")).nit, makeNit(5, 2));
+  const Result failed = run({"import", capture, "-o", "/no/such/place.json"});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_THAT(failed.errors, HasSubstr("\nservicemux: /no/such/place.json: No such file or directory\n"));
+}
+
+TEST_F(Program, SaysWhenThereIsNothingToImport) {
+  const Result result = run({"import", file("a.bin", makeSection(0x4A, 1, 0, 0, 0, ""))});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "{}\n");
+  EXPECT_THAT(result.errors, HasSubstr("nothing to import"));
+}
+
+TEST_F(Program, PlaysTheExamples) {
+  for (const auto& entry : fs::directory_iterator(SERVICEMUX_EXAMPLES)) {
+    if (entry.path().extension() != ".json") continue;
+    const Receiver receiver;
+    const Result result =
+        run({"play", entry.path().string(), "--to", receiver.target(), "--duration", "0.3", "--quiet"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_NE(receiver.receive(0), "") << entry.path();
+  }
+}
+
+}  // namespace
+}  // namespace vantor
