@@ -35,6 +35,12 @@ foreach(header
     interface/host.h
     interface/host_default/log.h
     interface/records.h
+    interface/checks/Refusal.h
+    interface/checks/conditionalAccess.h
+    interface/checks/dumpDirectory.h
+    interface/checks/localTimeOffsets.h
+    interface/checks/outputAddress.h
+    interface/checks/programMapPid.h
     interface/converters/owned.h
     interface/converters/t2dCAT.h
     interface/converters/t2dEIT.h

@@ -30,6 +30,7 @@ servicemux/muxer
 servicemux/packetize  servicemux/sections
 servicemux
 interface/converters  interface/host_default
+interface/checks
 interface
 interface/idl
 """
@@ -42,6 +43,12 @@ servicemux/packetize/packet.h
 servicemux/packetize/packetize.h
 servicemux/streams/TableOnAir.h
 interface/*.h
+interface/checks/Refusal.h
+interface/checks/conditionalAccess.h
+interface/checks/dumpDirectory.h
+interface/checks/localTimeOffsets.h
+interface/checks/outputAddress.h
+interface/checks/programMapPid.h
 interface/converters/owned.h
 interface/converters/t2d*.h
 interface/host_default/log.h

@@ -1,38 +1,37 @@
 #include "interface/converters/check.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "interface/host.h"
 
 namespace vantor::thrift::dvb_tables {
 
-std::string Field::path() const {
-  if (parent == nullptr) return name;
-  std::string text = parent->path() + (parent->parent == nullptr ? ": " : ".") + name;
-  if (index != kNoIndex) text += '[' + std::to_string(index) + ']';
-  return text;
+namespace {
+
+/// "/programs/3/pid" as log lines have it: "programs[3].pid".
+std::string fieldAt(const std::string& pointer) {
+  std::string field;
+  for (std::size_t step = 0; step < pointer.size();) {
+    const std::size_t next = std::min(pointer.find('/', step + 1), pointer.size());
+    const std::string name = pointer.substr(step + 1, next - step - 1);
+    const bool isIndex = name.find_first_not_of("0123456789") == std::string::npos;
+    field += isIndex ? '[' + name + ']' : (field.empty() ? name : '.' + name);
+    step = next;
+  }
+  return field;
 }
 
-bool refuse(const Field& field, const std::string& reason) {
-  log_function(HOST_LOG_ERROR, 0, "%s: %s", field.path().c_str(), reason.c_str());
-  return false;
-}
+}  // namespace
 
-std::string hex(std::int64_t value) {
-  char text[20];
-  std::snprintf(text, sizeof text, "0x%llX", static_cast<unsigned long long>(value));
-  return text;
-}
-
-bool inRange(const Field& field, std::int64_t value, std::int64_t max) {
-  if (value < 0) return refuse(field, std::to_string(value) + " is negative");
-  if (value > max) return refuse(field, std::to_string(value) + " is above " + hex(max));
+bool isRefused(const char* record, const std::optional<Refusal>& refusal) {
+  if (!refusal) return false;
+  const std::string field = refusal->path.empty() ? "" : fieldAt(refusal->path) + ": ";
+  log_function(HOST_LOG_ERROR, 0, "%s: %s%s", record, field.c_str(), textOf(*refusal).c_str());
   return true;
 }
 
 bool isVersion(const Field& field, std::int64_t version) {
-  return version >= 0 || refuse(field, std::to_string(version) + " is negative");
+  return version >= 0 || field.refuse(std::to_string(version), "is negative");
 }
 
 std::uint8_t versionByte(std::int64_t version) { return static_cast<std::uint8_t>(std::min(version, kMax8Bits)); }
@@ -42,20 +41,20 @@ bool areDescriptors(const Field& parent, const char* list, const std::vector<Des
     const Field field = parent.element(list, i);
     const std::size_t size = descriptors[i].data.size();
     if (!inRange(field["tag"], descriptors[i].tag, kMax8Bits)) return false;
-    if (size > kMax8Bits) return refuse(field["data"], std::to_string(size) + " bytes are more than 255");
+    if (size > kMax8Bits) return field["data"].refuse(std::to_string(size) + " bytes", "are more than 255");
   }
   return true;
 }
 
 bool fitsSectionCount(const Field& field, std::size_t sections) {
-  return sections <= kMaxSections || refuse(field, "needs " + std::to_string(sections) + " sections, more than " +
-                                                       std::to_string(kMaxSections));
+  return sections <= kMaxSections ||
+         field.refuse("needs " + std::to_string(sections) + " sections, more than " + std::to_string(kMaxSections));
 }
 
 bool SectionCount::add(const Field& item, const std::vector<Descriptor>& descriptors, bool startsSection) {
   const std::size_t loop = wireSize(descriptors);
   if (room.itemHead + loop > room.bytes)
-    return refuse(item["descriptors"], std::to_string(loop) + " bytes do not fit in a section");
+    return item["descriptors"].refuse(std::to_string(loop) + " bytes", "do not fit in a section");
   add(room.itemHead + loop, startsSection);
   return true;
 }

@@ -2,63 +2,25 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <optional>
 #include <vector>
 
+#include "interface/checks/Field.h"
 #include "interface/dvbpsi.h"
 #include "interface/records.h"
 #include "interface/psi/sectioning.h"
 
-/// Checks that all converters use. They find out whether a record's values can be carried on the wire. A check that
-/// fails logs one error, which names the field and its value, and returns false. Any thread may call them.
+/// What the converters share: checks that a record's values can be carried on the wire, and what becomes of one
+/// that fails. Safe to call from any thread.
 
 namespace vantor::thrift::dvb_tables {
-
-constexpr std::int64_t kMax2Bits = 0x3;
-constexpr std::int64_t kMax3Bits = 0x7;
-constexpr std::int64_t kMax5Bits = 0x1F;
-constexpr std::int64_t kMax6Bits = 0x3F;
-constexpr std::int64_t kMax8Bits = 0xFF;
-constexpr std::int64_t kMax10Bits = 0x3FF;
-constexpr std::int64_t kMax16Bits = 0xFFFF;
-constexpr std::int64_t kMax24Bits = 0xFFFFFF;
-constexpr std::int64_t kMax32Bits = 0xFFFFFFFF;
-constexpr std::int64_t kMax40Bits = 0xFFFFFFFFFF;
-constexpr std::int64_t kMaxPid = 0x1FFF;
 
 /// descriptor_tag and descriptor_length.
 constexpr std::size_t kDescriptorHeaderSize = 2;
 
-/// A field of a record, such as the one that messages call "PAT: programs[3].pid". It holds pointers to its parent
-/// and to its name, which must both outlive it. The text of a message is put together only when a check fails.
-class Field {
- public:
-  explicit Field(const char* table) : name(table) {}
-
-  Field operator[](const char* member) const { return {this, member, kNoIndex}; }
-  Field element(const char* list, std::size_t i) const { return {this, list, static_cast<std::ptrdiff_t>(i)}; }
-
-  std::string path() const;
-
- private:
-  static constexpr std::ptrdiff_t kNoIndex = -1;
-
-  Field(const Field* parent, const char* name, std::ptrdiff_t index) : parent(parent), name(name), index(index) {}
-
-  const Field* parent = nullptr;
-  const char* name;
-  std::ptrdiff_t index = kNoIndex;
-};
-
-/// Logs an error of the form "path: reason". Always returns false, so that a check can end with
-/// `return refuse(...)`.
-bool refuse(const Field& field, const std::string& reason);
-
-/// A number as the reasons of refusals show it: 0x and hex digits in capitals, such as 0x4E.
-std::string hex(std::int64_t value);
-
-/// True when the value is between 0 and `max`.
-[[nodiscard]] bool inRange(const Field& field, std::int64_t value, std::int64_t max);
+/// True when there is a refusal. Logs it then as an error, with the record's name and the field before it, like
+/// "PAT: programs[3].pid: 9000 is above 0x1FFF".
+[[nodiscard]] bool isRefused(const char* record, const std::optional<Refusal>& refusal);
 
 /// True unless the version is negative. A version above 31 is not refused, because whoever sends the table turns it
 /// into 0.

@@ -14,8 +14,7 @@ std::size_t sectionCount(const std::vector<Descriptor>& descriptors) {
   return sections.count();
 }
 
-bool canBeSent(const CAT& record) {
-  const Field cat("CAT");
+bool canBeSent(const Field& cat, const CAT& record) {
   return isVersion(cat["version_number"], record.version_number) &&
          areDescriptors(cat, "descriptors", record.descriptors) &&
          fitsSectionCount(cat["descriptors"], sectionCount(record.descriptors));
@@ -23,8 +22,10 @@ bool canBeSent(const CAT& record) {
 
 }  // namespace
 
+std::optional<Refusal> check(const CAT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_cat_t* t2dCAT(const CAT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("CAT", check(record))) return nullptr;
   std::unique_ptr<dvbpsi_cat_t, decltype(&dvbpsi_cat_delete)> cat(
       dvbpsi_cat_new(versionByte(record.version_number), record.current_next_indicator), &dvbpsi_cat_delete);
   if (!cat || !addDescriptors(cat.get(), &dvbpsi_cat_descriptor_add, record.descriptors)) return nullptr;

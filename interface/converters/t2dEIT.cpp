@@ -27,8 +27,8 @@ bool fitsPacked(const Field& eit, const EIT& record) {
 bool fitsPresentFollowing(const Field& eit, const EIT& record) {
   const std::size_t most = isPresentMissing(record) ? 1 : 2;
   if (record.events.size() > most)
-    return refuse(eit["events"], std::to_string(record.events.size()) + " are more than the " +
-                                     std::to_string(most) + " that present/following has");
+    return eit["events"].refuse(std::to_string(record.events.size()),
+                                "are more than the " + std::to_string(most) + " that present/following has");
   for (std::size_t i = 0; i < record.events.size(); ++i)
     if (!SectionCount(kEitRoom).add(eit.element("events", i), record.events[i].descriptors)) return false;
   return true;
@@ -42,17 +42,16 @@ bool fitsSchedule(const Field& eit, const EIT& record) {
     const Field field = eit.element("events", i);
     const auto own = segmentOf(static_cast<std::uint64_t>(event.start_time), firstDay(record));
     if (!own)
-      return refuse(field["start_time"], hex(event.start_time) + " is no time within 4 days from MJD " +
-                                             std::to_string(firstDay(record)));
+      return field["start_time"].refuse(hex(event.start_time),
+                                        "is no time within 4 days from MJD " + std::to_string(firstDay(record)));
     if (*own < segment)
-      return refuse(field["start_time"],
-                    hex(event.start_time) + " is in a segment before that of the event before");
+      return field["start_time"].refuse(hex(event.start_time), "is in a segment before that of the event before");
     if (*own > segment) sections = SectionCount(kEitRoom);
     segment = *own;
     if (!sections.add(field, event.descriptors, startsSection(event))) return false;
     if (sections.count() > kSectionsPerSegment)
-      return refuse(field, "needs one more section than the " + std::to_string(kSectionsPerSegment) +
-                               " of segment " + std::to_string(segment));
+      return field.refuse("needs one more section than the " + std::to_string(kSectionsPerSegment) +
+                          " of segment " + std::to_string(segment));
   }
   return true;
 }
@@ -60,8 +59,9 @@ bool fitsSchedule(const Field& eit, const EIT& record) {
 bool fitsSections(const Field& eit, const EIT& record) {
   if (record.sectioning != EITSectioning::STANDARD) return fitsPacked(eit, record);
   if (record.table_id < kFirstEitTableId || record.table_id > kLastEitTableId)
-    return refuse(eit["table_id"], hex(record.table_id) + " is none of " + hex(kFirstEitTableId) + " to " +
-                                       hex(kLastEitTableId) + ", which STANDARD sectioning is for");
+    return eit["table_id"].refuse(hex(record.table_id), "is none of " + hex(kFirstEitTableId) + " to " +
+                                                            hex(kLastEitTableId) +
+                                                            ", which STANDARD sectioning is for");
   return record.table_id < kFirstScheduleTableId ? fitsPresentFollowing(eit, record) : fitsSchedule(eit, record);
 }
 
@@ -73,8 +73,7 @@ bool canBeSent(const Field& field, const EITEvent& event) {
          areDescriptors(field, "descriptors", event.descriptors);
 }
 
-bool canBeSent(const EIT& record) {
-  const Field eit("EIT");
+bool canBeSent(const Field& eit, const EIT& record) {
   if (!inRange(eit["table_id"], record.table_id, kMax8Bits)) return false;
   if (!inRange(eit["service_id"], record.service_id, kMax16Bits)) return false;
   if (!isVersion(eit["version_number"], record.version_number)) return false;
@@ -88,8 +87,10 @@ bool canBeSent(const EIT& record) {
 
 }  // namespace
 
+std::optional<Refusal> check(const EIT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_eit_t* t2dEIT(const EIT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("EIT", check(record))) return nullptr;
   EitTable eit(dvbpsi_eit_new(static_cast<std::uint8_t>(record.table_id),
                               static_cast<std::uint16_t>(record.service_id), versionByte(record.version_number),
                               record.current_next_indicator, static_cast<std::uint16_t>(record.transport_stream_id),

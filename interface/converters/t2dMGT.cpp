@@ -27,8 +27,7 @@ bool canBeSent(const Field& field, const MGTTable& table) {
          areDescriptors(field, "descriptors", table.descriptors);
 }
 
-bool canBeSent(const MGT& record) {
-  const Field mgt("MGT");
+bool canBeSent(const Field& mgt, const MGT& record) {
   if (!isVersion(mgt["version_number"], record.version_number)) return false;
   if (!inRange(mgt["protocol_version"], record.protocol_version, kMax8Bits)) return false;
   for (std::size_t i = 0; i < record.tables.size(); ++i)
@@ -38,8 +37,10 @@ bool canBeSent(const MGT& record) {
 
 }  // namespace
 
+std::optional<Refusal> check(const MGT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_atsc_mgt_t* t2dMGT(const MGT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("MGT", check(record))) return nullptr;
   MgtTable mgt(dvbpsi_atsc_NewMGT(kTableId, kTableIdExtension, versionByte(record.version_number),
                                   static_cast<std::uint8_t>(record.protocol_version),
                                   record.current_next_indicator));

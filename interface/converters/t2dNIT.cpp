@@ -18,8 +18,7 @@ bool fitsSections(const Field& nit, const NIT& record) {
   return fitsSectionCount(nit, sections.count());
 }
 
-bool canBeSent(const NIT& record) {
-  const Field nit("NIT");
+bool canBeSent(const Field& nit, const NIT& record) {
   if (!inRange(nit["network_id"], record.network_id, kMax16Bits)) return false;
   if (!isVersion(nit["version_number"], record.version_number)) return false;
   if (!areDescriptors(nit, "descriptors", record.descriptors)) return false;
@@ -35,8 +34,10 @@ bool canBeSent(const NIT& record) {
 
 }  // namespace
 
+std::optional<Refusal> check(const NIT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_nit_t* t2dNIT(const NIT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("NIT", check(record))) return nullptr;
   const auto networkId = static_cast<std::uint16_t>(record.network_id);
   std::unique_ptr<dvbpsi_nit_t, decltype(&dvbpsi_nit_delete)> nit(
       dvbpsi_nit_new(kNitActualTableId, networkId, networkId, versionByte(record.version_number),

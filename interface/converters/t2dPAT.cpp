@@ -11,8 +11,7 @@ namespace {
 /// What the sections of a PAT are generated with.
 constexpr std::size_t kProgramsPerSection = 100;
 
-bool canBeSent(const PAT& record) {
-  const Field pat("PAT");
+bool canBeSent(const Field& pat, const PAT& record) {
   if (!inRange(pat["transport_stream_id"], record.transport_stream_id, kMax16Bits)) return false;
   if (!isVersion(pat["version_number"], record.version_number)) return false;
   for (std::size_t i = 0; i < record.programs.size(); ++i) {
@@ -26,8 +25,10 @@ bool canBeSent(const PAT& record) {
 
 }  // namespace
 
+std::optional<Refusal> check(const PAT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_pat_t* t2dPAT(const PAT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("PAT", check(record))) return nullptr;
   std::unique_ptr<dvbpsi_pat_t, decltype(&dvbpsi_pat_delete)> pat(
       dvbpsi_pat_new(static_cast<std::uint16_t>(record.transport_stream_id), versionByte(record.version_number),
                      record.current_next_indicator),

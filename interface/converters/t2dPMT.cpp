@@ -15,12 +15,11 @@ constexpr std::size_t kStreamHead = 5;                    // up to ES_info_lengt
 bool fitsSection(const Field& pmt, const PMT& record) {
   std::size_t size = kFixedSize + wireSize(record.descriptors);
   for (const PMTStream& stream : record.streams) size += kStreamHead + wireSize(stream.descriptors);
-  return size <= kMaxSectionSize || refuse(pmt, "needs " + std::to_string(size) + " bytes, more than the " +
-                                                    std::to_string(kMaxSectionSize) + " of its one section");
+  return size <= kMaxSectionSize || pmt.refuse("needs " + std::to_string(size) + " bytes, more than the " +
+                                               std::to_string(kMaxSectionSize) + " of its one section");
 }
 
-bool canBeSent(const PMT& record) {
-  const Field pmt("PMT");
+bool canBeSent(const Field& pmt, const PMT& record) {
   if (!inRange(pmt["program_number"], record.program_number, kMax16Bits)) return false;
   if (!isVersion(pmt["version_number"], record.version_number)) return false;
   if (!inRange(pmt["pcr_pid"], record.pcr_pid, kMaxPid)) return false;
@@ -37,8 +36,10 @@ bool canBeSent(const PMT& record) {
 
 }  // namespace
 
+std::optional<Refusal> check(const PMT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_pmt_t* t2dPMT(const PMT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("PMT", check(record))) return nullptr;
   PmtTable pmt(dvbpsi_pmt_new(static_cast<std::uint16_t>(record.program_number), versionByte(record.version_number),
                               record.current_next_indicator, static_cast<std::uint16_t>(record.pcr_pid)));
   if (!pmt || !addDescriptors(pmt.get(), &dvbpsi_pmt_descriptor_add, record.descriptors)) return nullptr;

@@ -1,9 +1,15 @@
 #pragma once
 
+#include <optional>
+
+#include "interface/checks/Refusal.h"
 #include "interface/dvbpsi.h"
 #include "interface/records.h"
 
 namespace vantor::thrift::dvb_tables {
+
+/// Why the record cannot be carried on the wire, if it cannot.
+[[nodiscard]] std::optional<Refusal> check(const PMT& record);
 
 /// Makes a libdvbpsi table of the record. The caller frees it with dvbpsi_pmt_delete. Returns null when the record
 /// cannot be carried on the wire, after an error in the log that names the field and its value. A version above

@@ -19,8 +19,7 @@ bool fitsSections(const Field& sdt, const SDT& record) {
   return fitsSectionCount(sdt["services"], sections.count());
 }
 
-bool canBeSent(const SDT& record) {
-  const Field sdt("SDT");
+bool canBeSent(const Field& sdt, const SDT& record) {
   if (!inRange(sdt["transport_stream_id"], record.transport_stream_id, kMax16Bits)) return false;
   if (!inRange(sdt["original_network_id"], record.original_network_id, kMax16Bits)) return false;
   if (!isVersion(sdt["version_number"], record.version_number)) return false;
@@ -36,8 +35,10 @@ bool canBeSent(const SDT& record) {
 
 }  // namespace
 
+std::optional<Refusal> check(const SDT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_sdt_t* t2dSDT(const SDT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("SDT", check(record))) return nullptr;
   SdtTable sdt(dvbpsi_sdt_new(kSdtActualTableId, static_cast<std::uint16_t>(record.transport_stream_id),
                               versionByte(record.version_number), record.current_next_indicator,
                               static_cast<std::uint16_t>(record.original_network_id)));

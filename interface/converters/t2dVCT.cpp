@@ -17,10 +17,10 @@ constexpr std::size_t kShortNameUnits = 7;
 
 bool isShortName(const Field& field, const std::string& name) {
   const auto units = utf16Of(name);
-  if (!units) return refuse(field, "is not UTF-8");
+  if (!units) return field.refuse("is not UTF-8");
   return units->size() <= kShortNameUnits ||
-         refuse(field, '"' + name + "\" has " + std::to_string(units->size()) + " UTF-16 code units, more than " +
-                           std::to_string(kShortNameUnits));
+         field.refuse('"' + name + '"', "has " + std::to_string(units->size()) + " UTF-16 code units, more than " +
+                                            std::to_string(kShortNameUnits));
 }
 
 bool fitsSections(const Field& vct, const VCT& record) {
@@ -45,11 +45,11 @@ bool canBeSent(const Field& field, const VCTChannel& channel) {
          areDescriptors(field, "descriptors", channel.descriptors);
 }
 
-bool canBeSent(const VCT& record) {
-  const Field vct("VCT");
+bool canBeSent(const Field& vct, const VCT& record) {
   if (record.table_id != kTerrestrial && record.table_id != kCable)
-    return refuse(vct["table_id"], std::to_string(record.table_id) + " is neither " + hex(kTerrestrial) +
-                                       ", terrestrial, nor " + hex(kCable) + ", cable");
+    return vct["table_id"].refuse(
+        std::to_string(record.table_id),
+        "is neither " + hex(kTerrestrial) + ", terrestrial, nor " + hex(kCable) + ", cable");
   if (!inRange(vct["transport_stream_id"], record.transport_stream_id, kMax16Bits)) return false;
   if (!isVersion(vct["version_number"], record.version_number)) return false;
   if (!inRange(vct["protocol_version"], record.protocol_version, kMax8Bits)) return false;
@@ -86,8 +86,10 @@ void setFields(dvbpsi_atsc_vct_channel_t& to, const VCTChannel& channel) {
 
 }  // namespace
 
+std::optional<Refusal> check(const VCT& record) { return refusalOf(record, &canBeSent); }
+
 dvbpsi_atsc_vct_t* t2dVCT(const VCT& record) {
-  if (!canBeSent(record)) return nullptr;
+  if (isRefused("VCT", check(record))) return nullptr;
   VctTable vct(dvbpsi_atsc_NewVCT(static_cast<std::uint8_t>(record.table_id),
                                   static_cast<std::uint16_t>(record.transport_stream_id),
                                   static_cast<std::uint8_t>(record.protocol_version), record.table_id == kCable,

@@ -1,0 +1,33 @@
+#include "interface/checks/outputAddress.h"
+
+#include <arpa/inet.h>
+
+#include "interface/checks/Field.h"
+
+namespace vantor::thrift::general {
+
+namespace {
+
+constexpr std::int32_t kFirstVlan = 1;
+constexpr std::int32_t kLastVlan = 3;
+
+bool parse(const std::string& ip, in_addr& address) {
+  const bool endsEarly = ip.find('\0') != std::string::npos;
+  return !endsEarly && inet_pton(AF_INET, ip.c_str(), &address) == 1;
+}
+
+bool canBeSent(const Field& field, const OutputAddress& address) {
+  in_addr destination{};
+  if (!parse(address.ip, destination)) return field["ip"].refuse('"' + address.ip + '"', "is no IPv4 address");
+  if (address.port < 1 || address.port > kMax16Bits)
+    return field["port"].refuse(std::to_string(address.port), "is no port from 1 to " + std::to_string(kMax16Bits));
+  const bool isVlan = address.vlan >= kFirstVlan && address.vlan <= kLastVlan;
+  return isVlan || !isMulticast(destination) ||
+         field["vlan"].refuse(std::to_string(address.vlan), "is none of the VLANs 1, 2 and 3");
+}
+
+}  // namespace
+
+std::optional<Refusal> check(const OutputAddress& address) { return refusalOf(address, &canBeSent); }
+
+}  // namespace vantor::thrift::general

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include <optional>
+
+#include "interface/checks/Refusal.h"
+#include "interface/records.h"
+
+namespace vantor::thrift::general {
+
+/// True for a destination that leaves as multicast, through the VLAN interface of the address. It is the last octet
+/// that tells, not the first: which outputs go out as multicast is settled by the address plan of the device, where
+/// 239.1.1.1 leaves as unicast and 10.0.0.230 as multicast.
+inline bool isMulticast(const in_addr& destination) {
+  constexpr unsigned int kMulticastNibble = 14;
+  return ntohl(destination.s_addr) % 0x100 >> 4 == kMulticastNibble;
+}
+
+/// Why nothing could be sent to the address, if so. The vlan is looked at only where it is read.
+[[nodiscard]] std::optional<Refusal> check(const OutputAddress& address);
+
+}  // namespace vantor::thrift::general

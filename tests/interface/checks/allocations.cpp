@@ -1,0 +1,22 @@
+#include "tests/interface/checks/allocations.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<long> count{0};
+
+}  // namespace
+
+long allocations() { return count; }
+
+void* operator new(std::size_t size) {
+  ++count;
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
