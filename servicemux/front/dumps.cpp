@@ -1,13 +1,12 @@
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/chrono.hpp>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string_view>
-#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -31,6 +30,10 @@ constexpr std::string_view kExtension = ".bin";
 std::string currentLink(const std::string& directory, const std::string& table) {
   return directory + "/current_" + table + ".bin";
 }
+
+/// Removes a file or a link, never a directory. An error is ignored: dump files help to find faults and must not
+/// disturb the multiplex.
+void removeFile(const std::string& path) { unlink(path.c_str()); }
 
 bool isDumpFileName(std::string_view name) {
   const auto dot = name.rfind('.');
@@ -96,17 +99,15 @@ void serviceMux::dumpTable(dvbpsi_psi_section_s* sections) {
                 static_cast<std::streamsize>(sectionSize(*section)));
   }
   const std::string link = currentLink(dumpPath, table);
-  std::error_code ignored;  // a diagnosis aid must not disturb the multiplex
-  std::filesystem::remove(link, ignored);
-  std::filesystem::create_symlink(file, link, ignored);
+  removeFile(link);
+  [[maybe_unused]] const int ignored = symlink(file.c_str(), link.c_str());
 }
 
 void serviceMux::clearCurrentdumpedTable(unsigned char table_id, unsigned short extension) {
   if (dumpPath.empty()) return;
   const std::string table = getTablename(table_id, extension);
   if (table.empty()) return;
-  std::error_code ignored;
-  std::filesystem::remove(currentLink(dumpPath, table), ignored);
+  removeFile(currentLink(dumpPath, table));
 }
 
 void serviceMux::clearDumpedTables() {
@@ -126,10 +127,9 @@ void serviceMux::clearOldDumpedTables() {
   const DumpFiles found = listDumpFiles(directory, dumpPath);
   closedir(directory);
   const std::int32_t now_h = hoursSinceEpoch();
-  std::error_code ignored;
   for (const auto& [file, status] : found.files) {
     const auto age = now_h - static_cast<std::int32_t>(status.st_mtime / 3600);
-    if (age > kMaxAge && found.inForce.count(status.st_ino) == 0) std::filesystem::remove(file, ignored);
+    if (age > kMaxAge && found.inForce.count(status.st_ino) == 0) removeFile(file);
   }
 }
 
