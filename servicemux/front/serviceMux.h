@@ -36,9 +36,12 @@ class VBRmuxer;
 /// them on UDP until they are replaced or cleared.
 ///
 /// The object runs from the end of its constructor to the start of its destructor, with threads of its own. All
-/// tables start empty. Errors are logged, never thrown, and leave on air what was there; the only exceptions are
-/// those of the thread library when it runs out of resources, at construction. Table operations take no lock and
-/// must come from one thread at a time; setBitrate and statistics may come from any.
+/// tables start empty. Errors are logged, never thrown, and leave on air what was there. The only exceptions are
+/// those of a system that has run out of memory, threads or mutexes: boost::thread_resource_error,
+/// std::system_error and std::bad_alloc. They may come from the constructor and from what makes a stream later,
+/// which is setDRMConfig, newPMT on a PID that has no PMT yet and the first ATSC table; the other tables stay on
+/// air then. Table operations take no lock and must come from one thread at a time; setBitrate and statistics may
+/// come from any.
 class SERVICEMUX_API serviceMux final : public RegistryOwner {
  public:
   /// `name` opens the log messages (null counts as empty). `address` says where the datagrams go; when the last
@@ -68,7 +71,8 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   int newNIT(const vantor::thrift::dvb_tables::NIT& record);
   void clearNIT();
 
-  /// Puts a program's PMT on its PID. One that is on air on another PID stays there: clear it first.
+  /// Puts a program's PMT on a PID. A PID above 0x1FFF, which no packet can have, is refused with an error in the
+  /// log and -1. A PMT that is on air on another PID stays there, with its version returned: clear it first.
   int newPMT(const vantor::thrift::dvb_tables::PMT& record, short pid);
   void clearPMT(short program, short pid);
   void clearAllPMTs();
@@ -122,7 +126,9 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   // repeated until the next one, EMMs are sent once, each set of them within half a second.
 
   /// Says which messages are carried: scrambler_type 0 on the fixed PIDs 0x0021 and 0x0022, 3 on the PIDs that the
-  /// configuration lists. Messages on air stop, also when nothing has changed.
+  /// configuration lists, each taken by its low 16 bits. Messages on air stop, also when nothing has changed. When
+  /// a stream cannot be made this throws boost::thread_resource_error: the streams made before it are there,
+  /// messages for the others are refused or passed over, and calling again makes them all.
   void setDRMConfig(const vantor::thrift::general::ScramblerConfig& config);
 
   /// For scrambler_type 0. Packets must have the PID already.
@@ -132,8 +138,9 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void clearECM();
   void clearEMM();
 
-  /// For scrambler_type 3, on one of the configured PIDs. Of packets only the first is sent, as many times as there
-  /// are packets. No data means an ECM stop, after which the last ECM goes on.
+  /// For scrambler_type 3, on one of the configured PIDs. Of several packets only the first is sent, as many times
+  /// as there are packets. Empty data is an ECM stop, which is only logged: the last ECM stays on air. Both are
+  /// kept for compatibility.
   void setLiveECM(const vantor::thrift::simulcrypt::ECMItem& ecm);
   void setLiveEMM(const vantor::thrift::simulcrypt::EMMItem& emm);
   /// Removes all streams; the next setDRMConfig makes them again.

@@ -6,6 +6,7 @@
 #include "interface/host.h"
 #include "servicemux/front/intake.h"
 #include "servicemux/front/serviceMux.h"
+#include "servicemux/packetize/packet.h"
 #include "servicemux/packetize/pids.h"
 #include "servicemux/registries/EITStreams.h"
 #include "servicemux/registries/PMTStreams.h"
@@ -19,7 +20,7 @@ namespace {
 
 using namespace vantor::thrift::dvb_tables;
 
-/// 16-bit values come as short; above 0x7FFF they would print and look up as negative.
+/// 16-bit values come as short. Those above 0x7FFF would be printed and looked up as negative numbers.
 unsigned short unsigned16(short value) { return static_cast<unsigned short>(value); }
 
 template <typename Item>
@@ -46,6 +47,11 @@ int serviceMux::newPMT(const PMT& record, short pid) {
   const unsigned short pmtPid = unsigned16(pid);
   log_function(HOST_LOG_DEBUG, 0, "[%s] [0x%04x] on PID [0x%04x]", "newPMT",
                static_cast<unsigned int>(record.program_number), pmtPid);
+  if (pmtPid > kNullPid) {  // its high bits would go into the flags of the packet header
+    log_function(HOST_LOG_ERROR, 0, "[%s] PMT of program %d: pid: 0x%04x is above 0x%04x", name.c_str(),
+                 record.program_number, pmtPid, kNullPid);
+    return -1;
+  }
   const PmtTable table(t2dPMT(record));
   if (!table || !pmts) return -1;
   clampVersion(table->i_version);
@@ -85,7 +91,7 @@ int serviceMux::newSDT(const SDT& record, unsigned char tableId) {
 int serviceMux::newEITpf(const EITRecords& records) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "newEITpf");
   return newEITs(records, [this](const dvbpsi_eit_t& eit, unsigned int sections, unsigned int size) {
-    // service_id before table_id, each in the other's width: what reads these lines expects them so.
+    // The service_id comes first, and each number has the width of the other. Kept for compatibility.
     log_function(HOST_LOG_INFO, 0, "[%s] New EITpf %02x/%04x/%u Size %u/%u", name.c_str(), eit.i_extension,
                  eit.i_table_id, eit.i_version, sections, size);
   });
