@@ -65,8 +65,8 @@ int serviceMux::newNIT(const NIT& record) {
   return table->i_version;
 }
 
-/// Dumps the sections and swaps them in, as one complete string, for what the stream sent so far. Returns their
-/// bytes.
+/// Dumps the sections and puts their packets on air, all at once, in place of what the stream has sent so far.
+/// Returns the bytes of the sections.
 unsigned int serviceMux::putOnAir(SimpleTable& stream, unsigned short pid, unsigned char version,
                                   dvbpsi_psi_section_s* sections) {
   dumpTable(sections);

@@ -6,7 +6,7 @@
 
 namespace vantor {
 
-/// A version that does not fit in the 5 bits of version_number is sent as 0.
+/// version_number has 5 bits: a version that does not fit is sent as 0.
 inline void clampVersion(unsigned char& version) {
   constexpr unsigned char kMaxVersion = 31;
   if (version > kMaxVersion) version = 0;

@@ -14,6 +14,12 @@ using vantor::thrift::dvb_tables::LocalTimeOffset;
 using vantor::thrift::dvb_tables::MGT;
 using vantor::thrift::dvb_tables::VCT;
 
+namespace {
+
+constexpr unsigned char kMgtSections = 1;  // however many there are; kept for compatibility
+
+}  // namespace
+
 int serviceMux::newMGT(const MGT& record) {
   log_function(HOST_LOG_WARNING, 0, "[%s]", "newMGT");
   const MgtTable table(t2dMGT(record));
@@ -23,7 +29,7 @@ int serviceMux::newMGT(const MGT& record) {
   if (const SectionChain sections = generateSections(*table)) {
     std::string packets;
     packetize(kPsipPid, packets, sections.get());
-    psip->newPSIPTable(table->i_table_id, packets, 1);
+    psip->newPSIPTable(table->i_table_id, packets, kMgtSections);
   }
   return table->i_version;
 }

@@ -26,7 +26,7 @@ void serviceMux::setDRMConfig(const vantor::thrift::general::ScramblerConfig& co
     log_function(HOST_LOG_NOTICE, 0, "Vesk DRM ECM PID enabled");
     caEcm = std::make_unique<SimpleTable>(muxer, kCaEcmPid, periods.ecm);
     log_function(HOST_LOG_NOTICE, 0, "Vesk DRM EMM PID enabled");
-    caEmm = std::make_unique<SectionQueue>(muxer, kCaEmmPid, 0);  // the first set of EMMs brings its rate
+    caEmm = std::make_unique<SectionQueue>(muxer, kCaEmmPid, 0);  // its rate comes with the first EMMs
   } else if (config.scrambler_type == kSimulcrypt) {
     openLiveEcms();
     openLiveEmms();

@@ -17,8 +17,8 @@ namespace {
 constexpr unsigned char kTtl = 1;  // the output stays on the local network
 constexpr unsigned int kMulticastNibble = 14;
 
-/// Tests the last octet, not the first: which outputs go out as multicast is settled by the address plan of the
-/// device, where the groups end in 224 to 239.
+/// Looks at the last octet and not at the first: 10.0.0.230 is multicast here and 239.1.1.1 is not. Kept for
+/// compatibility.
 bool isMulticast(const in_addr& address) { return address.s_addr >> 28 == kMulticastNibble; }
 
 }  // namespace
@@ -34,8 +34,9 @@ bool serviceMux::openUDPSocket() {
   return opened && ready;
 }
 
-/// Ties the socket to the output interface and to the group. Every step is taken even when an earlier one failed;
-/// once the socket is closed they all fail on descriptor -1, and the number it had is left to whoever gets it next.
+/// Ties the socket to the output interface and to the group. Every step is taken even when an earlier one has
+/// failed. Once the socket is closed its descriptor is -1, on which all further steps fail: its old number may
+/// already be that of another file.
 bool serviceMux::setUpMulticast() {
   bool ok = true;
   ifreq interface {};

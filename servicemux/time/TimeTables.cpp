@@ -25,7 +25,7 @@ using Clock = boost::chrono::steady_clock;
 constexpr std::size_t kUtcOffset = 3;
 constexpr int kUtcSize = 5;
 
-/// Bit/s at which so many bytes fill a period, and one more.
+/// The rate in bit/s at which so many bytes take one period, rounded down and one more.
 unsigned int rateOf(std::size_t bytes, unsigned int period) {
   return (8000U * static_cast<unsigned int>(bytes) + period) / period;
 }
@@ -63,7 +63,7 @@ void TimeTables::setLocalTimeOffsetTable(const std::vector<dvbpsi_local_time_off
   totSections = offsets.empty() ? nullptr : makeTot(kTotTableId, offsets);
 }
 
-/// Lock held. With the time read last; the updater overwrites it before it sends.
+/// With the time that was read last, which the updater overwrites before it sends the table (lock held).
 SectionChain TimeTables::makeTot(unsigned char tableId,
                                  const std::vector<dvbpsi_local_time_offset_s>& offsets) const {
   const TotTable tot(dvbpsi_tot_new(tableId, 0, 0, true, static_cast<std::uint64_t>(lastUTCTime)));
@@ -101,7 +101,7 @@ void TimeTables::timeUpdateFct() {
   }
 }
 
-/// Sends the time when it is known and another than before (lock held).
+/// Sends the time if it is known and has changed (lock held).
 void TimeTables::update() {
   if (IsSystemTimeSet() != 0) return;
   const long long utc = GetUTCTime();
