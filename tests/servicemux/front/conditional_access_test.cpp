@@ -514,6 +514,21 @@ TEST_F(ConditionalAccess, EmmsStillWaitingGoWithTheirStream) {
   EXPECT_LE(sender.packets().size(), 129U);
 }
 
+TEST_F(ConditionalAccess, ClearAllTablesRemovesEveryStream) {
+  configure(makeConfig(0));
+  mux.setECM(makeMessage(kSections, makeSection(50, 'e')));
+  lines();
+  mux.clearAllTables();
+  EXPECT_THAT(lines(), ElementsAre("7 [clearAllTables]", "4 [clearLiveECMs]", "4 [clearLiveEMMs]"));
+  EXPECT_THAT(messages(), IsEmpty());
+  mux.setECM(makeMessage(kSections, makeSection(50, 'e')));
+  EXPECT_THAT(messages(), IsEmpty());
+  configure(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+  mux.setLiveECM(makeEcm(0x100, kSections, makeSection(50, 'e')));
+  mux.clearAllTables();
+  EXPECT_THAT(messages(), IsEmpty());
+}
+
 // Locks
 
 TEST_F(ConditionalAccess, LiveStreamsAreUsedUnderTheirLocks) {
@@ -539,19 +554,4 @@ TEST_F(ConditionalAccess, LiveStreamsAreUsedUnderTheirLocks) {
   configure(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
   EXPECT_THAT(held([this] { mux.clearLiveECMs(); }), ElementsAre(emm)) << "that of the EMMs for both";
   EXPECT_THAT(held([this] { mux.clearLiveEMMs(); }), ElementsAre(emm));
-}
-
-TEST_F(ConditionalAccess, ClearAllTablesRemovesEveryStream) {
-  configure(makeConfig(0));
-  mux.setECM(makeMessage(kSections, makeSection(50, 'e')));
-  lines();
-  mux.clearAllTables();
-  EXPECT_THAT(lines(), ElementsAre("7 [clearAllTables]", "4 [clearLiveECMs]", "4 [clearLiveEMMs]"));
-  EXPECT_THAT(messages(), IsEmpty());
-  mux.setECM(makeMessage(kSections, makeSection(50, 'e')));
-  EXPECT_THAT(messages(), IsEmpty());
-  configure(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
-  mux.setLiveECM(makeEcm(0x100, kSections, makeSection(50, 'e')));
-  mux.clearAllTables();
-  EXPECT_THAT(messages(), IsEmpty());
 }

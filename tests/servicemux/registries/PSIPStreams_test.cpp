@@ -119,7 +119,7 @@ TEST_F(PSIPStreamsTest, SecondTableOfAnIdTakesTheFirstOnesPlace) {
 
 TEST_F(PSIPStreamsTest, UpdateWithoutPacketsIsRefused) {
   add(kMgt, 1, 0x11);
-  EXPECT_FALSE(add(kMgt, 0));
+  ASSERT_FALSE(add(kMgt, 0));
   ASSERT_NE(psips->findPSIPTable(kMgt), nullptr);
   EXPECT_EQ(carrouselOf(kMgt).GetNumberSubTables(), 1U);
   EXPECT_EQ(byteAt(take(carrouselOf(kMgt)), 4), 0x11);
