@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/servicemux/doubles/FailingSections.h"
+#include "tests/servicemux/doubles/StreamCalls.h"
 #include "tests/servicemux/front/intake.h"
 
 namespace {
@@ -11,8 +13,6 @@ using testing::StartsWith;
 using vantor::thrift::dvb_tables::LocalTimeOffset;
 using vantor::thrift::dvb_tables::MGT;
 using vantor::thrift::dvb_tables::MGTTable;
-using vantor::thrift::dvb_tables::VCT;
-using vantor::thrift::dvb_tables::VCTChannel;
 
 constexpr unsigned short kPsipPid = 0x1FFB;
 constexpr int kMgt = 0xC7;
@@ -31,22 +31,6 @@ MGT makeMgt(int version, int tables = 1) {
     mgt.tables.push_back(table);
   }
   return mgt;
-}
-
-VCT makeVct(int tableId, int version, int channels = 1) {
-  VCT vct;
-  vct.table_id = static_cast<std::int16_t>(tableId);
-  vct.transport_stream_id = 0x2A;
-  vct.version_number = version;
-  for (int i = 1; i <= channels; ++i) {
-    VCTChannel channel;
-    channel.short_name = "CH " + std::to_string(i);
-    channel.major_channel_number = 1;
-    channel.minor_channel_number = static_cast<std::int16_t>(i);
-    channel.program_number = i;
-    vct.channels.push_back(channel);
-  }
-  return vct;
 }
 
 class PsipTables : public Intake {
@@ -108,6 +92,29 @@ TEST_F(PsipTables, TablesThatOutgrowASectionAreSentInTwo) {
   EXPECT_EQ(sentVersion(kTerrestrialVct, 1), 2);
 }
 
+TEST_F(PsipTables, MgtCountsAsOneSectionAndTheVctWithAllOfThem) {
+  StreamCalls calls;
+  mux.newMGT(makeMgt(1, 400));
+  mux.newMGT(makeMgt(2, 400));
+  mux.newVCT(makeVct(kTerrestrialVct, 1, 32));
+  mux.newVCT(makeVct(kTerrestrialVct, 2));
+  mux.newVCT(makeVct(kCableVct, 1, 32));
+  EXPECT_THAT(calls.take(), ElementsAre("new c7 1s", "replace c7 1s", "new c8 2s", "replace c8 1s", "new c9 2s"));
+}
+
+TEST_F(PsipTables, TablesWithoutSectionsLeaveThePreviousOnesAndReturnTheirVersion) {
+  mux.newMGT(makeMgt(1));
+  mux.newVCT(makeVct(kTerrestrialVct, 2));
+  lines();
+  const FailingSections failing;
+  EXPECT_EQ(mux.newMGT(makeMgt(3)), 3);
+  EXPECT_EQ(mux.newVCT(makeVct(kTerrestrialVct, 40)), 0);
+  EXPECT_EQ(mux.newVCT(makeVct(kCableVct, 5)), 5);
+  EXPECT_THAT(lines(), ElementsAre("4 [newMGT]", "6 New MGT TID [0xc7] V [3]", "4 [newVCT]",
+                                   "6 New VCT TID [0xc8] V [0]", "4 [newVCT]", "6 New VCT TID [0xc9] V [5]"));
+  EXPECT_THAT(tables(), ElementsAre("MGT v1", "TVCT v2"));
+}
+
 TEST_F(PsipTables, RefusedRecordsLeaveThePreviousTables) {
   mux.newMGT(makeMgt(1));
   mux.newVCT(makeVct(kTerrestrialVct, 2));
@@ -133,6 +140,14 @@ TEST_F(PsipTables, ClearingTheVctRemovesBothKinds) {
   mux.clearVCT();
   EXPECT_THAT(lines(), ElementsAre("4 [clearVCT]"));
   EXPECT_THAT(tables(), ElementsAre("MGT v2"));
+}
+
+TEST_F(PsipTables, CableIsClearedBeforeTerrestrial) {
+  StreamCalls calls;
+  mux.newVCT(makeVct(kTerrestrialVct, 1));
+  mux.newVCT(makeVct(kCableVct, 1));
+  mux.clearVCT();
+  EXPECT_THAT(calls.take(), ElementsAre("new c8 1s", "new c9 1s", "clear c9", "clear c8"));
 }
 
 TEST_F(PsipTables, EachIsClearedByItself) {

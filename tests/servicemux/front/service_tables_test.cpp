@@ -1,9 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/thread/exceptions.hpp>
 #include <filesystem>
 
 #include "tests/servicemux/doubles/FailingGenerators.h"
+#include "tests/servicemux/doubles/MutexCreation.h"
+#include "tests/servicemux/doubles/StreamCalls.h"
 #include "tests/servicemux/front/intake.h"
 
 namespace {
@@ -93,6 +96,44 @@ TEST_F(ServiceTables, PmtOnAnotherPidLeavesTheOneOnAirAndReturnsItsVersion) {
   EXPECT_EQ(mux.newPMT(makePmt(1, 2), 0x101), 2);
   EXPECT_THAT(lines(), ElementsAre("7 [newPMT] [0x0001] on PID [0x0101]"));
   EXPECT_THAT(tables(), ElementsAre("PMT_1 v1"));
+}
+
+TEST_F(ServiceTables, PmtOnWhatIsNoPidIsRefusedAndNothingIsLost) {
+  mux.newPMT(makePmt(1, 1), 0x100);
+  lines();
+  EXPECT_EQ(mux.newPMT(makePmt(1, 2), -1), -1);
+  EXPECT_EQ(mux.newPMT(makePmt(0xFF01, 2), 0x2000), -1);
+  EXPECT_THAT(lines(), ElementsAre("7 [newPMT] [0x0001] on PID [0xffff]",
+                                   "3 [mux] PMT of program 1: pid: 0xffff is above 0x1fff",
+                                   "7 [newPMT] [0xff01] on PID [0x2000]",
+                                   "3 [mux] PMT of program 65281: pid: 0x2000 is above 0x1fff"));
+  EXPECT_THAT(tables(), ElementsAre("PMT_1 v1"));
+  EXPECT_EQ(mux.newPMT(makePmt(2, 3), 0x1FFF), 3) << "the highest PID";
+}
+
+TEST_F(ServiceTables, PmtWhoseCarrouselCannotBeMadeLeavesTheOthersOnAir) {
+  mux.newPMT(makePmt(1, 1), 0x100);
+  {
+    const MutexCreation creation(0);
+    EXPECT_THROW(mux.newPMT(makePmt(2, 1), 0x101), boost::thread_resource_error);
+    EXPECT_EQ(mux.newPMT(makePmt(3, 1), 0x100), 1) << "shares a carousel";
+  }
+  EXPECT_THAT(tables(), ElementsAre("PMT_1 v1", "PMT_3 v1"));
+  EXPECT_EQ(mux.newPMT(makePmt(2, 1), 0x101), 1);
+}
+
+TEST_F(ServiceTables, AreHandedOverWithTheNumberOfTheirSections) {
+  StreamCalls calls;
+  for (const int version : {1, 2}) {
+    mux.newPMT(makePmt(1, version), 0x100);
+    mux.newSDTActual(makeSdt(1, 1, version, 10));
+    mux.newSDTOthers(makeSdt(2, 1, version, 20));
+    mux.newEITpf({{0, {{0, makeEit(0x4E, 0x101, version)}}}});
+    mux.newEITsch({{0, {{0, makeEit(0x50, 0x101, version, 40)}}}});
+  }
+  EXPECT_THAT(calls.take(),
+              ElementsAre("new 02 1s", "new 42 2s", "new 46 3s", "new 4e 1s", "new 50 3s",  //
+                          "replace 02 1s", "replace 42 2s", "replace 46 3s", "replace 4e 1s", "replace 50 3s"));
 }
 
 TEST_F(ServiceTables, NewSdtActualIsLoggedAndSent) {

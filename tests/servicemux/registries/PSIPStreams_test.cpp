@@ -8,6 +8,7 @@
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/registries/RegistryTest.h"
+#include "tests/servicemux/registries/ownPeriods.h"
 
 namespace {
 
@@ -77,15 +78,15 @@ class PSIPStreamsTest : public RegistryTest {
 
 TEST_F(PSIPStreamsTest, PeriodsFollowTheTableId) {
   const auto period = [this](int tid) { return psips->getInsPeriod(static_cast<vantor::PSIP_TID>(tid)); };
-  output.periods.vctCable = 401;
-  EXPECT_EQ(period(0xC7), 150U);
-  EXPECT_EQ(period(0xC8), 400U);
-  EXPECT_EQ(period(0xC9), 401U);
-  EXPECT_EQ(period(0xCA), 60000U);
-  EXPECT_EQ(period(0xCD), 1000U);
+  const auto& periods = output.periods = ownPeriods();
+  EXPECT_EQ(period(0xC7), periods.mgt);
+  EXPECT_EQ(period(0xC8), periods.vctTerrestrial);
+  EXPECT_EQ(period(0xC9), periods.vctCable);
+  EXPECT_EQ(period(0xCA), periods.rrt);
+  EXPECT_EQ(period(0xCD), periods.stt);
   EXPECT_THAT(takeLines(log), IsEmpty());
   for (const int tid : {0xCB, 0xCC, 0x42}) {
-    EXPECT_EQ(period(tid), 10000U);
+    EXPECT_EQ(period(tid), periods.fallback);
     EXPECT_THAT(takeLines(log), ElementsAre("3 [getInsPeriod] Table id not supported!"));
   }
 }
@@ -114,6 +115,14 @@ TEST_F(PSIPStreamsTest, SecondTableOfAnIdTakesTheFirstOnesPlace) {
   EXPECT_EQ(psips->findPSIPTable(kMgt)->subtable, subtable);
   EXPECT_EQ(carrouselOf(kMgt).GetNumberSubTables(), 1U);
   EXPECT_EQ(byteAt(take(carrouselOf(kMgt)), 4), 0x22);
+}
+
+TEST_F(PSIPStreamsTest, UpdateWithoutPacketsIsRefused) {
+  add(kMgt, 1, 0x11);
+  ASSERT_FALSE(add(kMgt, 0));
+  ASSERT_NE(psips->findPSIPTable(kMgt), nullptr);
+  EXPECT_EQ(carrouselOf(kMgt).GetNumberSubTables(), 1U);
+  EXPECT_EQ(byteAt(take(carrouselOf(kMgt)), 4), 0x11);
 }
 
 TEST_F(PSIPStreamsTest, UnsupportedTableIdIsSentAtTheFallbackPeriod) {

@@ -10,6 +10,7 @@
 #include "tests/servicemux/doubles/UtcClock.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/registries/RegistryTest.h"
+#include "tests/servicemux/registries/ownPeriods.h"
 
 namespace {
 
@@ -232,9 +233,11 @@ TEST_F(TimeUpdaterTest, WakeUpBeforeItsTimeDoesNotShortenThePeriod) {
 }
 
 TEST_F(TimeUpdaterTest, RateFillsThePeriodOfTheOutput) {
+  output.periods = ownPeriods();
   output.periods.timeUpdater = 300;
   EXPECT_THAT(packetsWith({}), SizeIs(1));
   EXPECT_EQ(queue->getBitrate(), 5014U);
+  EXPECT_EQ(SimulatedTime::now() - time.start(), milliseconds(300)) << "which is also the time to the next";
 }
 
 TEST_F(TimeUpdaterTest, StopComesBeforeTheFirstUpdate) {
