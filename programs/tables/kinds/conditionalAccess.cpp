@@ -5,7 +5,8 @@
 #include "programs/tables/kinds/fields.h"
 #include "programs/tables/kinds/programPids.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 

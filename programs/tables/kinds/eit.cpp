@@ -2,7 +2,7 @@
 
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dEIT.h"
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 #include "programs/tables/descriptors/loops.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/TableListKind.h"

@@ -6,7 +6,7 @@
 #include "programs/tables/descriptors/loops.h"
 #include "programs/tables/values/localTimeJson.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 

@@ -85,7 +85,7 @@ class ConditionalAccess : public Intake {
   /// The PIDs of the CA messages that are on air, by their kind.
   std::vector<std::string> messages() const {
     std::vector<std::string> found;
-    for (const auto& table : mux.tablesOnAir()) found.push_back(table.table + " " + std::to_string(table.pid));
+    for (const auto& table : mux.tablesOnAir()) found.push_back(table.name + " " + std::to_string(table.pid));
     return found;
   }
 

@@ -81,7 +81,7 @@ TEST_F(Intake, RecordThatCannotBeConvertedLeavesThePreviousTable) {
   // The converter's own word on the field stands behind the entry line of each; nothing else does.
   EXPECT_THAT(lines(), ElementsAre("7 [newPAT]", StartsWith("3 PAT: "), "7 [newCAT]", StartsWith("3 CAT: "),
                                    "7 [newNIT]", StartsWith("3 NIT: ")));
-  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NITact v3"));
+  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NIT actual v3"));
 }
 
 TEST_F(Intake, TableWithoutSectionsLeavesThePreviousTableAndReturnsItsVersion) {
@@ -94,7 +94,7 @@ TEST_F(Intake, TableWithoutSectionsLeavesThePreviousTableAndReturnsItsVersion) {
   EXPECT_EQ(mux.newCAT(makeCat(50)), 0);
   EXPECT_EQ(mux.newNIT(makeNit(6)), 6);
   EXPECT_THAT(lines(), ElementsAre("7 [newPAT]", "7 [newCAT]", "7 [newNIT]"));
-  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NITact v3"));
+  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NIT actual v3"));
 }
 
 TEST_F(Intake, ClearingNamesWhatWasOnAir) {
@@ -203,7 +203,7 @@ TEST_F(Intake, ClearAllTablesLeavesNullPacketsOnly) {
   lines();
   mux.clearAllTables();
   EXPECT_EQ(lines().at(0), "7 [clearAllTables]");
-  EXPECT_THAT(tables(), ElementsAre("null v-1"));
+  EXPECT_THAT(tables(), ElementsAre("null packets v-1"));
   sender.clear();
   EXPECT_TRUE(sender.await([](const std::string& packet) { return pidOf(packet) == 0x1FFF; }));
   mux.clearCAT();

@@ -283,16 +283,16 @@ TEST(TablesOnAir, TellPidVersionPeriodAndPackets) {
   mux.newNULLPkts(20);
   const auto isTable = [](const char* table, unsigned short pid, int version, unsigned int period,
                           unsigned int packets) {
-    return AllOf(Field(&TableOnAir::table, table), Field(&TableOnAir::pid, pid),
+    return AllOf(Field(&TableOnAir::name, table), Field(&TableOnAir::pid, pid),
                  Field(&TableOnAir::version, version), Field(&TableOnAir::period, period),
                  Field(&TableOnAir::packets, packets));
   };
   EXPECT_THAT(mux.tablesOnAir(),
               ElementsAre(isTable("PAT", 0, 3, 200, 8), isTable("CAT", 1, 5, 200, 1),
-                          isTable("NITact", 0x10, 7, 500, 8), isTable("null", 0x1FFF, -1, 20, 1)));
+                          isTable("NIT actual", 0x10, 7, 500, 8), isTable("null packets", 0x1FFF, -1, 20, 1)));
   mux.clearCAT();
   mux.clearNULLPkts();
-  EXPECT_THAT(mux.tablesOnAir(), ElementsAre(isTable("PAT", 0, 3, 200, 8), isTable("NITact", 0x10, 7, 500, 8)));
+  EXPECT_THAT(mux.tablesOnAir(), ElementsAre(isTable("PAT", 0, 3, 200, 8), isTable("NIT actual", 0x10, 7, 500, 8)));
 }
 
 TEST(TablesOnAir, CountAndMeasureRepetitions) {

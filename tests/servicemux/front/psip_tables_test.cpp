@@ -55,7 +55,7 @@ TEST_F(PsipTables, NewMgtIsLoggedAndSent) {
   EXPECT_THAT(lines(), ElementsAre("4 [newMGT]", "6 New MGT TID [0xc7] V [7]", "4 Add new PSIP table [0x00c7]",
                                    "4 PSIP table not found [0x00c7]", "4 PSIP empty carrousel."));
   EXPECT_EQ(sentVersion(kMgt), 7);
-  EXPECT_THAT(tables(), ElementsAre("MGT v7"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v7"));
 }
 
 TEST_F(PsipTables, NewVctIsLoggedAndSentAsItsTableIdSays) {
@@ -98,7 +98,7 @@ TEST_F(PsipTables, MgtCountsAsOneSectionAndTheVctWithAllOfThem) {
   mux.newMGT(makeMgt(2, 400));
   mux.newVCT(makeVct(kTerrestrialVct, 1, 32));
   mux.newVCT(makeVct(kTerrestrialVct, 2));
-  mux.newVCT(makeVct(kCableVct, 1, 32));
+  mux.newVCT(makeVct(kCableVctTableId, 1, 32));
   EXPECT_THAT(calls.take(), ElementsAre("new c7 1s", "replace c7 1s", "new c8 2s", "replace c8 1s", "new c9 2s"));
 }
 
@@ -109,10 +109,10 @@ TEST_F(PsipTables, TablesWithoutSectionsLeaveThePreviousOnesAndReturnTheirVersio
   const FailingSections failing;
   EXPECT_EQ(mux.newMGT(makeMgt(3)), 3);
   EXPECT_EQ(mux.newVCT(makeVct(kTerrestrialVct, 40)), 0);
-  EXPECT_EQ(mux.newVCT(makeVct(kCableVct, 5)), 5);
+  EXPECT_EQ(mux.newVCT(makeVct(kCableVctTableId, 5)), 5);
   EXPECT_THAT(lines(), ElementsAre("4 [newMGT]", "6 New MGT TID [0xc7] V [3]", "4 [newVCT]",
                                    "6 New VCT TID [0xc8] V [0]", "4 [newVCT]", "6 New VCT TID [0xc9] V [5]"));
-  EXPECT_THAT(tables(), ElementsAre("MGT v1", "TVCT v2"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v1", "ATSC VCT terrestrial v2"));
 }
 
 TEST_F(PsipTables, RefusedRecordsLeaveThePreviousTables) {
@@ -126,26 +126,26 @@ TEST_F(PsipTables, RefusedRecordsLeaveThePreviousTables) {
   EXPECT_EQ(mux.newMGT(mgt), -1);
   EXPECT_EQ(mux.newVCT(vct), -1);
   EXPECT_THAT(lines(), ElementsAre("4 [newMGT]", StartsWith("3 MGT: "), "4 [newVCT]", StartsWith("3 VCT: ")));
-  EXPECT_THAT(tables(), ElementsAre("MGT v1", "TVCT v2"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v1", "ATSC VCT terrestrial v2"));
 }
 
 TEST_F(PsipTables, ClearingTheVctRemovesBothKinds) {
   mux.newVCT(makeVct(kTerrestrialVct, 1));
   mux.newMGT(makeMgt(2));
   mux.clearVCT();
-  EXPECT_THAT(tables(), ElementsAre("MGT v2"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v2"));
   mux.newVCT(makeVct(kTerrestrialVct, 1));
   mux.newVCT(makeVct(kCableVctTableId, 1));
   lines();
   mux.clearVCT();
   EXPECT_THAT(lines(), ElementsAre("4 [clearVCT]"));
-  EXPECT_THAT(tables(), ElementsAre("MGT v2"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v2"));
 }
 
 TEST_F(PsipTables, CableIsClearedBeforeTerrestrial) {
   StreamCalls calls;
   mux.newVCT(makeVct(kTerrestrialVct, 1));
-  mux.newVCT(makeVct(kCableVct, 1));
+  mux.newVCT(makeVct(kCableVctTableId, 1));
   mux.clearVCT();
   EXPECT_THAT(calls.take(), ElementsAre("new c8 1s", "new c9 1s", "clear c9", "clear c8"));
 }
@@ -155,7 +155,7 @@ TEST_F(PsipTables, EachIsClearedByItself) {
   mux.newSTT(LocalTimeOffset());
   lines();
   mux.clearMGT();
-  EXPECT_THAT(tables(), ElementsAre("STT v-1"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC STT v0"));
   mux.clearSTT();
   EXPECT_THAT(lines(), ElementsAre("4 [clearMGT]", "4 [clearSTT]"));
   EXPECT_THAT(tables(), IsEmpty());

@@ -250,7 +250,7 @@ TEST_F(PSIPStreamsTest, TellsWhatIsOnAir) {
   add(0xCA);
   const auto tables = onAir(*psips);
   std::vector<std::string> names;
-  for (const auto& table : tables) names.push_back(table.table);
+  for (const auto& table : tables) names.push_back(table.name);
   EXPECT_THAT(names, ElementsAre("MGT", "TVCT", "CVCT", "STT", "PSIP_202"));
   EXPECT_EQ(tables[0].pid, kPid);
   EXPECT_EQ(tables[0].period, 150U);

@@ -32,7 +32,7 @@ class FakeOutput final : public vantor::RegistryOwner {
 class RegistryTest : public testing::Test {
  protected:
   template <typename Registry>
-  static std::vector<vantor::TableOnAir> onAir(const Registry& registry) {
+  static std::vector<vantor::TableOnAir> onAir(Registry& registry) {
     std::vector<vantor::TableOnAir> tables;
     registry.listOnAir(tables);
     return tables;

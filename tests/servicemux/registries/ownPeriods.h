@@ -1,6 +1,6 @@
 #pragma once
 
-#include "servicemux/registries/InsertionPeriods.h"
+#include "servicemux/output/InsertionPeriods.h"
 
 /// Insertion periods of which no two are alike, so that a test sees which of them was read.
 inline vantor::InsertionPeriods ownPeriods() {

@@ -296,7 +296,7 @@ TEST_F(CarrouselTest, TellsWhatIsOnAir) {
   tagsOf(6);
   const vantor::StreamedTable sent = carrousel->onAir(*sub);
   EXPECT_EQ(sent.period, 300U);
-  EXPECT_EQ(sent.packets, 3U);
+  EXPECT_EQ(sent.facts.packets, 3U);
   EXPECT_EQ(sent.repetition.count(), 2U);
   EXPECT_NEAR(sent.repetition.meanPeriod(), 300, 1);
 }

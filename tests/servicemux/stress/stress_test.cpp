@@ -136,7 +136,7 @@ class Traffic {
         table->SetPeriod(random(20));
         break;
       case 3:
-        EXPECT_LE(table->onAir().packets, 5U);
+        EXPECT_LE(table->onAir().facts.packets, 5U);
         break;
       default:
         setPackets(*table, pid);

@@ -332,13 +332,13 @@ TEST_F(TimeUpdaterTest, TellsWhatIsOnAir) {
     EXPECT_THAT(take(), SizeIs(3));
     const auto tables = onAirNow();
     ASSERT_THAT(tables, SizeIs(2));
-    EXPECT_EQ(tables[0].table, "TDT");
+    EXPECT_EQ(tables[0].name, "TDT");
     EXPECT_EQ(tables[0].pid, 0x14);
     EXPECT_EQ(tables[0].version, -1);
     EXPECT_EQ(tables[0].period, 1000U);
     EXPECT_EQ(tables[0].packets, 1U);
     EXPECT_EQ(tables[0].repetitions, 1U);
-    EXPECT_EQ(tables[1].table, "TOT");
+    EXPECT_EQ(tables[1].name, "TOT");
     EXPECT_EQ(tables[1].packets, 2U);
   }});
 }
