@@ -100,6 +100,9 @@ esac
     def test_options_are_those_of_the_innermost_subcommand(self):
         self.assertEqual(self.offered("ctl", "show", "-"), ["--force", "--how", "-f"])
 
+    def test_a_flag_that_must_be_given_takes_no_word(self):
+        self.assertIn("etc", self.offered("ctl", "show", "--force", ""))  # of the files in /
+
     def test_values_to_choose_from_are_offered(self):
         self.assertEqual(self.offered("ctl", "show", "--how", ""), ["long", "short"])
         self.assertEqual(self.offered("ctl", "show", "--how", "s"), ["short"])
