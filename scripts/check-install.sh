@@ -20,7 +20,8 @@ build/consumer/consumer-pkg-config
 # The program says what its manual page and its completion are installed for.
 servicemux=$prefix/bin/servicemux
 packaging/manual.sh "$servicemux" | cmp - "$prefix/share/man/man1/servicemux.1"
-bash --norc -euc 'source "$1"; COMP_WORDS=("$2" "") COMP_CWORD=1; _servicemux; [[ " ${COMPREPLY[*]} " == *" play "* ]]' \
+bash --norc -euc '
+  source "$1"; COMP_WORDS=("$2" "") COMP_CWORD=1; _servicemux; [[ " ${COMPREPLY[*]} " == *" play "* ]]' \
   bash "$prefix/share/bash-completion/completions/servicemux" "$servicemux" || { echo "no completion"; exit 1; }
 
 # The library has a soname and shows nothing but its namespace.

@@ -63,7 +63,8 @@ Options:
     def test_what_roff_would_take_for_itself_comes_out_as_it_is(self):
         with tempfile.TemporaryDirectory() as directory:
             program = Path(directory) / "any-thing"
-            program.write_text(f"#!/bin/sh\n[ $1 = --help ] || exec echo 'any-thing 1.0'\ncat <<'END'\n{self.HELP}END\n")
+            version = "[ $1 = --help ] || exec echo 'any-thing 1.0'"
+            program.write_text(f"#!/bin/sh\n{version}\ncat <<'END'\n{self.HELP}END\n")
             program.chmod(0o755)
             page = subprocess.run([SCRIPT, program], capture_output=True, text=True, check=True).stdout
         shown, warnings = groff(page, "-Tascii", "-P-cbou")
