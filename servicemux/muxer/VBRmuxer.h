@@ -86,13 +86,16 @@ class SERVICEMUX_API VBRmuxer {
     std::atomic<std::uint64_t> value{0};
   };
 
+  boost::unique_lock<boost::mutex> lockAsCaller();
   void link(muxed_stream& stream);
   void unlink(muxed_stream& stream);
 
   void produce(unsigned int watchdog);
+  void letCallerIn(boost::unique_lock<boost::mutex>& lock);
   bool waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point slotClock);
   void pollStreams(time_point& slotClock, time_point& earliestDue);
   bool pollStream(muxed_stream& stream, time_point slotClock, time_point& earliestDue);
+  void overwrite(unsigned int slot);
   void idleUntil(time_point& slotClock, time_point earliestDue);
   [[nodiscard]] boost::chrono::nanoseconds slotInterval() const;
   [[nodiscard]] bool ringFull() const;
@@ -108,7 +111,8 @@ class SERVICEMUX_API VBRmuxer {
   // Guarded by streamListMutex.
   StreamList streams;
 
-  // Written by SetBitrate, read by the producer for every packet.
+  // Written by SetBitrate. The producer reads the interval for every packet. Nothing reads the bitrate: it is kept
+  // beside the interval that follows from it for the sake of the interface.
   std::atomic<unsigned int> bitrate;         // kbit/s
   std::atomic<unsigned int> packetInterval;  // ns
 
@@ -119,14 +123,17 @@ class SERVICEMUX_API VBRmuxer {
   boost::mutex streamListMutex;
   boost::condition_variable producerCondition;  // with streamListMutex
   std::atomic<bool> reschedule{true};
+  std::atomic<unsigned int> callersWaiting{0};  // raised before a caller locks streamListMutex, lowered under it
+  std::atomic<bool> callersTurn{false};         // changed under streamListMutex
 
   boost::condition_variable consumerCondition;  // with consumerMutex
   boost::mutex consumerMutex;
 
   // The ring has one writer and one reader. A slot is the writer's while `filled` is below the ring's size,
-  // and the reader's from the increment of `filled` on; see pollStream for what happens past that.
+  // and the reader's from the increment of `filled` on; see overwrite for what happens past that.
   std::vector<pkt_t> ring;
   const unsigned int ringMask;
+  std::vector<std::atomic<bool>> unread;  // for each slot, whether its packet is still to be copied by the consumer
   std::atomic<unsigned int> filled{0};
   unsigned int readIndex = 0;   // consumer only, free running
   unsigned int writeIndex = 0;  // producer only, free running
@@ -141,6 +148,7 @@ class SERVICEMUX_API VBRmuxer {
   std::atomic<unsigned int> slotBeingOverwritten{kNoSlot};
 
   // Producer only.
+  pkt_t spare{};  // takes what a stream writes while the ring is full
   Counter packets;
   Counter ringFullSlots;
   Counter packetsOverrun;

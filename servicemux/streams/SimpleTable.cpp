@@ -97,7 +97,7 @@ int SimpleTable::get_packet(signed char* packet, time_point now, time_point& nex
   return result;
 }
 
-/// Spreads the packets over the period (lock held). 32-bit arithmetic where the rates of this system allow it.
+/// Spreads the packets over the period (lock held). The 32-bit arithmetic is kept for compatibility.
 void SimpleTable::recalculate_timing() {
   bitrate = 0;
   packetInterval = 0;
