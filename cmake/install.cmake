@@ -10,27 +10,32 @@ install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_di
 foreach(header
     servicemux/export.h
     servicemux/front/serviceMux.h
+    servicemux/muxer/DatagramSink.h
     servicemux/muxer/MuxerStatistics.h
     servicemux/muxer/VBRmuxer.h
     servicemux/muxer/muxed_stream.h
-    servicemux/packetize/packet.h
+    servicemux/output/InsertionPeriods.h
+    servicemux/output/RegistryOwner.h
+    servicemux/output/TableOnAir.h
+    servicemux/packetize/TableFacts.h
     servicemux/packetize/packetize.h
     servicemux/registries/EITStreams.h
-    servicemux/output/InsertionPeriods.h
     servicemux/registries/PMTStreams.h
     servicemux/registries/PSIPStreams.h
-    servicemux/output/RegistryOwner.h
     servicemux/registries/SDTStreams.h
-    servicemux/sections/SectionChain.h
     servicemux/streams/Repetition.h
     servicemux/streams/SectionQueue.h
     servicemux/streams/SimpleTable.h
     servicemux/streams/SttSource.h
     servicemux/streams/SubTable.h
     servicemux/streams/TableCarrousel.h
-    servicemux/output/TableOnAir.h
-    servicemux/time/TimeTables.h
     servicemux/time/getDSTParams.h
+    interface/psi/packet.h
+    interface/psi/pids.h
+    interface/psi/section.h
+    interface/psi/sectioning.h
+    interface/psi/tableIds.h
+    interface/psi/tableTypes.h
     interface/dvbpsi.h
     interface/host.h
     interface/host_default/log.h

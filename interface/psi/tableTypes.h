@@ -41,72 +41,77 @@ struct TableType {
 };
 
 // ISO/IEC 13818-1 table 2-31.
-constexpr TableType kPat{"PAT", kPatTableId, kPatTableId, kPatPid, Extension::kTransportStreamId, false, 200};
-constexpr TableType kCat{"CAT", kCatTableId, kCatTableId, kCatPid, Extension::kNone, false, 200};
-constexpr TableType kPmt{"PMT", kPmtTableId, kPmtTableId, TableType::kAnyPid, Extension::kProgramNumber, true, 200};
-constexpr TableType kTsdt{"TSDT", kTsdtTableId, kTsdtTableId, kTsdtPid, Extension::kNone, false, 10000};
+inline constexpr TableType kPat{"PAT", kPatTableId, kPatTableId, kPatPid, Extension::kTransportStreamId,
+                                false, 200};
+inline constexpr TableType kCat{"CAT", kCatTableId, kCatTableId, kCatPid, Extension::kNone, false, 200};
+inline constexpr TableType kPmt{"PMT", kPmtTableId, kPmtTableId, TableType::kAnyPid, Extension::kProgramNumber,
+                                true,  200};
+inline constexpr TableType kTsdt{"TSDT", kTsdtTableId, kTsdtTableId, kTsdtPid, Extension::kNone, false, 10000};
 
 // EN 300 468 table 2.
-constexpr TableType kNitActual{
+inline constexpr TableType kNitActual{
     "NIT actual", kNitActualTableId, kNitActualTableId, kNitPid, Extension::kNetworkId, false, 500};
-constexpr TableType kNitOther{"NIT other", kNitOtherTableId, kNitOtherTableId, kNitPid, Extension::kNetworkId, true,
-                              10000};
-constexpr TableType kSdtActual{
+inline constexpr TableType kNitOther{
+    "NIT other", kNitOtherTableId, kNitOtherTableId, kNitPid, Extension::kNetworkId, true, 10000};
+inline constexpr TableType kSdtActual{
     "SDT actual", kSdtActualTableId, kSdtActualTableId, kSdtPid, Extension::kTransportStreamId, false, 500};
-constexpr TableType kSdtOther{
+inline constexpr TableType kSdtOther{
     "SDT other", kSdtOtherTableId, kSdtOtherTableId, kSdtPid, Extension::kTransportStreamId, true, 10000};
-constexpr TableType kBat{"BAT", kBatTableId, kBatTableId, kSdtPid, Extension::kBouquetId, true, 10000};
-constexpr TableType kEitPfActual{
+inline constexpr TableType kBat{"BAT", kBatTableId, kBatTableId, kSdtPid, Extension::kBouquetId, true, 10000};
+inline constexpr TableType kEitPfActual{
     "EIT p/f actual", kEitPfActualTableId, kEitPfActualTableId, kEitPid, Extension::kServiceId, true, 2000};
-constexpr TableType kEitPfOther{
+inline constexpr TableType kEitPfOther{
     "EIT p/f other", kEitPfOtherTableId, kEitPfOtherTableId, kEitPid, Extension::kServiceId, true, 10000};
-constexpr TableType kEitScheduleActual{"EIT schedule actual",
-                                       kEitScheduleActualFirst,
-                                       kEitScheduleActualLast,
-                                       kEitPid,
-                                       Extension::kServiceId,
-                                       true,
-                                       30000};
-constexpr TableType kEitScheduleOther{"EIT schedule other",
-                                      kEitScheduleOtherFirst,
-                                      kEitScheduleOtherLast,
-                                      kEitPid,
-                                      Extension::kServiceId,
-                                      true,
-                                      60000};
-constexpr TableType kTdt{"TDT", kTdtTableId, kTdtTableId, kTimePid, Extension::kNone, false, 1000};
-constexpr TableType kRst{"RST", kRstTableId, kRstTableId, kRstPid, Extension::kNone, false, 0};
-constexpr TableType kStuffingTable{
+inline constexpr TableType kEitScheduleActual{"EIT schedule actual",
+                                              kEitScheduleActualFirst,
+                                              kEitScheduleActualLast,
+                                              kEitPid,
+                                              Extension::kServiceId,
+                                              true,
+                                              30000};
+inline constexpr TableType kEitScheduleOther{"EIT schedule other",
+                                             kEitScheduleOtherFirst,
+                                             kEitScheduleOtherLast,
+                                             kEitPid,
+                                             Extension::kServiceId,
+                                             true,
+                                             60000};
+inline constexpr TableType kTdt{"TDT", kTdtTableId, kTdtTableId, kTimePid, Extension::kNone, false, 1000};
+inline constexpr TableType kRst{"RST", kRstTableId, kRstTableId, kRstPid, Extension::kNone, false, 0};
+inline constexpr TableType kStuffingTable{
     "stuffing", kStuffingTableId, kStuffingTableId, TableType::kAnyPid, Extension::kNone, false, 0};
-constexpr TableType kTot{"TOT", kTotTableId, kTotTableId, kTimePid, Extension::kNone, false, 1000};
-constexpr TableType kAit{"AIT", kAitTableId, kAitTableId, TableType::kAnyPid, Extension::kOther, true, 10000};
-constexpr TableType kDit{"DIT", kDitTableId, kDitTableId, kDitPid, Extension::kNone, false, 0};
-constexpr TableType kSit{"SIT", kSitTableId, kSitTableId, kSitPid, Extension::kNone, false, 0};
+inline constexpr TableType kTot{"TOT", kTotTableId, kTotTableId, kTimePid, Extension::kNone, false, 1000};
+inline constexpr TableType kAit{"AIT", kAitTableId, kAitTableId, TableType::kAnyPid, Extension::kOther,
+                                true,  10000};
+inline constexpr TableType kDit{"DIT", kDitTableId, kDitTableId, kDitPid, Extension::kNone, false, 0};
+inline constexpr TableType kSit{"SIT", kSitTableId, kSitTableId, kSitPid, Extension::kNone, false, 0};
 
 // ISO/IEC 13818-6 clause 9.2.
-constexpr TableType kDsmCc{"DSM-CC", kDsmCcFirst, kDsmCcLast, TableType::kAnyPid, Extension::kOther, true, 0};
+inline constexpr TableType kDsmCc{"DSM-CC",          kDsmCcFirst, kDsmCcLast, TableType::kAnyPid,
+                                  Extension::kOther, true,        0};
 
 // Messages of conditional access.
-constexpr TableType kEcm{"ECM", kEvenEcmTableId, kOddEcmTableId, TableType::kAnyPid, Extension::kNone, false, 100};
-constexpr TableType kEmm{"EMM", kEmmFirst, kEmmLast, TableType::kAnyPid, Extension::kNone, false, 0};
+inline constexpr TableType kEcm{"ECM", kEvenEcmTableId, kOddEcmTableId, TableType::kAnyPid, Extension::kNone, false,
+                                100};
+inline constexpr TableType kEmm{"EMM", kEmmFirst, kEmmLast, TableType::kAnyPid, Extension::kNone, false, 0};
 
 // ATSC A/65 table 4.1.
-constexpr TableType kMgt{"ATSC MGT", kMgtTableId, kMgtTableId, kPsipPid, Extension::kNone, false, 150};
-constexpr TableType kTerrestrialVct{"ATSC VCT terrestrial",
-                                    kTerrestrialVctTableId,
-                                    kTerrestrialVctTableId,
-                                    kPsipPid,
-                                    Extension::kTransportStreamId,
-                                    false,
-                                    400};
-constexpr TableType kCableVct{
+inline constexpr TableType kMgt{"ATSC MGT", kMgtTableId, kMgtTableId, kPsipPid, Extension::kNone, false, 150};
+inline constexpr TableType kTerrestrialVct{"ATSC VCT terrestrial",
+                                           kTerrestrialVctTableId,
+                                           kTerrestrialVctTableId,
+                                           kPsipPid,
+                                           Extension::kTransportStreamId,
+                                           false,
+                                           400};
+inline constexpr TableType kCableVct{
     "ATSC VCT cable", kCableVctTableId, kCableVctTableId, kPsipPid, Extension::kTransportStreamId, false, 400};
-constexpr TableType kRrt{"ATSC RRT", kRrtTableId, kRrtTableId, kPsipPid, Extension::kOther, true, 60000};
-constexpr TableType kAtscEit{
+inline constexpr TableType kRrt{"ATSC RRT", kRrtTableId, kRrtTableId, kPsipPid, Extension::kOther, true, 60000};
+inline constexpr TableType kAtscEit{
     "ATSC EIT", kAtscEitTableId, kAtscEitTableId, TableType::kAnyPid, Extension::kOther, true, 0};
-constexpr TableType kAtscEtt{
+inline constexpr TableType kAtscEtt{
     "ATSC ETT", kAtscEttTableId, kAtscEttTableId, TableType::kAnyPid, Extension::kOther, true, 0};
-constexpr TableType kStt{"ATSC STT", kSttTableId, kSttTableId, kPsipPid, Extension::kNone, false, 1000};
+inline constexpr TableType kStt{"ATSC STT", kSttTableId, kSttTableId, kPsipPid, Extension::kNone, false, 1000};
 
 /// The kind of table that has this table_id, null when it is none of the above.
 [[nodiscard]] const TableType* tableTypeOf(std::uint8_t table_id);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "interface/records.h"
+#include "servicemux/export.h"
 
 namespace vantor {
 
@@ -19,7 +20,7 @@ struct TableOnAir;
 ///
 /// Lock order: the CA lock, then the lock of the live ECMs or that of the live EMMs, then the muxer's stream-list
 /// mutex.
-class ConditionalAccess {
+class SERVICEMUX_API ConditionalAccess {
  public:
   explicit ConditionalAccess(RegistryOwner* owner);
   ConditionalAccess(const ConditionalAccess&) = delete;

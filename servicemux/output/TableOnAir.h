@@ -23,7 +23,7 @@ struct TableOnAir {
         repetitions(sent.repetition.count()),
         measuredPeriod(sent.repetition.meanPeriod()) {}
 
-  /// Named after its kind and what tells it from others.
+  /// Named after its kind and what tells it from others of its kind.
   TableOnAir(unsigned short pid, const StreamedTable& sent) : TableOnAir(tableName(sent.facts.key), pid, sent) {}
 
   std::string name;  ///< like "PAT", "PMT 101", "SDT other 2/1", "EIT p/f actual 258" or "null packets"

@@ -19,6 +19,7 @@ std::uint16_t wordAt(std::string_view bytes, std::size_t i) {
 /// Which stream the table is of, where its payload begins with that: EN 300 468 clauses 5.2.3 and 5.2.4.
 void readStream(std::string_view section, psi::TableKey& key) {
   constexpr std::size_t kFirst = kLongSectionHeaderSize;
+  if (section.size() < kFirst + 4) return;
   if (psi::kSdtActual.has(key.table_id) || psi::kSdtOther.has(key.table_id)) {
     key.transport_stream_id = key.extension;
     key.original_network_id = wordAt(section, kFirst);
@@ -32,7 +33,7 @@ void readHeader(std::string_view section, TableFacts& facts) {
   facts.hasSection = true;
   facts.key.table_id = byteAt(section, 0);
   const bool hasLongHeader = (byteAt(section, 1) & kSectionSyntax) != 0;
-  if (!hasLongHeader || section.size() < kLongSectionHeaderSize + kCrcSize + 4) return;
+  if (!hasLongHeader || section.size() < kLongSectionHeaderSize) return;
   facts.key.extension = wordAt(section, kExtensionOffset);
   facts.version = byteAt(section, kVersionOffset) >> 1 & kMaxVersion;
   readStream(section, facts.key);

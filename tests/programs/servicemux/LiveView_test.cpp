@@ -16,7 +16,7 @@ TableOnAir makeTable(const char* name, unsigned short pid, unsigned int period, 
                      unsigned int count) {
   StreamedTable sent;
   sent.period = period;
-  sent.packets = 1;
+  sent.facts.packets = 1;
   for (unsigned int i = 0; i < count; ++i)
     sent.repetition.begin(Repetition::time_point(boost::chrono::milliseconds(1000 + i * measured)));
   TableOnAir table(name, pid, sent);
@@ -73,7 +73,7 @@ TEST(LiveView, ShowsATableInARowOfItsOwn) {
   EXPECT_EQ(withoutStyles(block[0]), "  servicemux  to 239.1.1.1:5004  on air 01:02:03");
   EXPECT_EQ(withoutStyles(block[2]), "  12.3 kbit/s of 1 024   1 234 567 packets   1 datagram   nothing lost");
   EXPECT_EQ(withoutStyles(block[5]),
-            "  PAT              0x0000        3     200 ms     200.0 ms        1          3");
+            "  PAT                          0x0000    3   200 ms   200.0 ms       1       3");
 }
 
 TEST(LiveView, PointsOutATableThatMissesItsPeriod) {
@@ -98,13 +98,13 @@ TEST(LiveView, SaysHowManyTablesDoNotFit) {
   const auto block = blockOf(makeState(30), {80, 12});
   ASSERT_EQ(block.size(), 11U);
   EXPECT_EQ(withoutStyles(block[7]),
-            "  PAT              0x0000        3     200 ms     200.0 ms        1          3");
+            "  PAT                          0x0000    3   200 ms   200.0 ms       1       3");
   EXPECT_EQ(withoutStyles(block[8]), "  and 27 more");
 }
 
 TEST(LiveView, CountsTheTablesOffTheirPeriodsAmongThoseThatDoNotFit) {
   OutputState state = makeState(300);
-  state.tables.push_back(makeTable("SDTo_65535_65535", 0x11, 10000, 15000, 3));
+  state.tables.push_back(makeTable("SDT other 65535/65535", 0x11, 10000, 15000, 3));
   const auto block = blockOf(state, {80, 24});
   ASSERT_EQ(block.size(), 23U);
   EXPECT_EQ(withoutStyles(block[20]), "  and 286 more, 1 of them off their periods");
@@ -112,9 +112,9 @@ TEST(LiveView, CountsTheTablesOffTheirPeriodsAmongThoseThatDoNotFit) {
 
 TEST(LiveView, KeepsTheLongestNameOfATableApartFromItsPid) {
   OutputState state = makeState(0);
-  state.tables = {makeTable("SDTo_65535_65535", 0x11, 10000, 10000, 3)};
+  state.tables = {makeTable("SDT other 65535/65535", 0x11, 10000, 10000, 3)};
   EXPECT_EQ(withoutStyles(blockOf(state, {80, 24})[5]),
-            "  SDTo_65535_65535 0x0011        3   10000 ms   10000.0 ms        1          3");
+            "  SDT other 65535/65535        0x0011    3 10000 ms 10000.0 ms       1       3");
 }
 
 TEST(LiveView, NamesOnlyTheFirstOfManyTablesOnOneLine) {

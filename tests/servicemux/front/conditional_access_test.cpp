@@ -3,6 +3,8 @@
 
 #include <boost/thread/exceptions.hpp>
 
+#include "servicemux/access/ConditionalAccess.h"
+#include "tests/servicemux/doubles/FakeOutput.h"
 #include "tests/servicemux/doubles/HeldLocks.h"
 #include "tests/servicemux/doubles/MutexCreation.h"
 #include "tests/servicemux/doubles/StreamCalls.h"
@@ -531,27 +533,30 @@ TEST_F(ConditionalAccess, ClearAllTablesRemovesEveryStream) {
 
 // Locks
 
-TEST_F(ConditionalAccess, LiveStreamsAreUsedUnderTheirLocks) {
-  const auto held = [this](const auto& operation) {
-    HeldLocks locks(&mux, sizeof mux);
+TEST(ConditionalAccessLocks, LiveStreamsAreUsedUnderTheirOwn) {
+  const RecordedLog log;
+  FakeOutput output;
+  vantor::ConditionalAccess access(&output);
+  const auto held = [&access](const auto& operation) {
+    HeldLocks locks(&access, sizeof access);
     operation();
     return locks.heldElsewhere;
   };
   HeldLocks::Held ecm;
   HeldLocks::Held emm;
   {
-    HeldLocks locks(&mux, sizeof mux);
-    mux.setDRMConfig(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+    HeldLocks locks(&access, sizeof access);
+    access.setDRMConfig(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
     ASSERT_EQ(locks.own.size(), 3U);
     const auto& own = locks.own;  // the CA lock, that of the ECMs, that of the EMMs
     ecm = {own[0], own[1]};
     emm = {own[0], own[2]};
     EXPECT_THAT(locks.heldElsewhere, ElementsAre(ecm, emm));
   }
-  EXPECT_THAT(held([this] { mux.setLiveECM(makeEcm(0x100, kSections, "e")); }), ElementsAre(ecm));
-  EXPECT_THAT(held([this] { mux.setLiveEMM(makeEmm(0x200, kSections, "m")); }), ElementsAre(emm));
-  EXPECT_THAT(held([this] { mux.setDRMConfig(makeConfig(3, false)); }), ElementsAre(ecm, emm));
-  configure(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
-  EXPECT_THAT(held([this] { mux.clearLiveECMs(); }), ElementsAre(emm)) << "that of the EMMs for both";
-  EXPECT_THAT(held([this] { mux.clearLiveEMMs(); }), ElementsAre(emm));
+  EXPECT_THAT(held([&] { access.setLiveECM(makeEcm(0x100, kSections, "e")); }), ElementsAre(ecm));
+  EXPECT_THAT(held([&] { access.setLiveEMM(makeEmm(0x200, kSections, "m")); }), ElementsAre(emm));
+  EXPECT_THAT(held([&] { access.setDRMConfig(makeConfig(3, false)); }), ElementsAre(ecm, emm));
+  access.setDRMConfig(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+  EXPECT_THAT(held([&] { access.clearLiveECMs(); }), ElementsAre(emm)) << "that of the EMMs for both";
+  EXPECT_THAT(held([&] { access.clearLiveEMMs(); }), ElementsAre(emm));
 }

@@ -40,15 +40,17 @@ TEST(InsertionPeriods, OfEachTableAreItsOwn) {
   std::map<std::string, unsigned int> periods;
   for (const auto& table : mux.tablesOnAir()) periods[table.name] = table.period;
   const vantor::InsertionPeriods expected = ownPeriods();
-  EXPECT_THAT(
-      periods,
-      UnorderedElementsAre(
-          Pair("PAT", expected.pat), Pair("CAT", expected.cat), Pair("NIT actual", expected.nit),
-          Pair("PMT 1", expected.pmt), Pair("SDT actual", expected.sdtActual), Pair("SDT other 2/1", expected.sdtOther),
-          Pair("EIT p/f actual 1", expected.eitPresentFollowingActual), Pair("EIT p/f other 1", expected.eitPresentFollowingOther),
-          Pair("EIT schedule actual 50 1", expected.eitScheduleActual), Pair("EIT schedule other 60 1", expected.eitScheduleOther),
-          Pair("TDT", expected.timeUpdater), Pair("ATSC MGT", expected.mgt), Pair("ATSC VCT terrestrial", expected.vctTerrestrial),
-          Pair("ATSC VCT cable", expected.vctCable), Pair("ATSC STT", expected.stt)));
+  EXPECT_THAT(periods,
+              UnorderedElementsAre(Pair("PAT", expected.pat), Pair("CAT", expected.cat),
+                                   Pair("NIT actual", expected.nit), Pair("PMT 1", expected.pmt),
+                                   Pair("SDT actual", expected.sdtActual), Pair("SDT other 2/1", expected.sdtOther),
+                                   Pair("EIT p/f actual 1", expected.eitPresentFollowingActual),
+                                   Pair("EIT p/f other 1", expected.eitPresentFollowingOther),
+                                   Pair("EIT schedule actual 50 1", expected.eitScheduleActual),
+                                   Pair("EIT schedule other 60 1", expected.eitScheduleOther),
+                                   Pair("TDT", expected.timeUpdater), Pair("ATSC MGT", expected.mgt),
+                                   Pair("ATSC VCT terrestrial", expected.vctTerrestrial),
+                                   Pair("ATSC VCT cable", expected.vctCable), Pair("ATSC STT", expected.stt)));
 }
 
 TEST(InsertionPeriods, OfCAMessagesAreTheirOwn) {

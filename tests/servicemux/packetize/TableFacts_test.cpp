@@ -26,7 +26,7 @@ std::string packets(const std::vector<std::string>& sections) {
 }
 
 // table_id 0x46, transport_stream_id 2, version 19, section 0 of 1, original_network_id 0x2114.
-const std::string kSdtOther("\x46\xF0\x00\x00\x02\xE7\x00\x01\x21\x14", 10);
+const std::string kOther("\x46\xF0\x00\x00\x02\xE7\x00\x01\x21\x14", 10);
 
 }  // namespace
 
@@ -47,7 +47,7 @@ TEST(TableFacts, OfANullPacketAreItsNumberAlone) {
 }
 
 TEST(TableFacts, CountSectionsBytesAndPackets) {
-  const TableFacts facts = factsOf(packets({section(kSdtOther, 1000), section(kSdtOther, 30)}));
+  const TableFacts facts = factsOf(packets({section(kOther, 1000), section(kOther, 30)}));
   EXPECT_TRUE(facts.hasSection);
   EXPECT_EQ(facts.sections, 2U);
   EXPECT_EQ(facts.bytes, 1030U);
@@ -55,7 +55,7 @@ TEST(TableFacts, CountSectionsBytesAndPackets) {
 }
 
 TEST(TableFacts, TellVersionExtensionAndStreamOfAnSdt) {
-  const TableFacts facts = factsOf(packets({section(kSdtOther, 30)}));
+  const TableFacts facts = factsOf(packets({section(kOther, 30)}));
   EXPECT_EQ(facts.version, 19);
   EXPECT_EQ(facts.key.table_id, 0x46);
   EXPECT_EQ(facts.key.extension, 2);
@@ -74,7 +74,8 @@ TEST(TableFacts, TellTheStreamOfAnEitFromItsPayload) {
 }
 
 TEST(TableFacts, OfOtherTablesTellNoStream) {
-  const TableFacts facts = factsOf(packets({section(std::string("\x02\xB0\x00\x01\x01\xC1\x00\x00\x12\x34", 10), 40)}));
+  const TableFacts facts =
+      factsOf(packets({section(std::string("\x02\xB0\x00\x01\x01\xC1\x00\x00\x12\x34", 10), 40)}));
   EXPECT_EQ(facts.key.transport_stream_id, 0);
   EXPECT_EQ(facts.key.original_network_id, 0);
 }
@@ -87,6 +88,12 @@ TEST(TableFacts, TellNoVersionOfAShortHeader) {
   EXPECT_EQ(facts.bytes, 8U);
 }
 
+TEST(TableFacts, TellTheVersionOfATableWithoutContent) {
+  const TableFacts facts = factsOf(packets({section(std::string("\x01\xB0\x00\xFF\xFF\xC7\x00\x00", 8), 12)}));
+  EXPECT_EQ(facts.version, 3);
+  EXPECT_EQ(facts.key.extension, 0xFFFF);
+}
+
 TEST(TableFacts, CountSectionsThatStandBackToBackBehindOnePointer) {
   const std::string ecm("\x80\x70\x00", 3);
   const TableFacts facts = factsOf(packets({section(ecm, 182) + section(ecm, 60) + section(ecm, 300)}));
@@ -96,6 +103,6 @@ TEST(TableFacts, CountSectionsThatStandBackToBackBehindOnePointer) {
 }
 
 TEST(TableFacts, DoNotCountASectionThatIsCutShort) {
-  const std::string whole = packets({section(kSdtOther, 400)});
+  const std::string whole = packets({section(kOther, 400)});
   EXPECT_FALSE(factsOf(whole.substr(0, vantor::kPacketSize)).hasSection);
 }

@@ -5,6 +5,7 @@
 
 #include "servicemux/front/serviceMux.h"
 #include "servicemux/muxer/VBRmuxer.h"
+#include "servicemux/packetize/packetize.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/packets.h"
 #include "tests/servicemux/sections.h"
@@ -246,6 +247,7 @@ TEST_F(SimpleTableTest, TellsWhatIsOnAir) {
 
   Sections sections = makeSections({{200, true}});
   sections->p_data[1] = 0xB0;
+  sections->p_data[2] = static_cast<std::uint8_t>(vantor::sectionSize(*sections) - 3);
   sections->p_data[5] = 9 << 1;
   std::string packets;
   vantor::serviceMux::packetize(kPid, packets, sections.get());

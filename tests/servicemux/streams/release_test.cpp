@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "interface/psi/packet.h"
 #include "servicemux/muxer/VBRmuxer.h"
-#include "servicemux/packetize/packet.h"
 #include "servicemux/streams/TableCarrousel.h"
 #include "tests/servicemux/doubles/Allocations.h"
 #include "tests/servicemux/doubles/LockHook.h"
