@@ -342,8 +342,12 @@ class RestlessStream : public muxed_stream {
     return 0;
   }
 
-  void awaitPass() const {
-    for (const int before = passes; passes == before;) std::this_thread::yield();
+  /// False when there is none in a time that is long on any machine.
+  [[nodiscard]] bool awaitPass() const {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const int before = passes;
+    while (passes == before && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+    return passes != before;
   }
 
   std::atomic<int> passes{0};
@@ -354,11 +358,16 @@ class RestlessStream : public muxed_stream {
 TEST(StreamList, CallerWaitsForNoMoreThanThePassUnderWay) {
   const auto muxer = makeMuxer();
   RestlessStream stream(muxer);
+  std::vector<std::unique_ptr<RestlessStream>> others;  // so that a caller mostly comes in the middle of a pass
+  for (int i = 0; i < 500; ++i) {
+    others.push_back(std::make_unique<RestlessStream>(muxer));
+    others.back()->linkToMuxer();
+  }
   std::thread producer([&] { muxer->muxerRun(); });
   int worst = 0;
   for (int round = 0; round < 100; ++round) {
     stream.linkToMuxer();
-    stream.awaitPass();
+    EXPECT_TRUE(stream.awaitPass());
     int before = -1;
     {
       const LockHook hook([&](const void*) {
@@ -389,7 +398,7 @@ TEST(StreamList, GoesRoundAmongManyCallersAndTheProducer) {
       }
     });
   for (std::thread& caller : callers) caller.join();
-  always.awaitPass();  // none of them has left it waiting
+  EXPECT_TRUE(always.awaitPass()) << "one of them has left it waiting";
   muxer->muxerStop();
   producer.join();
 }
@@ -400,8 +409,9 @@ TEST(StreamList, IsNotTakenAgainBeforeAWaitingCallerHasHadIt) {
   RestlessStream stream(muxer);
   stream.linkToMuxer();
   const WatchedThread producer([&] { muxer->muxerRun(); });
-  stream.awaitPass();
+  EXPECT_TRUE(stream.awaitPass());
   RestlessStream another(muxer);
+  another.linkToMuxer();
   {
     bool asked = false;
     const LockHook hook([&](const void*) {
@@ -411,9 +421,9 @@ TEST(StreamList, IsNotTakenAgainBeforeAWaitingCallerHasHadIt) {
       while (!WatchedThread::isAsleep() && stream.passes < before + kMany) std::this_thread::yield();
       EXPECT_LT(stream.passes, before + kMany) << "it goes on without the caller";
     });
-    another.linkToMuxer();
+    another.unlinkFromMuxer();
   }
-  another.awaitPass();  // it was woken
+  EXPECT_TRUE(stream.awaitPass()) << "the producer was not woken";
   muxer->muxerStop();
 }
 
@@ -422,7 +432,7 @@ TEST(StreamList, StopIsLetInToo) {
   RestlessStream stream(muxer);
   stream.linkToMuxer();
   std::thread producer([&] { muxer->muxerRun(); });
-  stream.awaitPass();
+  EXPECT_TRUE(stream.awaitPass());
   int before = -1;
   {
     const LockHook hook([&](const void*) {
