@@ -487,6 +487,20 @@ class SharedCarrousel : public CarrouselTest {
 
 }  // namespace
 
+TEST_F(SharedCarrousel, LinksAndUnlinksWithoutItsOwnMutex) {
+  int held = 0;
+  const LockHook hook(
+      [&](const void* mutex) {
+        if (mutex == listMutex) {
+          EXPECT_EQ(held, 0);
+        }
+        ++held;
+      },
+      [](const void*) {}, [&](const void*) { --held; });
+  SubTable* const sub = add({1}, 1, 100);
+  EXPECT_EQ(carrousel->clear_packetized_subtable(sub), 0);
+}
+
 TEST_F(SharedCarrousel, StaysLinkedWhenASubtableIsAddedWhileTheLastOneIsCleared) {
   SubTable* const sub = add({1}, 1, 100);
   {
@@ -507,18 +521,4 @@ TEST_F(SharedCarrousel, IsNotLinkedWhenTheAddedSubtableIsClearedAtOnce) {
   }
   EXPECT_EQ(carrousel->GetNumberSubTables(), 0U);
   EXPECT_FALSE(carrousel->is_linked());
-}
-
-TEST_F(SharedCarrousel, LinksAndUnlinksWithoutItsOwnMutex) {
-  int held = 0;
-  const LockHook hook(
-      [&](const void* mutex) {
-        if (mutex == listMutex) {
-          EXPECT_EQ(held, 0);
-        }
-        ++held;
-      },
-      [](const void*) {}, [&](const void*) { --held; });
-  SubTable* const sub = add({1}, 1, 100);
-  EXPECT_EQ(carrousel->clear_packetized_subtable(sub), 0);
 }
