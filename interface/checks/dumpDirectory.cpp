@@ -32,8 +32,7 @@ std::string foreignFileIn(const std::string& path, std::error_code& failed) {
 
 bool isSafe(const Field& field, const std::string& path) {
   const auto refuse = [&](const std::string& reason) { return field.refuse('\'' + path + '\'', reason); };
-  if (!isPlainForShell(path))
-    return refuse("is no name for it: only letters, digits and /._- are, and no - at the beginning");
+  if (!isPlainForShell(path)) return refuse("may only hold letters, digits and /._- and not begin with -");
   std::error_code failed;
   if (!std::filesystem::is_directory(path, failed)) return refuse("is not an existing directory");
   if (faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
