@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "interface/checks/outputAddress.h"
 #include "interface/host.h"
 #include "servicemux/front/serviceMux.h"
 
@@ -15,11 +16,6 @@ namespace vantor {
 namespace {
 
 constexpr unsigned char kTtl = 1;  // the output stays on the local network
-constexpr unsigned int kMulticastNibble = 14;
-
-/// Tests the last octet, not the first: which outputs go out as multicast is settled by the address plan of the
-/// device, where the groups end in 224 to 239.
-bool isMulticast(const in_addr& address) { return address.s_addr >> 28 == kMulticastNibble; }
 
 }  // namespace
 
@@ -30,7 +26,7 @@ bool serviceMux::openUDPSocket() {
   socketFd = ::socket(AF_INET, SOCK_DGRAM, 0);
   const bool opened = socketFd >= 0;
   if (!opened) log_function(HOST_LOG_ERROR, 0, "Unable to open socket.");
-  const bool ready = isMulticast(destination.sin_addr) ? setUpMulticast() : setUpUnicast();
+  const bool ready = thrift::general::isMulticast(destination.sin_addr) ? setUpMulticast() : setUpUnicast();
   return opened && ready;
 }
 
