@@ -32,10 +32,11 @@ class Field {
   explicit Field(std::optional<Refusal>& refusal) : refusal(&refusal) {}
 
   Field operator[](const char* member) const { return {this, member, std::nullopt}; }
-  /// An element of a list, or what a map has under a number.
-  Field element(const char* list, std::int64_t i) const { return {this, list, i}; }
+  Field element(const char* list, std::size_t i) const { return {this, list, static_cast<std::int64_t>(i)}; }
   /// An element of the list that this field is.
-  Field element(std::int64_t i) const { return {this, nullptr, i}; }
+  Field element(std::size_t i) const { return {this, nullptr, static_cast<std::int64_t>(i)}; }
+  /// What a map has under a number.
+  Field entry(const char* map, std::int64_t key) const { return {this, map, key}; }
 
   /// Refuses the field's value. Returns false, so that a check can end with it.
   bool refuse(std::string value, std::string reason) const;

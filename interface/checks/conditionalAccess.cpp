@@ -44,9 +44,9 @@ bool isMessage(const Field& field, const Message& message) {
 
 bool arePids(const Field& field, const char* name, const std::map<std::int32_t, std::vector<std::int32_t>>& lists) {
   for (const auto& [usid, pids] : lists) {
-    const Field list = field.element(name, usid);
+    const Field list = field.entry(name, usid);
     for (std::size_t i = 0; i < pids.size(); ++i)
-      if (!inRange(list.element(static_cast<std::int64_t>(i)), pids[i], kMaxPid)) return false;
+      if (!inRange(list.element(i), pids[i], kMaxPid)) return false;
   }
   return true;
 }

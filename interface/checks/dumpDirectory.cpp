@@ -23,7 +23,7 @@ bool isPlainForShell(const std::string& path) {
 std::string foreignFileIn(const std::string& path, std::error_code& failed) {
   using Entries = std::filesystem::directory_iterator;
   for (Entries entry(path, failed); !failed && entry != Entries(); entry.increment(failed)) {
-    const std::string name = entry->path().filename();
+    std::string name = entry->path().filename();
     const bool isDump = name.rfind("table_", 0) == 0 || name.rfind("current_", 0) == 0;
     if (entry->path().extension() == ".bin" && !isDump) return name;
   }
