@@ -2,8 +2,8 @@
 #include <netinet/in.h>
 
 #include "servicemux/muxer/VBRmuxer.h"
-#include "servicemux/packetize/packet.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
 #include "servicemux/streams/TableCarrousel.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include "interface/host.h"
 #include "interface/host_default/log.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/pids.h"
 #include "servicemux/sections/sections.h"
 
 namespace {

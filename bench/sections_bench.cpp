@@ -10,10 +10,10 @@
 #include "interface/converters/t2dPMT.h"
 #include "interface/converters/t2dSDT.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/packetize/packet.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
+#include "interface/psi/tableIds.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ void generatePmt(benchmark::State& state) {
 
 void generateSdt(benchmark::State& state) {
   const SdtTable table(t2dSDT(workload::makeSdt(1)));
-  repeat(state, [&] { return generateSections(*table, kSdtActual, {}); });
+  repeat(state, [&] { return generateSections(*table, kSdtActualTableId, {}); });
 }
 
 void generatePresentFollowing(benchmark::State& state) {

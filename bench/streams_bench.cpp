@@ -2,9 +2,9 @@
 #include <netinet/in.h>
 
 #include "servicemux/muxer/VBRmuxer.h"
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/pids.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 

@@ -16,10 +16,10 @@ foreach(header
     servicemux/packetize/packet.h
     servicemux/packetize/packetize.h
     servicemux/registries/EITStreams.h
-    servicemux/registries/InsertionPeriods.h
+    servicemux/output/InsertionPeriods.h
     servicemux/registries/PMTStreams.h
     servicemux/registries/PSIPStreams.h
-    servicemux/registries/RegistryOwner.h
+    servicemux/output/RegistryOwner.h
     servicemux/registries/SDTStreams.h
     servicemux/sections/SectionChain.h
     servicemux/streams/Repetition.h
@@ -28,7 +28,7 @@ foreach(header
     servicemux/streams/SttSource.h
     servicemux/streams/SubTable.h
     servicemux/streams/TableCarrousel.h
-    servicemux/streams/TableOnAir.h
+    servicemux/output/TableOnAir.h
     servicemux/time/TimeTables.h
     servicemux/time/getDSTParams.h
     interface/dvbpsi.h

@@ -17,6 +17,13 @@ g++ -std=c++17 tests/install/consumer.cpp -o build/consumer/consumer-pkg-config 
   $(pkg-config --cflags --libs servicemux servicemux-host) -Wl,-rpath,"$(pkg-config --variable=libdir servicemux)"
 build/consumer/consumer-pkg-config
 
+# The program says what its manual page and its completion are installed for.
+servicemux=$prefix/bin/servicemux
+packaging/manual.sh "$servicemux" | cmp - "$prefix/share/man/man1/servicemux.1"
+bash --norc -euc '
+  source "$1"; COMP_WORDS=("$2" "") COMP_CWORD=1; _servicemux; [[ " ${COMPREPLY[*]} " == *" play "* ]]' \
+  bash "$prefix/share/bash-completion/completions/servicemux" "$servicemux" || { echo "no completion"; exit 1; }
+
 # The library has a soname and shows nothing but its namespace.
 library=$(find "$prefix" -name libservicemux.so)
 readelf -d "$library" | grep -q 'SONAME.*\[libservicemux\.so\.[0-9]*\]' || { echo "libservicemux.so has no soname"; exit 1; }

@@ -10,12 +10,12 @@ from capture import MILLISECONDS
 KINDS = {
     "PAT": (lambda pid, table: pid == 0x00, r"PAT$"),
     "CAT": (lambda pid, table: pid == 0x01, r"CAT$"),
-    "NIT": (lambda pid, table: pid == 0x10, r"NITact$"),
-    "PMT": (lambda pid, table: table == 0x02, r"PMT_"),
-    "SDT actual": (lambda pid, table: table == 0x42, r"SDTa"),
-    "SDT other": (lambda pid, table: table == 0x46, r"SDTo_"),
-    "EIT p/f": (lambda pid, table: table == 0x4E, r"EIT_4e_"),
-    "EIT schedule": (lambda pid, table: 0x50 <= table <= 0x5F, r"EIT_5"),
+    "NIT": (lambda pid, table: pid == 0x10, r"NIT actual$"),
+    "PMT": (lambda pid, table: table == 0x02, r"PMT "),
+    "SDT actual": (lambda pid, table: table == 0x42, r"SDT actual$"),
+    "SDT other": (lambda pid, table: table == 0x46, r"SDT other "),
+    "EIT p/f": (lambda pid, table: table == 0x4E, r"EIT p/f actual "),
+    "EIT schedule": (lambda pid, table: 0x50 <= table <= 0x5F, r"EIT schedule actual "),
     "TDT": (lambda pid, table: table == 0x70, r"TDT$"),
     "TOT": (lambda pid, table: table == 0x73, r"TOT$"),
 }

@@ -103,7 +103,7 @@ nlohmann::json toJson(const vantor::MuxerStatistics& before, const vantor::Muxer
 /// What every table of the first output is to be repeated at, in ms.
 nlohmann::json periodsOf(const vantor::serviceMux& mux) {
   nlohmann::json periods;
-  for (const auto& table : mux.tablesOnAir()) periods[table.table] = table.period;
+  for (const auto& table : mux.tablesOnAir()) periods[table.name] = table.period;
   return periods;
 }
 

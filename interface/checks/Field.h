@@ -23,7 +23,6 @@ constexpr std::int64_t kMax16Bits = 0xFFFF;
 constexpr std::int64_t kMax24Bits = 0xFFFFFF;
 constexpr std::int64_t kMax32Bits = 0xFFFFFFFF;
 constexpr std::int64_t kMax40Bits = 0xFFFFFFFFFF;
-constexpr std::int64_t kMaxPid = 0x1FFF;
 
 /// Names a field of a record. It only points at its parent and its name, which must outlive it.
 class Field {

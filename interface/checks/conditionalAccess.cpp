@@ -3,6 +3,9 @@
 #include <string_view>
 
 #include "interface/checks/Field.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/section.h"
 
 namespace vantor::thrift {
 
@@ -13,7 +16,6 @@ constexpr std::int32_t kPackets = 1;
 constexpr std::int32_t kFixedPids = 0;
 constexpr std::int32_t kSimulcrypt = 3;
 constexpr std::size_t kPacketSize = 188;
-constexpr std::size_t kSectionHeaderSize = 3;  // table_id, flags and section_length
 
 /// Of the section that the bytes begin with, header included.
 std::size_t sectionSize(std::string_view bytes) {

@@ -4,11 +4,12 @@
 
 #include "interface/converters/check.h"
 
-/// libdvbpsi frees the lists of ATSC's tables but has no functions that add to them, so these do.
+/// Adds to the lists of ATSC's tables. libdvbpsi frees these lists but has no functions that add to them.
 
 namespace vantor::thrift::dvb_tables {
 
-/// Puts a node of zeros at a list's end, whose pointer moves on. Null when there is no memory.
+/// Appends a node of zeros to a list. `end` is where the list's last pointer stands; it moves on to that of the new
+/// node. Null when there is no memory.
 template <typename Node>
 [[nodiscard]] Node* appendNode(Node**& end) {
   auto* const node = static_cast<Node*>(std::calloc(1, sizeof(Node)));
@@ -18,7 +19,7 @@ template <typename Node>
   return node;
 }
 
-/// For addDescriptors.
+/// Adds one descriptor, in the form that addDescriptors takes. Null when there is no memory.
 template <typename Owner>
 dvbpsi_descriptor_t* addDescriptor(Owner* owner, std::uint8_t tag, std::uint8_t size, std::uint8_t* data) {
   dvbpsi_descriptor_t* const added = dvbpsi_NewDescriptor(tag, size, data);

@@ -7,8 +7,9 @@
 
 #include "interface/checks/Field.h"
 #include "interface/dvbpsi.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/sectioning.h"
 #include "interface/records.h"
-#include "interface/sectioning.h"
 
 /// What the converters share: checks that a record's values can be carried on the wire, and what becomes of one
 /// that fails. Safe to call from any thread.
@@ -22,18 +23,20 @@ constexpr std::size_t kDescriptorHeaderSize = 2;
 /// "PAT: programs[3].pid: 9000 is above 0x1FFF".
 [[nodiscard]] bool isRefused(const char* record, const std::optional<Refusal>& refusal);
 
-/// True unless negative. A version above 31 passes: whoever sends the table turns it into 0.
+/// True unless the version is negative. A version above 31 is not refused, because whoever sends the table turns it
+/// into 0.
 [[nodiscard]] bool isVersion(const Field& field, std::int64_t version);
 
-/// The version in 8 bits; one that needs more becomes 255, so that it is still seen to be above 31.
+/// The version in the 8 bits that libdvbpsi's tables have for it. A greater one becomes 255, so that it stays above
+/// 31 and is turned into 0 when it is sent.
 std::uint8_t versionByte(std::int64_t version);
 
-/// True when every tag and every length of the parent's list named `list` fits in its 8 bits. The length of the
-/// whole list is the caller's to check.
+/// True when the tag and the length of every descriptor fit in 8 bits each. `list` is what the parent calls these
+/// descriptors. The caller still has to check the length of them all together.
 [[nodiscard]] bool areDescriptors(const Field& parent, const char* list,
                                   const std::vector<Descriptor>& descriptors);
 
-/// True when last_section_number can count so many sections.
+/// True when there are at most 256 sections, which is what section_number can count.
 [[nodiscard]] bool fitsSectionCount(const Field& field, std::size_t sections);
 
 /// Bytes of a descriptor as sent.
@@ -42,17 +45,17 @@ inline std::size_t wireSize(const Descriptor& descriptor) { return kDescriptorHe
 /// Bytes of a descriptor loop as sent, without its length field.
 std::size_t wireSize(const std::vector<Descriptor>& descriptors);
 
-/// Counts the sections that a table's items fill one after the other, each going whole into the section that has
-/// room for it.
+/// Counts the sections that a table needs for its items. An item is never divided: when the section that was begun
+/// last has no room for it, another section begins with it.
 class SectionCount {
  public:
   explicit SectionCount(const SectionRoom& room) : room(room) {}
 
-  /// An item with a descriptor loop, which may ask for a section of its own to begin. False when it fits no
-  /// section.
+  /// Adds an item with a descriptor loop. With `startsSection` a new section begins with it in any case. False when
+  /// the item is too long for a section.
   [[nodiscard]] bool add(const Field& item, const std::vector<Descriptor>& descriptors, bool startsSection = false);
 
-  /// Bytes that are known to fit a section.
+  /// Adds an item of so many bytes, which must not be too long for a section.
   void add(std::size_t size, bool startsSection = false);
 
   std::size_t count() const { return sections; }
@@ -63,8 +66,9 @@ class SectionCount {
   std::size_t used = 0;
 };
 
-/// Hands checked descriptors to one of libdvbpsi's `dvbpsi_*_descriptor_add`, which copies them. False when it runs
-/// out of memory.
+/// Adds descriptors to a table of libdvbpsi or to an item of one. `add` is its function for that,
+/// `dvbpsi_*_descriptor_add`, which copies the bytes. The descriptors must have passed areDescriptors. False when
+/// there is no memory left.
 template <typename Owner>
 [[nodiscard]] bool addDescriptors(Owner* owner,
                                   dvbpsi_descriptor_t* (*add)(Owner*, std::uint8_t, std::uint8_t, std::uint8_t*),

@@ -2,11 +2,11 @@
 
 #include "interface/records.h"
 
-/// What optional fields of records stand for, given or not.
+/// The values of optional fields of records: the given one, or what it counts as when it is not given.
 
 namespace vantor::thrift::dvb_tables {
 
-/// For services and events: whether they begin a new section though the one before has room.
+/// Whether a service or an event begins a new section although the section before it still has room.
 template <typename Item>
 bool startsSection(const Item& item) {
   return item.__isset.starts_section && item.starts_section;
@@ -15,12 +15,13 @@ bool startsSection(const Item& item) {
 /// Whether the first event of a present/following table is the following one.
 inline bool isPresentMissing(const EIT& record) { return record.__isset.present_missing && record.present_missing; }
 
-/// Not checked to fit in 8 bits.
+/// The value that is sent as last_table_id. It is not checked here that it fits in 8 bits.
 inline int lastTableId(const EIT& record) {
   return record.__isset.last_table_id ? record.last_table_id : record.table_id;
 }
 
-/// The MJD that segment 0 of a schedule starts at; 0 without events. Not checked to fit in 16 bits.
+/// The MJD of the day with which segment 0 of a schedule begins; 0 when nothing tells it. It is not checked here
+/// that it fits in 16 bits.
 inline int firstDay(const EIT& record) {
   if (record.__isset.first_day) return record.first_day;
   return record.events.empty() ? 0 : static_cast<int>(record.events.front().start_time >> 24);

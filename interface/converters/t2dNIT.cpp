@@ -8,7 +8,7 @@ namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-constexpr std::uint8_t kNitActual = 0x40;  // EN 300 468, table 2
+constexpr std::uint8_t kNitActualTableId = 0x40;  // EN 300 468, table 2
 
 bool fitsSections(const Field& nit, const NIT& record) {
   SectionCount sections(kNitRoom);
@@ -40,7 +40,7 @@ dvbpsi_nit_t* t2dNIT(const NIT& record) {
   if (isRefused("NIT", check(record))) return nullptr;
   const auto networkId = static_cast<std::uint16_t>(record.network_id);
   std::unique_ptr<dvbpsi_nit_t, decltype(&dvbpsi_nit_delete)> nit(
-      dvbpsi_nit_new(kNitActual, networkId, networkId, versionByte(record.version_number),
+      dvbpsi_nit_new(kNitActualTableId, networkId, networkId, versionByte(record.version_number),
                      record.current_next_indicator),
       &dvbpsi_nit_delete);
   if (!nit || !addDescriptors(nit.get(), &dvbpsi_nit_descriptor_add, record.descriptors)) return nullptr;

@@ -8,7 +8,7 @@ namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-constexpr std::uint8_t kSdtActual = 0x42;  // EN 300 468, table 2
+constexpr std::uint8_t kSdtActualTableId = 0x42;  // EN 300 468, table 2
 
 bool fitsSections(const Field& sdt, const SDT& record) {
   SectionCount sections(kSdtRoom);
@@ -39,7 +39,7 @@ std::optional<Refusal> check(const SDT& record) { return refusalOf(record, &canB
 
 dvbpsi_sdt_t* t2dSDT(const SDT& record) {
   if (isRefused("SDT", check(record))) return nullptr;
-  SdtTable sdt(dvbpsi_sdt_new(kSdtActual, static_cast<std::uint16_t>(record.transport_stream_id),
+  SdtTable sdt(dvbpsi_sdt_new(kSdtActualTableId, static_cast<std::uint16_t>(record.transport_stream_id),
                               versionByte(record.version_number), record.current_next_indicator,
                               static_cast<std::uint16_t>(record.original_network_id)));
   if (!sdt) return nullptr;

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "interface/host_default/Logger.h"
 
@@ -49,6 +50,15 @@ Logger& processLogger() {
   return *currentLogger;
 }
 
+thread_local const char* context = nullptr;
+
+/// The message behind "[output] ", unless it says so itself or the thread logs for none.
+std::string inContext(std::string_view text) {
+  if (context == nullptr) return std::string(text);
+  const std::string prefix = '[' + std::string(context) + ']';
+  return text.substr(0, prefix.size()) == prefix ? std::string(text) : prefix + ' ' + std::string(text);
+}
+
 int thresholdFromEnvironment() {
   const char* const value = std::getenv(kThresholdVariable);
   if (value == nullptr) return kDefaultThreshold;
@@ -78,9 +88,11 @@ void log_function(int level, int, const char* format, ...) {
   va_start(arguments, format);
   const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
   va_end(arguments);
-  if (length < 0) return processLogger().write(toKnownLevel(level), format);
+  if (length < 0) return processLogger().write(toKnownLevel(level), inContext(format));
   constexpr std::string_view kCutOff = "...";
   if (static_cast<std::size_t>(length) > kMaxMessage)
     kCutOff.copy(&text[kMaxMessage - kCutOff.size()], kCutOff.size());
-  processLogger().write(toKnownLevel(level), text.data());
+  processLogger().write(toKnownLevel(level), inContext(text.data()));
 }
+
+const char* log_context(const char* output) { return std::exchange(vantor::context, output); }

@@ -69,8 +69,8 @@ bool isOffPeriod(const TableOnAir& table) {
 std::string row(const std::string& table, const std::string& pid, const std::string& version,
                 const std::string& period, const std::string& measured, const std::string& packets,
                 const std::string& sent) {
-  return "  " + padRight(table, 17) + padRight(pid, 8) + padLeft(version, 7) + padLeft(period, 11) +
-         padLeft(measured, 13) + padLeft(packets, 9) + padLeft(sent, 11);
+  return "  " + padRight(table, 29) + padRight(pid, 6) + padLeft(version, 5) + padLeft(period, 9) +
+         padLeft(measured, 11) + padLeft(packets, 8) + padLeft(sent, 8);
 }
 
 std::vector<Line> headOf(const OutputState& state) {
@@ -82,7 +82,7 @@ std::vector<Line> headOf(const OutputState& state) {
                                        counted(sent.packets, "packet") + "   " +
                                        counted(sent.datagrams, "datagram") + "   " + losses(sent)},
       {kPlain, ""},
-      {kDim, row("TABLE", "PID", "VERSION", "PERIOD", "MEASURED", "PACKETS", "SENT")},
+      {kDim, row("TABLE", "PID", "VERS", "PERIOD", "MEASURED", "PACKETS", "SENT")},
   };
 }
 
@@ -96,7 +96,7 @@ std::string remainderOf(const std::vector<TableOnAir>& tables, std::size_t shown
 
 Line rowOf(const TableOnAir& table) {
   return {isOffPeriod(table) ? kYellow : kPlain,
-          row(table.table, hexPid(table.pid), versionOf(table), std::to_string(table.period) + " ms",
+          row(table.name, hexPid(table.pid), versionOf(table), std::to_string(table.period) + " ms",
               measuredOf(table), grouped(table.packets), grouped(table.repetitions))};
 }
 
@@ -135,7 +135,7 @@ std::string lineOf(const OutputState& state) {
   const std::size_t shown = std::min(state.tables.size(), kMostOnALine);
   for (std::size_t i = 0; i < shown; ++i) {
     const TableOnAir& table = state.tables[i];
-    out += "  " + table.table + "@" + hexPid(table.pid);
+    out += "  " + table.name + "@" + hexPid(table.pid);
     if (table.version >= 0) out += " v" + std::to_string(table.version);
     out += " " + measuredOf(table) + "/" + std::to_string(table.period) + " ms";
   }

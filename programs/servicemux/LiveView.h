@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "servicemux/muxer/MuxerStatistics.h"
-#include "servicemux/streams/TableOnAir.h"
+#include "servicemux/output/TableOnAir.h"
 
 namespace vantor::cli {
 

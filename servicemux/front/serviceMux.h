@@ -1,9 +1,5 @@
 #pragma once
 
-#include <netinet/in.h>
-
-#include <boost/chrono.hpp>
-#include <boost/thread/mutex.hpp>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,22 +8,23 @@
 
 #include "interface/records.h"
 #include "servicemux/export.h"
+#include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
-#include "servicemux/registries/InsertionPeriods.h"
-#include "servicemux/registries/RegistryOwner.h"
-#include "servicemux/streams/TableOnAir.h"
+#include "servicemux/output/InsertionPeriods.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/output/TableOnAir.h"
 
 struct dvbpsi_local_time_offset_s;
 struct dvbpsi_psi_section_s;
 
 namespace vantor {
 
-class EITStreams;
-class PMTStreams;
-class PSIPStreams;
-class SDTStreams;
-class SectionQueue;
-class SimpleTable;
+class AtscTables;
+class ConditionalAccess;
+class DeviceSocket;
+class DumpFiles;
+class FixedTables;
+class ServiceTables;
 class TableCarrousel;
 class TimeTables;
 class VBRmuxer;
@@ -36,18 +33,24 @@ class VBRmuxer;
 /// them on UDP until they are replaced or cleared.
 ///
 /// The object runs from the end of its constructor to the start of its destructor, with threads of its own. All
-/// tables start empty. Errors are logged, never thrown, and leave on air what was there; the only exceptions are
-/// those of the thread library when it runs out of resources, at construction. Table operations take no lock and
-/// must come from one thread at a time; setBitrate and statistics may come from any.
+/// tables start empty. Errors are logged, never thrown, and leave on air what was there. The only exceptions are
+/// those of a system that has run out of memory, threads or mutexes: boost::thread_resource_error,
+/// std::system_error and std::bad_alloc. They may come from the constructor and from what makes a stream later,
+/// which is setDRMConfig, newPMT on a PID that has no PMT yet and the first ATSC table; the other tables stay on
+/// air then. Table operations take no lock and must come from one thread at a time; setBitrate and statistics may
+/// come from any.
 class SERVICEMUX_API serviceMux final : public RegistryOwner {
  public:
   /// `name` opens the log messages (null counts as empty). `address` says where the datagrams go; when the last
   /// octet of its ip is 224 to 239 they leave as multicast through the VLAN interface that `vlan` selects.
   /// `dumpPath` is an existing directory for dump files of the tables, "" for none; its name reaches a shell.
   serviceMux(const char* name, vantor::thrift::general::OutputAddress address, const std::string& dumpPath);
+  /// The same with an output that is open already: every datagram goes to `sink`, which must not be null.
+  serviceMux(const char* name, std::shared_ptr<DatagramSink> sink, const std::string& dumpPath);
   serviceMux(const serviceMux&) = delete;
   serviceMux& operator=(const serviceMux&) = delete;
-  /// Stops and joins the threads, closes the socket and removes the dump files.
+  /// Stops and joins the threads, closes the socket and removes the dump files. A sink that was handed in is let
+  /// go.
   ~serviceMux();
 
   /// Sets the ceiling of the output in kbit/s, 1 to 100000, 1024 at construction.
@@ -68,7 +71,8 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   int newNIT(const vantor::thrift::dvb_tables::NIT& record);
   void clearNIT();
 
-  /// Puts a program's PMT on its PID. One that is on air on another PID stays there: clear it first.
+  /// Puts a program's PMT on a PID. A PID above 0x1FFF, which no packet can have, is refused with an error in the
+  /// log and -1. A PMT that is on air on another PID stays there, with its version returned: clear it first.
   int newPMT(const vantor::thrift::dvb_tables::PMT& record, short pid);
   void clearPMT(short program, short pid);
   void clearAllPMTs();
@@ -122,7 +126,9 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   // repeated until the next one, EMMs are sent once, each set of them within half a second.
 
   /// Says which messages are carried: scrambler_type 0 on the fixed PIDs 0x0021 and 0x0022, 3 on the PIDs that the
-  /// configuration lists. Messages on air stop, also when nothing has changed.
+  /// configuration lists, each taken by its low 16 bits. Messages on air stop, also when nothing has changed. When
+  /// a stream cannot be made this throws boost::thread_resource_error: the streams made before it are there,
+  /// messages for the others are refused or passed over, and calling again makes them all.
   void setDRMConfig(const vantor::thrift::general::ScramblerConfig& config);
 
   /// For scrambler_type 0. Packets must have the PID already.
@@ -132,8 +138,9 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void clearECM();
   void clearEMM();
 
-  /// For scrambler_type 3, on one of the configured PIDs. Of packets only the first is sent, as many times as there
-  /// are packets. No data means an ECM stop, after which the last ECM goes on.
+  /// For scrambler_type 3, on one of the configured PIDs. Of several packets only the first is sent, as many times
+  /// as there are packets. Empty data is an ECM stop, which is only logged: the last ECM stays on air. Both are
+  /// kept for compatibility.
   void setLiveECM(const vantor::thrift::simulcrypt::ECMItem& ecm);
   void setLiveEMM(const vantor::thrift::simulcrypt::EMMItem& emm);
   /// Removes all streams; the next setDRMConfig makes them again.
@@ -172,9 +179,10 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   /// the PID.
   static unsigned char pidifyTSPackets(unsigned short pid, std::string& out, const std::string& in);
 
-  // The steps of construction and destruction, each done once there.
+  // The steps of construction and destruction, each done once there, and the threads' bodies.
 
-  /// Opens the output socket and sets it up; true when every step succeeded.
+  /// Opens the output socket and sets it up; true when every step succeeded. With a sink that was handed in there
+  /// is nothing to do.
   bool openUDPSocket();
   /// The interface that carries multicast output.
   std::string getOutputInterfaceName() const;
@@ -184,81 +192,49 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void muxerRun();
   void consumerRun();
   void muxerStop();
+  void timeUpdateFct();
+
+  /// Writes a UTC time (its low 40 bits, EN 300 468 annex C) into a section of a TDT or TOT, with the TOT's CRC_32
+  /// anew, and returns its packets.
+  static std::string updateUTC(long long utc, dvbpsi_psi_section_s* section);
 
  private:
-  using Clock = boost::chrono::steady_clock;
+  serviceMux(const char* name, vantor::thrift::general::OutputAddress address, std::shared_ptr<DatagramSink> sink,
+             std::shared_ptr<DeviceSocket> device, const std::string& dumpPath);
 
-  // What the registries see of this output.
+  // What the parts of this output see of it.
   [[nodiscard]] const std::string& outputName() const override { return name; }
-  [[nodiscard]] const InsertionPeriods& insertionPeriods() const override { return periods; }
+  [[nodiscard]] InsertionPeriods& insertionPeriods() override { return periods; }
   [[nodiscard]] const std::shared_ptr<VBRmuxer>& outputMuxer() const override { return muxer; }
   [[nodiscard]] const std::shared_ptr<TableCarrousel>& outputSdtCarrousel() const override { return sdtCarrousel; }
 
+  void announce() const;
   void openOutput();
-  void makeStreams();
+  void makeParts();
   void end();
-
-  int newSDT(const vantor::thrift::dvb_tables::SDT& record, unsigned char tableId);
-  template <typename Announce>
-  int newEITs(const EITRecords& records, Announce announce);
-
-  void closeCAStreams();
-  void openLiveEcms();
-  void openLiveEmms();
-  void listCAOnAir(std::vector<TableOnAir>& tables) const;
-
-  unsigned int putOnAir(SimpleTable& stream, unsigned short pid, unsigned char version,
-                        dvbpsi_psi_section_s* sections);
-  void clearTable(SimpleTable& stream, const char* table, const char* kind);
-
-  bool setUpMulticast();
-  bool setUpUnicast();
-  bool setTTL(int option) const;
-  void closeSocket();
   void startThread(std::thread& thread, void (serviceMux::*body)(), int priority, const char* namePrefix);
 
   // Constant after construction.
   const std::string name;
-  const vantor::thrift::general::OutputAddress outputAddress;
-  const std::string dumpPath;
+  const vantor::thrift::general::OutputAddress outputAddress;  // empty with a sink that was handed in
 
   // The caller's thread only.
-  Clock::time_point startTime;  // moved on by each pruning of the dump files
   InsertionPeriods periods;
   std::thread producerThread;
   std::thread consumerThread;
   std::thread timeUpdaterThread;
 
-  // Constant after construction, gone in the destructor; each is thread-safe by itself.
+  // Constant after construction, gone in the destructor.
+  const std::shared_ptr<DatagramSink> sink;
+  const std::shared_ptr<DeviceSocket> device;  // the same, when it is the output's own; else null
   std::shared_ptr<VBRmuxer> muxer;
-  std::unique_ptr<SimpleTable> pat;
-  std::unique_ptr<SimpleTable> cat;
-  std::unique_ptr<SimpleTable> nit;
-  std::unique_ptr<SimpleTable> nullPackets;
+  std::unique_ptr<DumpFiles> dumps;
   std::shared_ptr<TableCarrousel> sdtCarrousel;
+  std::unique_ptr<FixedTables> fixedTables;
   std::unique_ptr<TimeTables> timeTables;
-
-  // The caller's thread only.
-  std::unique_ptr<SDTStreams> sdts;
-  std::unique_ptr<PMTStreams> pmts;
-  std::unique_ptr<EITStreams> eits;
-
-  // Guarded by caLock; the maps by their own lock too.
-  std::unique_ptr<SimpleTable> caEcm;
-  std::unique_ptr<SectionQueue> caEmm;
-  std::map<unsigned short, std::unique_ptr<SimpleTable>> liveEcms;  // by PID
-  std::map<unsigned short, std::unique_ptr<SectionQueue>> liveEmms;
-  boost::mutex liveEcmLock;
-  boost::mutex liveEmmLock;
-
-  std::unique_ptr<PSIPStreams> psip;  // the caller's thread only
-
-  // Guarded by caLock.
-  vantor::thrift::general::ScramblerConfig scramblerConfig;
-  mutable boost::mutex caLock;  // before the live locks
-
-  int socketFd = -1;
-  sockaddr_in destination{};  // read by the consumer
+  std::unique_ptr<ServiceTables> serviceTables;
+  std::unique_ptr<ConditionalAccess> access;
+  std::unique_ptr<AtscTables> atscTables;
 };
 
 }  // namespace vantor

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "interface/host.h"
+#include "servicemux/muxer/SocketSink.h"
 
 namespace vantor {
 
@@ -27,11 +28,19 @@ constexpr seconds kAlivePeriod{10};
 }  // namespace
 
 VBRmuxer::VBRmuxer(int& socket, sockaddr* destination, unsigned int bitrate, unsigned int packetsPerDatagram)
+    : VBRmuxer(std::make_unique<SocketSink>(socket, destination), nullptr, bitrate, packetsPerDatagram) {}
+
+VBRmuxer::VBRmuxer(DatagramSink& sink, unsigned int bitrate, unsigned int packetsPerDatagram)
+    : VBRmuxer(nullptr, &sink, bitrate, packetsPerDatagram) {}
+
+VBRmuxer::VBRmuxer(std::unique_ptr<DatagramSink> own, DatagramSink* handedIn, unsigned int bitrate,
+                   unsigned int packetsPerDatagram)
     : packetsPerDatagram(std::clamp(packetsPerDatagram, 1U, kMaxPacketsPerDatagram)),
-      socket(socket),
-      destination(destination),
+      ownSink(std::move(own)),
+      sink(handedIn != nullptr ? *handedIn : *ownSink),
       ring(kRingSize),
-      ringMask(kRingSize - 1) {
+      ringMask(kRingSize - 1),
+      unread(kRingSize) {
   SetBitrate(bitrate);
 }
 
@@ -45,7 +54,7 @@ void VBRmuxer::SetBitrate(unsigned int kbps) {
 
 void VBRmuxer::muxerStop() {
   {
-    const boost::lock_guard<boost::mutex> producerWaits(streamListMutex);
+    const auto producerWaits = lockAsCaller();
     const boost::lock_guard<boost::mutex> consumerWaits(consumerMutex);
     stop.store(true);
   }
@@ -58,15 +67,25 @@ MuxerStatistics VBRmuxer::statistics() const {
           sendErrors.get(), ringFullSlots.get(), packetsOverrun.get()};
 }
 
+/// Takes the stream-list mutex for a caller. A producer that has stepped back for the sake of waiting callers goes
+/// on behind the first one that gets here.
+boost::unique_lock<boost::mutex> VBRmuxer::lockAsCaller() {
+  callersWaiting.fetch_add(1);
+  boost::unique_lock<boost::mutex> lock(streamListMutex);
+  callersWaiting.fetch_sub(1);
+  if (callersTurn.exchange(false)) producerCondition.notify_one();
+  return lock;
+}
+
 void VBRmuxer::link(muxed_stream& stream) {
-  const boost::lock_guard<boost::mutex> lock(streamListMutex);
+  const auto lock = lockAsCaller();
   if (!stream.is_linked()) streams.push_back(stream);
   reschedule.store(true);
   producerCondition.notify_one();
 }
 
 void VBRmuxer::unlink(muxed_stream& stream) {
-  const boost::lock_guard<boost::mutex> lock(streamListMutex);
+  const auto lock = lockAsCaller();
   if (stream.is_linked()) streams.erase(streams.iterator_to(stream));
 }
 
@@ -84,6 +103,7 @@ void VBRmuxer::produce(unsigned int watchdog) {
   time_point lastAlive = slotClock;
   while (!stop.load()) {
     boost::unique_lock<boost::mutex> lock(streamListMutex);
+    letCallerIn(lock);
     if (!waitForSlot(lock, slotClock)) return;
     if (reschedule.exchange(false)) slotClock = Clock::now();
     if (ringFull()) {
@@ -100,6 +120,15 @@ void VBRmuxer::produce(unsigned int watchdog) {
     }
     if (slotClock < earliestDue) idleUntil(slotClock, earliestDue);
   }
+}
+
+/// Steps back until a waiting caller has had the mutex. A producer that is behind its slot clock does not sleep and
+/// would take the mutex again before any caller wakes up. No wake-up is lost: a caller is counted until it holds
+/// the mutex, so the one that was seen here is still to come, and it ends the turn and notifies under the mutex.
+void VBRmuxer::letCallerIn(boost::unique_lock<boost::mutex>& lock) {
+  if (callersWaiting.load() == 0) return;
+  callersTurn.store(true);
+  while (callersTurn.load()) producerCondition.wait(lock);
 }
 
 /// Sleeps to the slot time or to the next link; false once the muxer is stopped. A slot time that has passed is not
@@ -126,19 +155,31 @@ void VBRmuxer::pollStreams(time_point& slotClock, time_point& earliestDue) {
 }
 
 /// Offers one stream the ring's next slot. The ring is checked for room once a pass, so a pass over many streams
-/// can come to slots that are still unsent: the oldest packets are given up then. While the consumer is just
-/// copying such a slot the producer waits for the end of that copy, and the consumer passes over a slot that it
-/// finds being overwritten. The consumer never waits here, since its priority is above the producer's.
+/// can come to slots that are still unsent. The oldest packets are given up then, but only for a packet that is
+/// there: while the ring is full a stream writes into a spare one first.
 bool VBRmuxer::pollStream(muxed_stream& stream, time_point slotClock, time_point& earliestDue) {
   const unsigned int slot = writeIndex & ringMask;
-  if (!ringFull()) return stream.get_packet(ring[slot].bytes, slotClock, earliestDue) != 0;
+  if (ringFull()) {
+    if (stream.get_packet(spare.bytes, slotClock, earliestDue) == 0) return false;
+    overwrite(slot);
+  } else {
+    if (stream.get_packet(ring[slot].bytes, slotClock, earliestDue) == 0) return false;
+    unread[slot].store(true);
+  }
+  return true;
+}
 
+/// Puts the spare packet into a slot that the consumer may be about to read. When the consumer is just copying the
+/// slot the producer waits for the end of that copy; the consumer passes over a slot that it finds being
+/// overwritten. The consumer never waits here, since its priority is above the producer's.
+void VBRmuxer::overwrite(unsigned int slot) {
   slotBeingOverwritten.store(slot);
   while (slotBeingRead.load() == slot) std::this_thread::yield();
-  const bool written = stream.get_packet(ring[slot].bytes, slotClock, earliestDue) != 0;
+  // Nothing is lost when the consumer has been here meanwhile, or has sent this packet early in an older one's
+  // place.
+  if (unread[slot].exchange(true)) packetsOverrun.add(1);
+  ring[slot] = spare;
   slotBeingOverwritten.store(kNoSlot);
-  if (written) packetsOverrun.add(1);
-  return written;
 }
 
 /// Jumps to the earliest due time; before a long gap the consumer is told to send what it holds.
@@ -189,7 +230,10 @@ bool VBRmuxer::takePacket(char* to) {
   const unsigned int slot = readIndex & ringMask;
   slotBeingRead.store(slot);
   const bool overwritten = slotBeingOverwritten.load() == slot;
-  if (!overwritten) std::memcpy(to, ring[slot].bytes, kPacketSize);
+  if (!overwritten) {
+    std::memcpy(to, ring[slot].bytes, kPacketSize);
+    unread[slot].store(false);
+  }
   slotBeingRead.store(kNoSlot);
   ++readIndex;
   filled.fetch_sub(1);
@@ -198,7 +242,7 @@ bool VBRmuxer::takePacket(char* to) {
 
 /// Sends the datagram and empties it. A lost datagram is not sent again: by then its packets would be late.
 void VBRmuxer::send(const std::vector<char>& datagram, std::size_t& fill) {
-  const ssize_t sent = ::sendto(socket, datagram.data(), fill, 0, destination, sizeof(sockaddr_in));
+  const ssize_t sent = sink.send(datagram.data(), fill);
   if (sent == static_cast<ssize_t>(fill)) {
     datagrams.add(1);
     bytesSent.add(fill);

@@ -8,12 +8,14 @@
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/mutex.hpp>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
+#include "interface/psi/packet.h"
 #include "servicemux/export.h"
+#include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
 #include "servicemux/muxer/muxed_stream.h"
-#include "servicemux/packetize/packet.h"
 
 namespace vantor {
 
@@ -38,6 +40,8 @@ class SERVICEMUX_API VBRmuxer {
   /// as for SetBitrate; `packetsPerDatagram` from 1 to 7, brought into that range.
   /// Throws boost::thread_resource_error when a mutex or condition variable cannot be made.
   VBRmuxer(int& socket, sockaddr* destination, unsigned int bitrate, unsigned int packetsPerDatagram);
+  /// The same for any sink, which must outlive the consumer's loop.
+  VBRmuxer(DatagramSink& sink, unsigned int bitrate, unsigned int packetsPerDatagram);
   VBRmuxer(const VBRmuxer&) = delete;
   VBRmuxer& operator=(const VBRmuxer&) = delete;
   /// Both loops must have returned. Streams that are still linked may be destroyed later.
@@ -61,6 +65,9 @@ class SERVICEMUX_API VBRmuxer {
   [[nodiscard]] MuxerStatistics statistics() const;
 
  private:
+  VBRmuxer(std::unique_ptr<DatagramSink> own, DatagramSink* handedIn, unsigned int bitrate,
+           unsigned int packetsPerDatagram);
+
   friend class muxed_stream;  // streams come and go by themselves
 
   using Clock = boost::chrono::steady_clock;
@@ -79,13 +86,16 @@ class SERVICEMUX_API VBRmuxer {
     std::atomic<std::uint64_t> value{0};
   };
 
+  boost::unique_lock<boost::mutex> lockAsCaller();
   void link(muxed_stream& stream);
   void unlink(muxed_stream& stream);
 
   void produce(unsigned int watchdog);
+  void letCallerIn(boost::unique_lock<boost::mutex>& lock);
   bool waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point slotClock);
   void pollStreams(time_point& slotClock, time_point& earliestDue);
   bool pollStream(muxed_stream& stream, time_point slotClock, time_point& earliestDue);
+  void overwrite(unsigned int slot);
   void idleUntil(time_point& slotClock, time_point earliestDue);
   [[nodiscard]] boost::chrono::nanoseconds slotInterval() const;
   [[nodiscard]] bool ringFull() const;
@@ -101,25 +111,29 @@ class SERVICEMUX_API VBRmuxer {
   // Guarded by streamListMutex.
   StreamList streams;
 
-  // Written by SetBitrate, read by the producer for every packet.
+  // Written by SetBitrate. The producer reads the interval for every packet. Nothing reads the bitrate: it is kept
+  // beside the interval that follows from it for the sake of the interface.
   std::atomic<unsigned int> bitrate;         // kbit/s
   std::atomic<unsigned int> packetInterval;  // ns
 
   // Constant after construction.
-  const int socket;
-  const sockaddr* const destination;
+  const std::unique_ptr<DatagramSink> ownSink;  // for a muxer that was given a socket
+  DatagramSink& sink;
 
   boost::mutex streamListMutex;
   boost::condition_variable producerCondition;  // with streamListMutex
   std::atomic<bool> reschedule{true};
+  std::atomic<unsigned int> callersWaiting{0};  // raised before a caller locks streamListMutex, lowered under it
+  std::atomic<bool> callersTurn{false};         // changed under streamListMutex
 
   boost::condition_variable consumerCondition;  // with consumerMutex
   boost::mutex consumerMutex;
 
   // The ring has one writer and one reader. A slot is the writer's while `filled` is below the ring's size,
-  // and the reader's from the increment of `filled` on; see pollStream for what happens past that.
+  // and the reader's from the increment of `filled` on; see overwrite for what happens past that.
   std::vector<pkt_t> ring;
   const unsigned int ringMask;
+  std::vector<std::atomic<bool>> unread;  // for each slot, whether its packet is still to be copied by the consumer
   std::atomic<unsigned int> filled{0};
   unsigned int readIndex = 0;   // consumer only, free running
   unsigned int writeIndex = 0;  // producer only, free running
@@ -134,6 +148,7 @@ class SERVICEMUX_API VBRmuxer {
   std::atomic<unsigned int> slotBeingOverwritten{kNoSlot};
 
   // Producer only.
+  pkt_t spare{};  // takes what a stream writes while the ring is full
   Counter packets;
   Counter ringFullSlots;
   Counter packetsOverrun;

@@ -1,7 +1,7 @@
 #include "servicemux/muxer/muxed_stream.h"
 
+#include "interface/psi/packet.h"
 #include "servicemux/muxer/VBRmuxer.h"
-#include "servicemux/packetize/packet.h"
 
 namespace vantor {
 

@@ -65,11 +65,11 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
   void restamp_cc(signed char* packet);
 
  private:
-  // Constant after construction.
+  // Constant after construction. Nothing in the library reads it.
   [[maybe_unused]] const unsigned short pid;
   // Written by the producer, read by whoever continues the counter in another stream.
   std::atomic<unsigned char> lastCC;
-  // Constant after construction; a mark of the stream kinds that nothing in the library reads.
+  // Constant after construction. Nothing in the library reads it; it is kept for compatibility.
   [[maybe_unused]] const bool flag;
   const std::weak_ptr<VBRmuxer> muxer;
 };

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/section.h"
 
 namespace vantor {
 
 namespace {
-
-constexpr std::size_t kHeaderSize = 4;
-constexpr std::size_t kCrcSize = 4;
 
 using Packet = std::array<unsigned char, kPacketSize>;
 
@@ -39,12 +38,12 @@ unsigned char packetizeSection(unsigned short pid, unsigned char cc, std::string
   };
   Packet packet{kSyncByte, static_cast<unsigned char>(pidHigh | kPayloadUnitStart),
                 static_cast<unsigned char>(pid & 0xFF), stamp(), 0};
-  fillPayload(packet, kHeaderSize + 1, data, end);
+  fillPayload(packet, kPacketHeaderSize + 1, data, end);
   append(out, packet);
   while (data != end) {
     packet[1] = pidHigh & static_cast<unsigned char>(~kPayloadUnitStart);
     packet[kContinuityOffset] = stamp();
-    fillPayload(packet, kHeaderSize, data, end);
+    fillPayload(packet, kPacketHeaderSize, data, end);
     append(out, packet);
   }
   return cc;
@@ -52,7 +51,8 @@ unsigned char packetizeSection(unsigned short pid, unsigned char cc, std::string
 
 }  // namespace
 
-unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out, dvbpsi_psi_section_s* sections) {
+unsigned char packetize(unsigned short pid, unsigned char cc, std::string& out,
+                        const dvbpsi_psi_section_s* sections) {
   cc &= kContinuityMask;
   for (const auto* section = sections; section != nullptr; section = section->p_next)
     cc = packetizeSection(pid, cc, out, section->p_data, sectionSize(*section));
@@ -65,16 +65,34 @@ unsigned char packetizeBytes(unsigned short pid, unsigned char cc, std::string& 
   return (cc + 1) & kContinuityMask;
 }
 
+unsigned char pidifyTSPackets(unsigned short pid, std::string& out, const std::string& in) {
+  for (std::size_t k = 0; k < in.size() / kPacketSize; ++k) {
+    out.append(in, 0, kPacketSize);
+    // The place is counted in 16 bits and from the start of `out`, so that from the 350th packet on the PID is
+    // written into the first packets again. Kept for compatibility, like the copies of the first packet alone.
+    const auto offset = static_cast<std::uint16_t>(k * kPacketSize);
+    const auto high = static_cast<unsigned char>((out[offset + 1U] & 0xE0) | (pid >> 8 & 0x1F));
+    out[offset + 1U] = static_cast<char>(high);
+    out[offset + 2U] = static_cast<char>(pid & 0xFF);
+  }
+  return static_cast<unsigned char>((out[kContinuityOffset] + 1) & kContinuityMask);
+}
+
 std::size_t sectionSize(const dvbpsi_psi_section_s& section) {
   const auto size = static_cast<std::size_t>(section.p_payload_end - section.p_data);
   return section.b_syntax_indicator ? size + kCrcSize : size;
 }
 
-int tableVersion(const std::string& packets) {
-  constexpr std::size_t kSection = kHeaderSize + 1;  // behind a pointer_field of 0
-  if (packets.size() < kPacketSize || (packets[1] & kPayloadUnitStart) == 0) return -1;
-  const bool hasSyntax = (packets[kSection + 1] & 0x80) != 0;
-  return hasSyntax ? (packets[kSection + 5] >> 1) & 0x1F : -1;
+std::size_t sectionBytes(const dvbpsi_psi_section_s* sections) {
+  std::size_t size = 0;
+  for (const auto* section = sections; section != nullptr; section = section->p_next) size += sectionSize(*section);
+  return size;
+}
+
+unsigned char chainLength(const dvbpsi_psi_section_s* sections) {
+  unsigned char count = 0;
+  for (const auto* section = sections; section != nullptr; section = section->p_next) ++count;
+  return count;
 }
 
 void appendNullPacket(std::string& out) {

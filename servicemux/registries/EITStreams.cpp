@@ -1,15 +1,13 @@
 #include "servicemux/registries/EITStreams.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "interface/host.h"
-#include "servicemux/packetize/pids.h"
-#include "servicemux/registries/RegistryOwner.h"
-#include "servicemux/sections/tableIds.h"
+#include "interface/psi/tableTypes.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/output/TableOnAir.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
 
 namespace vantor {
 
@@ -33,15 +31,10 @@ EITStreams::~EITStreams() { clearAllEITs(); }
 
 unsigned short EITStreams::getEITInsertionPeriod(unsigned char table_id) const {
   const InsertionPeriods& periods = owner->insertionPeriods();
-  const auto isBetween = [=](unsigned char first, unsigned char last) {
-    return first <= table_id && table_id <= last;
-  };
-  if (table_id == kEitPresentFollowingActual) return static_cast<unsigned short>(periods.eitPresentFollowingActual);
-  if (table_id == kEitPresentFollowingOther) return static_cast<unsigned short>(periods.eitPresentFollowingOther);
-  if (isBetween(kEitScheduleActualFirst, kEitScheduleActualLast))
-    return static_cast<unsigned short>(periods.eitScheduleActual);
-  if (isBetween(kEitScheduleOtherFirst, kEitScheduleOtherLast))
-    return static_cast<unsigned short>(periods.eitScheduleOther);
+  if (psi::kEitPfActual.has(table_id)) return static_cast<unsigned short>(periods.eitPresentFollowingActual);
+  if (psi::kEitPfOther.has(table_id)) return static_cast<unsigned short>(periods.eitPresentFollowingOther);
+  if (psi::kEitScheduleActual.has(table_id)) return static_cast<unsigned short>(periods.eitScheduleActual);
+  if (psi::kEitScheduleOther.has(table_id)) return static_cast<unsigned short>(periods.eitScheduleOther);
   log_function(HOST_LOG_ERROR, 0, "[%s] Table id [0x%02x] out of range!", "getEITInsertionPeriod", table_id);
   return static_cast<unsigned short>(periods.fallback);
 }
@@ -96,11 +89,7 @@ void EITStreams::remove(eit_data& eit) {
 }
 
 void EITStreams::listOnAir(std::vector<TableOnAir>& tables) const {
-  char name[sizeof "EIT_ff_65535"];
-  for (const eit_data& eit : list) {
-    std::snprintf(name, sizeof name, "EIT_%02x_%u", eit.tableId & 0xFFU, eit.serviceId);
-    tables.emplace_back(name, kEitPid, carrousel->onAir(*eit.subtable));
-  }
+  for (const eit_data& eit : list) tables.emplace_back(kEitPid, carrousel->onAir(*eit.subtable));
 }
 
 void EITStreams::delete_disposer::operator()(eit_data* eit) const {

@@ -22,7 +22,7 @@ struct eit_data : boost::intrusive::list_base_hook<>, boost::intrusive::set_base
   unsigned short serviceId = 0;
   SubTable* subtable = nullptr;  // the carousel's
   std::shared_ptr<TableCarrousel> carrousel;
-  std::uint64_t order = 0;  // of their adding
+  std::uint64_t order = 0;  // smaller for a subtable that was added earlier
 };
 
 /// The event information tables of one output, a subtable for each table_id and service, all in one carousel on
@@ -60,7 +60,7 @@ class SERVICEMUX_API EITStreams {
 
  private:
   using List = boost::intrusive::list<eit_data, boost::intrusive::constant_time_size<true>>;
-  /// Service by service, so that both look-ups stay quick with thousands of subtables.
+  /// By service first, so that both look-ups are quick even with thousands of subtables.
   struct ByService {
     bool operator()(const eit_data& a, const eit_data& b) const {
       return a.serviceId != b.serviceId ? a.serviceId < b.serviceId : a.tableId < b.tableId;

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "interface/host.h"
-#include "servicemux/registries/RegistryOwner.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/output/TableOnAir.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
 
 namespace vantor {
 
@@ -71,8 +71,7 @@ void PMTStreams::clearPMT(unsigned short program) {
 void PMTStreams::clearAllPMTs() { list.clear_and_dispose(delete_disposer()); }
 
 void PMTStreams::listOnAir(std::vector<TableOnAir>& tables) const {
-  for (const pmt_data& pmt : list)
-    tables.emplace_back("PMT_" + std::to_string(pmt.programNumber), pmt.pid, pmt.carrousel->onAir(*pmt.subtable));
+  for (const pmt_data& pmt : list) tables.emplace_back(pmt.pid, pmt.carrousel->onAir(*pmt.subtable));
 }
 
 void PMTStreams::delete_disposer::operator()(pmt_data* pmt) const {

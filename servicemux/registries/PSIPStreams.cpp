@@ -6,13 +6,13 @@
 
 #include "interface/converters/owned.h"
 #include "interface/host.h"
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/output/TableOnAir.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
-#include "servicemux/registries/RegistryOwner.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
 #include "servicemux/time/getDSTParams.h"
 
 namespace vantor {
@@ -25,21 +25,6 @@ namespace {
 // then.
 constexpr std::time_t kGpsEpoch = 315964800;
 constexpr std::uint8_t kGpsUtcOffset = 18;
-
-std::string nameOf(unsigned char tid) {
-  switch (tid) {
-    case PSIP_TID_MGT:
-      return "MGT";
-    case PSIP_TID_TVCT:
-      return "TVCT";
-    case PSIP_TID_CVCT:
-      return "CVCT";
-    case PSIP_TID_STT:
-      return "STT";
-    default:
-      return "PSIP_" + std::to_string(tid);
-  }
-}
 
 }  // namespace
 
@@ -154,22 +139,30 @@ void PSIPStreams::setLocalTimeOffsetInfo(const LocalTimeOffset& lto) {
 }
 
 void PSIPStreams::fillSTTData(unsigned char* packet) {
+  const std::string made = makeSTT();
+  if (!made.empty()) std::copy_n(made.begin(), kPacketSize, packet);
+}
+
+/// The packet of an STT of this second; empty when libdvbpsi runs out of memory.
+std::string PSIPStreams::makeSTT() {
   const SttTable stt(dvbpsi_atsc_NewSTT(PSIP_TID_STT, 0, 0, true));
-  if (!stt) return;
+  if (!stt) return "";
   const std::time_t now = std::time(nullptr);
   stt->i_gps_utc_offset = kGpsUtcOffset;
   stt->i_daylight_savings = getDSTParams(getLocalTimeOffsetInfo(), now);
   stt->i_system_time = static_cast<std::uint32_t>(now - kGpsEpoch + kGpsUtcOffset);
   const SectionChain sections = generateSections(*stt);
-  if (!sections) return;
   std::string packets;
-  packetize(kPsipPid, 0, packets, sections.get());
-  std::copy_n(packets.begin(), kPacketSize, packet);
+  if (sections) packetize(kPsipPid, 0, packets, sections.get());
+  return packets;
 }
 
-void PSIPStreams::listOnAir(std::vector<TableOnAir>& tables) const {
-  for (const psip_data& psip : list)
-    tables.emplace_back(nameOf(psip.tableId), kPsipPid, psip.carrousel->onAir(*psip.subtable));
+void PSIPStreams::listOnAir(std::vector<TableOnAir>& tables) {
+  for (const psip_data& psip : list) {
+    StreamedTable sent = psip.carrousel->onAir(*psip.subtable);
+    if (sent.facts.packets == 0) sent.facts = factsOf(makeSTT());
+    tables.emplace_back(kPsipPid, sent);
+  }
 }
 
 void PSIPStreams::delete_disposer::operator()(psip_data* psip) const {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "interface/psi/tableIds.h"
 #include "interface/records.h"
 #include "servicemux/export.h"
 #include "servicemux/streams/SttSource.h"
@@ -19,13 +20,13 @@ struct TableOnAir;
 
 /// The table_ids of ATSC A/65 table 4.1.
 enum PSIP_TID : unsigned char {
-  PSIP_TID_MGT = 0xC7,
-  PSIP_TID_TVCT = 0xC8,
-  PSIP_TID_CVCT = 0xC9,
-  PSIP_TID_RRT = 0xCA,
-  PSIP_TID_EIT = 0xCB,
-  PSIP_TID_ETT = 0xCC,
-  PSIP_TID_STT = 0xCD,
+  PSIP_TID_MGT = kMgtTableId,
+  PSIP_TID_TVCT = kTerrestrialVctTableId,
+  PSIP_TID_CVCT = kCableVctTableId,
+  PSIP_TID_RRT = kRrtTableId,
+  PSIP_TID_EIT = kAtscEitTableId,
+  PSIP_TID_ETT = kAtscEttTableId,
+  PSIP_TID_STT = kSttTableId,
 };
 
 /// One ATSC table on air.
@@ -70,7 +71,7 @@ class SERVICEMUX_API PSIPStreams final : public SttSource {
   void fillSTTData(unsigned char* packet) override;
 
   /// Adds a line for each table on air.
-  void listOnAir(std::vector<TableOnAir>& tables) const;
+  void listOnAir(std::vector<TableOnAir>& tables);
 
   /// Takes a record's subtable off air and deletes the record, which is in no list any more.
   struct delete_disposer {
@@ -80,6 +81,7 @@ class SERVICEMUX_API PSIPStreams final : public SttSource {
  private:
   using List = boost::intrusive::list<psip_data, boost::intrusive::constant_time_size<true>>;
 
+  std::string makeSTT();
   std::shared_ptr<TableCarrousel> commonCarrousel();
   template <typename Replace, typename Add>
   bool newTable(unsigned char tid, Replace replace, Add add);

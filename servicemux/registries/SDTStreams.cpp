@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "interface/host.h"
-#include "servicemux/packetize/pids.h"
-#include "servicemux/registries/RegistryOwner.h"
-#include "servicemux/sections/tableIds.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/tableIds.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/output/TableOnAir.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
 
 namespace vantor {
 
@@ -15,9 +15,9 @@ namespace {
 
 const char* kindWord(unsigned char table_id) {
   switch (table_id) {
-    case kSdtActual:
+    case kSdtActualTableId:
       return "SDTact";
-    case kSdtOther:
+    case kSdtOtherTableId:
       return "SDTo";
     default:
       return "Unknown";
@@ -35,9 +35,9 @@ SDTStreams::~SDTStreams() { clearAllSDTs(); }
 unsigned short SDTStreams::getSDTInsertionPeriod(unsigned char table_id) const {
   const InsertionPeriods& periods = owner->insertionPeriods();
   switch (table_id) {
-    case kSdtActual:
+    case kSdtActualTableId:
       return static_cast<unsigned short>(periods.sdtActual);
-    case kSdtOther:
+    case kSdtOtherTableId:
       return static_cast<unsigned short>(periods.sdtOther);
     default:
       log_function(HOST_LOG_ERROR, 0, "[%s] Table id [0x%02x] out of range!", "getSDTInsertionPeriod", table_id);
@@ -46,7 +46,7 @@ unsigned short SDTStreams::getSDTInsertionPeriod(unsigned char table_id) const {
 }
 
 sdt_data* SDTStreams::findSDT(unsigned char table_id, int tsid, int onid) {
-  if (table_id == kSdtActual) tsid = onid = kAny;
+  if (table_id == kSdtActualTableId) tsid = onid = kAny;
   const auto found = std::find_if(list.begin(), list.end(), [=](const sdt_data& sdt) {
     return sdt.tableId == table_id && matches(tsid, sdt.transportStreamId) && matches(onid, sdt.originalNetworkId);
   });
@@ -90,12 +90,7 @@ void SDTStreams::clearSDT(unsigned char table_id, int tsid, int onid) {
 void SDTStreams::clearAllSDTs() { list.clear_and_dispose(delete_disposer()); }
 
 void SDTStreams::listOnAir(std::vector<TableOnAir>& tables) const {
-  for (const sdt_data& sdt : list) {
-    std::string table = kindWord(sdt.tableId);
-    if (sdt.tableId != kSdtActual)
-      table += "_" + std::to_string(sdt.transportStreamId) + "_" + std::to_string(sdt.originalNetworkId);
-    tables.emplace_back(std::move(table), kSdtPid, sdt.carrousel->onAir(*sdt.subtable));
-  }
+  for (const sdt_data& sdt : list) tables.emplace_back(kSdtPid, sdt.carrousel->onAir(*sdt.subtable));
 }
 
 void SDTStreams::delete_disposer::operator()(sdt_data* sdt) const {

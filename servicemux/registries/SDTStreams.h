@@ -16,8 +16,9 @@ struct TableOnAir;
 
 /// One SDT on air.
 struct sdt_data : boost::intrusive::list_base_hook<> {
-  unsigned int size = 0;      // bytes when it was added, for messages
-  unsigned char version = 0;  // when it was added
+  // As they were when the SDT was added, for messages. An update leaves them; kept for compatibility.
+  unsigned int size = 0;  // bytes
+  unsigned char version = 0;
   unsigned char tableId = 0;
   unsigned short transportStreamId = 0;
   unsigned short originalNetworkId = 0;

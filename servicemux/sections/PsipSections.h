@@ -5,11 +5,11 @@
 
 #include "servicemux/sections/generate.h"
 
-/// What the generators of ATSC's tables share.
+/// The part of making sections that is the same for all of ATSC's tables.
 
 namespace vantor {
 
-/// The header that all sections of a PSIP table have, ATSC A/65 clause 4.3.
+/// The fields of the header that are the same in all sections of one table, ATSC A/65 clause 4.3.
 struct PsipHeader {
   std::uint8_t tableId;
   std::uint16_t extension;
@@ -18,27 +18,29 @@ struct PsipHeader {
   std::uint8_t protocol;
 };
 
-/// Writes the sections of a PSIP table one after the other, big-endian. Whoever writes sees to it that a section
-/// does not outgrow its size.
+/// Writes the sections of one PSIP table: begin() starts a section, the put functions append to the section that
+/// was started last, and finish() completes them all. Numbers are written with the high byte first. Nothing here
+/// checks that what is appended fits in `sectionSize` bytes, the CRC_32 included; the caller has to.
 class PsipSections {
  public:
   PsipSections(dvbpsi_t* handle, const PsipHeader& header, std::size_t sectionSize)
       : handle(handle), header(header), sectionSize(static_cast<int>(sectionSize)) {}
 
-  /// Begins another section, up to its protocol_version. False when there is no memory for it.
+  /// Starts another section and writes its header, protocol_version included. False when there is no memory for it.
   [[nodiscard]] bool begin();
 
   void put8(unsigned int value) { *last->p_payload_end++ = static_cast<std::uint8_t>(value); }
   void put16(unsigned int value);
   void put32(std::uint32_t value);
   void putBytes(const std::uint8_t* bytes, std::size_t size);
-  /// The descriptors from `first` to before `end`.
+  /// Appends the descriptors from `first` up to the one before `end`.
   void putDescriptors(const dvbpsi_descriptor_t* first, const dvbpsi_descriptor_t* end);
-  /// The same behind the 16 bits of their length, whose upper bits are `reserved`.
+  /// Appends a descriptor loop: 16 bits with the length of the descriptors and then the descriptors. `reserved` are
+  /// the bits above the length.
   void putLoop(unsigned int reserved, const dvbpsi_descriptor_t* first, const dvbpsi_descriptor_t* end);
 
-  /// Numbers the sections and gives them their lengths and CRC_32. Null when there are more than section_number can
-  /// count.
+  /// Numbers the sections, fills in their lengths and CRC_32 and hands them to the caller. Null when there are more
+  /// sections than section_number can count.
   [[nodiscard]] dvbpsi_psi_section_t* finish();
 
  private:
@@ -50,7 +52,8 @@ class PsipSections {
   std::size_t count = 0;
 };
 
-/// The nodes at the beginning of a list that fit in a room.
+/// Tells how many nodes at the beginning of a list fit in `room` bytes, and how many bytes those take. `end` is the
+/// first node that does not fit any more, null when all do.
 template <typename Node>
 struct Fitting {
   template <typename Size>
@@ -66,9 +69,12 @@ struct Fitting {
   std::size_t bytes = 0;
 };
 
-/// Makes the sections of a table of items, which are never divided, and of descriptors of its own behind them. The
-/// layout tells how many bytes a section has for both, what comes before the items, how an item begins, and the
-/// reserved bits of its loops' lengths.
+/// Makes the sections of a table that has a list of items and, behind it, descriptors of its own. An item is never
+/// divided between two sections. `Layout` stands for the kind of table:
+///   kRoom      the bytes that a section has for items and descriptors, and those of an item before its
+///   descriptors, kReserved  the bits above the length of each descriptor loop, putCount   writes the number of
+///   items in the section, which comes before them, putHead    writes an item up to the length of its descriptors.
+/// Null when an item is too long for a section, or when there is no memory or no section_number left.
 template <typename Layout, typename Item>
 dvbpsi_psi_section_t* generatePsip(PsipSections sections, const Layout& layout, const Item* item,
                                    const dvbpsi_descriptor_t* descriptor) {

@@ -2,10 +2,10 @@
 
 #include "interface/dvbpsi.h"
 
-/// Section generators for ATSC's tables in the manner of libdvbpsi, which has only decoders for them. Where it has
-/// a generator of this name after all, that one is used. Null for what the sections cannot carry: an item with a
-/// descriptor loop above its section, more than 256 sections. The caller frees the sections with
-/// dvbpsi_DeletePSISections.
+/// Section generators for ATSC's tables, named and called like those that libdvbpsi has for other tables. libdvbpsi
+/// 1.3 only decodes ATSC's; a version that has a generator of one of these names is used instead of ours. They
+/// return null when an item is too long for a section, when there would be more than 256 sections, or when there is
+/// no memory. The caller frees the sections with dvbpsi_DeletePSISections.
 
 extern "C" {
 

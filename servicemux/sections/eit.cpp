@@ -1,8 +1,8 @@
 #include <algorithm>
 
+#include "interface/psi/tableIds.h"
 #include "servicemux/sections/generate.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace vantor {
 
@@ -18,10 +18,12 @@ class EITSections {
   EITSections(dvbpsi_eit_t& eit, const EITLayout& layout)
       : eit(eit), layout(layout), events(eit, &dvbpsi_eit_t::p_first_event) {}
 
-  /// One event after the other as they fit, segments left alone.
+  /// One event after the other as they fit, without segments. A receiver looks for events up to
+  /// segment_last_section_number, so that is the last section of all.
   SectionChain packed() {
     if (!addEvents(0, events.size()) || !sections.number()) return nullptr;
-    return sections.chain();
+    segmentLast.assign(sections.size(), sections[0].i_last_number);
+    return finish();
   }
 
   /// Section 0 holds the present event, section 1 the following one; either may be empty.
@@ -67,6 +69,7 @@ class EITSections {
     return true;
   }
 
+  /// Writes what the generator cannot know of sections that it made one at a time.
   SectionChain finish() {
     for (std::size_t i = 0; i < sections.size(); ++i) {
       sections[i].p_data[kSegmentLastSectionNumberOffset] = segmentLast[i];

@@ -1,32 +1,31 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 #include "servicemux/sections/sections.h"
 
-/// What the generators of single tables share.
+/// The part of making sections that is the same for several tables.
 
 namespace vantor {
+
+/// What libdvbpsi's functions work on; null when there is no memory for it.
+using DvbpsiHandle = std::unique_ptr<dvbpsi_t, decltype(&dvbpsi_delete)>;
+
+inline DvbpsiHandle newHandle(dvbpsi_msg_level level = DVBPSI_MSG_NONE) {
+  return {dvbpsi_new(nullptr, level), &dvbpsi_delete};
+}
 
 /// Calls a libdvbpsi generator on a handle of its own.
 template <typename Generator>
 SectionChain generate(Generator generator, dvbpsi_msg_level level = DVBPSI_MSG_NONE) {
-  dvbpsi_t* const handle = dvbpsi_new(nullptr, level);
-  if (handle == nullptr) return nullptr;
-  SectionChain sections(generator(handle));
-  dvbpsi_delete(handle);
-  return sections;
+  const DvbpsiHandle handle = newHandle(level);
+  return SectionChain(handle ? generator(handle.get()) : nullptr);
 }
 
-/// Writes the section anew from its fields, CRC_32 included.
-inline void rebuild(dvbpsi_psi_section_t& section) {
-  dvbpsi_t* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
-  dvbpsi_BuildPSISection(handle, &section);
-  dvbpsi_delete(handle);
-}
-
-/// The items of a table's list, so that sections can be made of some of them at a time.
+/// The items of a table's list. Its Part makes a table look as if it had only some of them, so that libdvbpsi can
+/// be given the contents of one section at a time.
 template <typename Table, typename Item>
 class TableItems {
  public:
@@ -37,7 +36,7 @@ class TableItems {
   [[nodiscard]] std::size_t size() const { return items.size(); }
   [[nodiscard]] const Item& operator[](std::size_t i) const { return *items[i]; }
 
-  /// While it lives, the table's list holds the items from `begin` to before `end` alone.
+  /// As long as a Part lives, the table's list holds only the items from `begin` up to the one before `end`.
   class Part {
    public:
     Part(TableItems& whole, std::size_t begin, std::size_t end) : whole(whole), end(end) {
@@ -69,9 +68,9 @@ inline std::size_t loopSize(const dvbpsi_descriptor_t* descriptor) {
   return size;
 }
 
-/// Where the section ends that begins with item `begin`: before the next item that starts one or does not fit any
-/// more. libdvbpsi is only ever given what fits one section; its own splitting writes behind the buffer's end.
-/// Returns `begin` when not even that item fits.
+/// The first item behind the section that begins with item `begin`: one that starts a new section or finds no room
+/// any more. When not even item `begin` has room, that is `begin` itself. The sections are divided here because
+/// libdvbpsi writes behind the end of its buffer when it divides them.
 template <typename Items>
 std::size_t sectionEnd(const Items& items, const SectionStarts& starts, std::size_t begin, std::size_t end,
                        const SectionRoom& room) {
@@ -85,11 +84,11 @@ std::size_t sectionEnd(const Items& items, const SectionStarts& starts, std::siz
   return next;
 }
 
-/// Sections in the order of their numbers, gathered from chains.
+/// Takes in sections that were made one at a time and makes one chain of them, in the order in which they came.
 class SectionGatherer {
  public:
-  /// Appends the sections of items from `begin` to before `end`, as many as they need, one without items when there
-  /// are none. False when libdvbpsi makes none or an item fits no section.
+  /// Makes the sections of the items from `begin` up to the one before `end` and appends them. When there are no
+  /// items, that is one section without any. False when an item is too long for a section or libdvbpsi makes none.
   template <typename Items, typename Generator>
   [[nodiscard]] bool addItems(Items& items, const SectionStarts& starts, std::size_t begin, std::size_t end,
                               const SectionRoom& room, Generator generator) {
@@ -103,7 +102,7 @@ class SectionGatherer {
     return true;
   }
 
-  /// Takes a chain over; false when it is null.
+  /// Appends the sections of a chain. False when the chain is null.
   [[nodiscard]] bool add(SectionChain chain) {
     if (!chain) return false;
     for (dvbpsi_psi_section_t* section = chain.release(); section != nullptr;) {
@@ -128,11 +127,13 @@ class SectionGatherer {
     return true;
   }
 
-  /// One chain of all sections, each written anew.
+  /// One chain of all sections, each written anew from its fields, CRC_32 included. Null when there is no memory.
   SectionChain chain() {
+    const DvbpsiHandle handle = newHandle();
+    if (!handle) return nullptr;
     SectionChain first;
     for (auto section = sections.rbegin(); section != sections.rend(); ++section) {
-      rebuild(**section);
+      dvbpsi_BuildPSISection(handle.get(), section->get());
       (*section)->p_next = first.release();
       first = std::move(*section);
     }

@@ -1,6 +1,6 @@
+#include "interface/psi/tableIds.h"
 #include "servicemux/sections/generate.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace vantor {
 
@@ -22,7 +22,8 @@ std::size_t fill(const Items& items, std::size_t begin, std::size_t& room) {
 }  // namespace
 
 /// Network descriptors come first; a transport stream is never split. libdvbpsi would drop descriptors or write
-/// behind its buffer where a stream does not fit.
+/// behind its buffer where a stream does not fit. It also clears the bit behind section_syntax_indicator, which
+/// libdvbpsi calls private_indicator: EN 300 468 clause 5.2.1 has it as reserved_future_use, which is sent as 1.
 SectionChain generateSections(dvbpsi_nit_t& nit) {
   using Descriptors = TableItems<dvbpsi_nit_t, dvbpsi_descriptor_t>;
   using Streams = TableItems<dvbpsi_nit_t, dvbpsi_nit_ts_t>;
@@ -38,12 +39,16 @@ SectionChain generateSections(dvbpsi_nit_t& nit) {
     if (room == kNitRoom.bytes && streamsEnd < streams.size()) return nullptr;
     const Descriptors::Part someDescriptors(descriptors, descriptor, descriptorsEnd);
     const Streams::Part someStreams(streams, stream, streamsEnd);
-    const auto generator = [&](dvbpsi_t* handle) { return dvbpsi_nit_sections_generate(handle, &nit, kNitActual); };
+    const auto generator = [&](dvbpsi_t* handle) {
+      return dvbpsi_nit_sections_generate(handle, &nit, kNitActualTableId);
+    };
     if (!sections.add(generate(generator))) return nullptr;
     descriptor = descriptorsEnd;
     stream = streamsEnd;
   } while (descriptor < descriptors.size() || stream < streams.size());
-  return sections.number() ? sections.chain() : nullptr;
+  if (!sections.number()) return nullptr;
+  for (std::size_t i = 0; i < sections.size(); ++i) sections[i].b_private_indicator = true;
+  return sections.chain();
 }
 
 }  // namespace vantor

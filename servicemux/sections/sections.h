@@ -4,20 +4,25 @@
 
 #include "servicemux/sections/SectionChain.h"
 
-/// From libdvbpsi's tables to sections, through its generators; where these fall short of what has to be on air,
-/// their sections are put right here.
+/// Makes the sections of libdvbpsi's tables. libdvbpsi's own generators do the work; where what they make is not
+/// what has to be on air, it is corrected here. generateSections returns null when no sections can be made.
 
 namespace vantor {
 
-/// For each item of a table's list, whether it begins a new section though the one before has room. Shorter than
-/// the list where the rest does not.
+/// One entry for each item of a table's list: true when the item begins a new section although the section before
+/// it still has room. Entries may be missing at the end of the list; they count as false.
 using SectionStarts = std::vector<bool>;
 
 /// How the events of an EIT are laid out in sections.
 struct EITLayout {
-  bool standard = false;        ///< EN 300 468 clause 5.2.4, else one after the other as they fit
-  bool presentMissing = false;  ///< present/following: the first event is the following one
-  int firstDay = 0;             ///< schedule: the MJD that segment 0 starts at
+  /// True for the layout of EN 300 468 clause 5.2.4. False for packed events: one after the other as they fit, in
+  /// sections that are numbered from 0 on and make up one segment.
+  bool standard = false;
+  /// Standard present/following only: there is no present event, the first one is the following one.
+  bool presentMissing = false;
+  /// Standard schedule only: the MJD of the day with which segment 0 begins.
+  int firstDay = 0;
+  /// Sent as last_table_id, in any layout.
   unsigned char lastTableId = 0;
   SectionStarts starts;
 };
@@ -25,20 +30,21 @@ struct EITLayout {
 /// At most 100 programs a section.
 SectionChain generateSections(dvbpsi_pat_t& pat);
 SectionChain generateSections(dvbpsi_cat_t& cat);
-/// As NIT actual, table_id 0x40.
+/// A NIT actual, table_id 0x40.
 SectionChain generateSections(dvbpsi_nit_t& nit);
 SectionChain generateSections(dvbpsi_pmt_t& pmt);
-/// As SDT actual (0x42) or other (0x46).
+/// An SDT actual (`tableId` 0x42) or SDT other (0x46).
 SectionChain generateSections(dvbpsi_sdt_t& sdt, unsigned char tableId, const SectionStarts& starts);
 SectionChain generateSections(dvbpsi_eit_t& eit, const EITLayout& layout);
 SectionChain generateSections(dvbpsi_atsc_mgt_t& mgt);
-/// Terrestrial or cable, as its table_id says.
+/// The table's own table_id tells whether it is terrestrial or cable.
 SectionChain generateSections(dvbpsi_atsc_vct_t& vct);
 SectionChain generateSections(dvbpsi_atsc_stt_t& stt);
-/// A TDT or a TOT with descriptors, as its table_id says.
+/// The table's own table_id tells whether it is a TDT, which has no descriptors, or a TOT.
 SectionChain generateSections(dvbpsi_tot_t& tot);
 
-/// Writes the CRC_32 of a TOT section anew. The section has no syntax indicator, so its payload ends behind that.
+/// Writes the CRC_32 of a TOT section anew. A TOT has no section_syntax_indicator, so libdvbpsi counts its CRC_32
+/// as payload: p_payload_end lies behind the CRC_32 and not, as in other tables, before it.
 void rewriteTotCrc(dvbpsi_psi_section_t& section);
 
 }  // namespace vantor

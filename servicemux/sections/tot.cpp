@@ -1,6 +1,6 @@
+#include "interface/psi/tableIds.h"
 #include "servicemux/sections/generate.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace vantor {
 

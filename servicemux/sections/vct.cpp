@@ -1,6 +1,6 @@
+#include "interface/psi/tableIds.h"
 #include "servicemux/sections/PsipSections.h"
 #include "servicemux/sections/atscGenerators.h"
-#include "servicemux/sections/tableIds.h"
 
 namespace {
 
@@ -42,6 +42,6 @@ dvbpsi_psi_section_t* dvbpsi_vct_sections_generate(dvbpsi_t* handle, dvbpsi_atsc
   const vantor::PsipHeader header{vct->i_table_id, vct->i_extension, vct->i_version, vct->b_current_next,
                                   vct->i_protocol};
   return vantor::generatePsip(PsipSections(handle, header, vantor::kMaxSectionSize),
-                              VctLayout{vct->i_table_id == vantor::kCableVct}, vct->p_first_channel,
+                              VctLayout{vct->i_table_id == vantor::kCableVctTableId}, vct->p_first_channel,
                               vct->p_first_descriptor);
 }

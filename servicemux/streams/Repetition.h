@@ -3,6 +3,8 @@
 #include <boost/chrono.hpp>
 #include <cstdint>
 
+#include "servicemux/packetize/TableFacts.h"
+
 namespace vantor {
 
 /// How often a table has begun on air, and when (slot clock) it began first and last.
@@ -31,9 +33,8 @@ class Repetition {
 
 /// What a stream tells about one table it sends.
 struct StreamedTable {
-  unsigned int period = 0;   ///< ms
-  unsigned int packets = 0;  ///< per repetition, 0 when nothing is on air
-  int version = -1;          ///< version_number, -1 for what has none
+  unsigned int period = 0;  ///< ms
+  TableFacts facts;         ///< of its packets; none when nothing is on air
   Repetition repetition;
 };
 

@@ -3,7 +3,7 @@
 #include <boost/thread/lock_guard.hpp>
 #include <cstring>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 
 namespace vantor {
 

@@ -3,7 +3,7 @@
 #include <boost/thread/lock_guard.hpp>
 #include <cstring>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "servicemux/packetize/packetize.h"
 
 namespace vantor {
@@ -62,8 +62,16 @@ unsigned char SimpleTable::metadataVersion() const { return version.load(); }
 unsigned int SimpleTable::metadataSize() const { return size.load(); }
 
 StreamedTable SimpleTable::onAir() {
-  const boost::lock_guard<boost::mutex> guard(lock);
-  return {period, static_cast<unsigned int>(packets.size() / kPacketSize), tableVersion(packets), repetition};
+  StreamedTable sent;
+  std::string copy;  // looked at when the producer does not wait for it
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    sent.period = period;
+    sent.repetition = repetition;
+    copy = packets;
+  }
+  sent.facts = factsOf(copy);
+  return sent;
 }
 
 unsigned int SimpleTable::getBitrate() {
@@ -89,7 +97,7 @@ int SimpleTable::get_packet(signed char* packet, time_point now, time_point& nex
   return result;
 }
 
-/// Spreads the packets over the period (lock held). 32-bit arithmetic where the rates of this system allow it.
+/// Spreads the packets over the period (lock held). The 32-bit arithmetic is kept for compatibility.
 void SimpleTable::recalculate_timing() {
   bitrate = 0;
   packetInterval = 0;

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "servicemux/streams/SttSource.h"
 
 namespace vantor {
@@ -30,7 +30,8 @@ void SubTable::NewNSections(unsigned char nSections) { numberOfSections = nSecti
 void SubTable::NewPeriod(unsigned int newPeriod) {
   period = newPeriod;
   const auto bits = 8000U * static_cast<std::uint32_t>(packets.size());
-  // One more than what one sending per period takes, so that a dynamic subtable counts too.
+  // One more than what one sending per period takes, and 32-bit arithmetic: both are kept for compatibility. A
+  // dynamic subtable, which has no packets of its own, counts as 1 bit/s thereby.
   bitrate = period == 0 ? 0 : (bits + period) / period;
 }
 

@@ -3,7 +3,7 @@
 #include <boost/thread/lock_guard.hpp>
 #include <memory>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "servicemux/packetize/packetize.h"
 
 namespace vantor {
@@ -50,17 +50,18 @@ SubTable* TableCarrousel::add(std::unique_ptr<SubTable> owned) {
     totalBitrate += sub->bitrate;
     recalculate_timing();
   }
-  linkToMuxer();
+  linkWhileFilled();
   return sub;
 }
 
 int TableCarrousel::replace_packetized_subtable(SubTable* sub, std::string& packets, unsigned char nSections) {
+  std::unique_ptr<SubTable> removed;  // freed when the lock is free again
   {
     const boost::lock_guard<boost::mutex> guard(lock);
     if (!sub->is_linked()) return -1;
     totalBitrate -= sub->bitrate;
     if (packets.empty()) {
-      remove(*sub);
+      removed = remove(*sub);
     } else {
       sub->NewPackets(packets);
       sub->NewNSections(nSections);
@@ -71,7 +72,7 @@ int TableCarrousel::replace_packetized_subtable(SubTable* sub, std::string& pack
     recalculate_timing();
     if (!subtables.empty()) return 0;
   }
-  unlinkFromMuxer();
+  linkWhileFilled();
   return 0;
 }
 
@@ -91,9 +92,16 @@ unsigned int TableCarrousel::GetNumberSubTables() {
 }
 
 StreamedTable TableCarrousel::onAir(const SubTable& sub) {
-  const boost::lock_guard<boost::mutex> guard(lock);
-  const auto packets = sub.dynamic ? 1 : static_cast<unsigned int>(sub.packets.size() / kPacketSize);
-  return {sub.period, packets, tableVersion(sub.packets), sub.repetition};
+  StreamedTable sent;
+  std::string copy;  // looked at when the producer does not wait for it
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    sent.period = sub.period;
+    sent.repetition = sub.repetition;
+    copy = sub.packets;
+  }
+  sent.facts = factsOf(copy);
+  return sent;
 }
 
 unsigned int TableCarrousel::getBitrate() {
@@ -153,10 +161,26 @@ void TableCarrousel::GetNextTable(time_point now) {
   current = choice;
 }
 
-void TableCarrousel::remove(SubTable& sub) {
+/// Takes a subtable out (lock held) and hands it to whoever is to free it.
+std::unique_ptr<SubTable> TableCarrousel::remove(SubTable& sub) {
   if (current == &sub) current = nullptr;
   byDueTime.erase(byDueTime.iterator_to(sub));
-  subtables.erase_and_dispose(subtables.iterator_to(sub), std::default_delete<SubTable>());
+  subtables.erase(subtables.iterator_to(sub));
+  return std::unique_ptr<SubTable>(&sub);
+}
+
+/// Links the carousel when it holds a subtable and unlinks it when it does not (lock not held). Another thread may
+/// add a first subtable or clear the last one meanwhile, so whoever changed the link looks again: the last change
+/// of the link then agrees with the last change of the content.
+void TableCarrousel::linkWhileFilled() {
+  bool filled = false;
+  do {
+    filled = GetNumberSubTables() != 0;
+    if (filled)
+      linkToMuxer();
+    else
+      unlinkFromMuxer();
+  } while (filled != (GetNumberSubTables() != 0));
 }
 
 void TableCarrousel::recalculate_timing() {

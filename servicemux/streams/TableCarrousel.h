@@ -67,7 +67,8 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
       boost::intrusive::compare<DueEarlier>, boost::intrusive::constant_time_size<false>>;
 
   SubTable* add(std::unique_ptr<SubTable> owned);
-  void remove(SubTable& sub);
+  std::unique_ptr<SubTable> remove(SubTable& sub);
+  void linkWhileFilled();
   bool sendPacket(signed char* packet, time_point now);
   bool takePacket(SubTable& sub, signed char* packet, time_point now);
   void GetNextTable(time_point now);

@@ -6,14 +6,14 @@
 
 #include "interface/converters/owned.h"
 #include "interface/host.h"
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/tableIds.h"
+#include "servicemux/output/RegistryOwner.h"
+#include "servicemux/output/TableOnAir.h"
 #include "servicemux/packetize/packetize.h"
-#include "servicemux/packetize/pids.h"
-#include "servicemux/registries/RegistryOwner.h"
 #include "servicemux/sections/sections.h"
-#include "servicemux/sections/tableIds.h"
 #include "servicemux/streams/SectionQueue.h"
-#include "servicemux/streams/TableOnAir.h"
 
 namespace vantor {
 
@@ -25,7 +25,7 @@ using Clock = boost::chrono::steady_clock;
 constexpr std::size_t kUtcOffset = 3;
 constexpr int kUtcSize = 5;
 
-/// Bit/s at which so many bytes fill a period, and one more.
+/// The rate in bit/s at which so many bytes take one period, rounded down and one more.
 unsigned int rateOf(std::size_t bytes, unsigned int period) {
   return (8000U * static_cast<unsigned int>(bytes) + period) / period;
 }
@@ -63,7 +63,7 @@ void TimeTables::setLocalTimeOffsetTable(const std::vector<dvbpsi_local_time_off
   totSections = offsets.empty() ? nullptr : makeTot(kTotTableId, offsets);
 }
 
-/// Lock held. With the time read last; the updater overwrites it before it sends.
+/// With the time that was read last, which the updater overwrites before it sends the table (lock held).
 SectionChain TimeTables::makeTot(unsigned char tableId,
                                  const std::vector<dvbpsi_local_time_offset_s>& offsets) const {
   const TotTable tot(dvbpsi_tot_new(tableId, 0, 0, true, static_cast<std::uint64_t>(lastUTCTime)));
@@ -101,7 +101,7 @@ void TimeTables::timeUpdateFct() {
   }
 }
 
-/// Sends the time when it is known and another than before (lock held).
+/// Sends the time if it is known and has changed (lock held).
 void TimeTables::update() {
   if (IsSystemTimeSet() != 0) return;
   const long long utc = GetUTCTime();
@@ -130,18 +130,15 @@ void TimeTables::dropQueue() {
 
 void TimeTables::listOnAir(std::vector<TableOnAir>& tables) {
   const boost::lock_guard<boost::mutex> guard(timeMutex);
-  const auto add = [&](const char* name, const SectionChain& sections) {
+  const auto add = [&](const SectionChain& sections) {
     if (!sections) return;
     std::string packets;
     packetize(kTimePid, 0, packets, sections.get());
-    StreamedTable sent;
-    sent.period = owner->insertionPeriods().timeUpdater;
-    sent.packets = static_cast<unsigned int>(packets.size() / kPacketSize);
-    sent.repetition = timeQueue->sendings();
-    tables.emplace_back(name, kTimePid, sent);
+    tables.emplace_back(
+        kTimePid, StreamedTable{owner->insertionPeriods().timeUpdater, factsOf(packets), timeQueue->sendings()});
   };
-  add("TDT", tdtSections);
-  add("TOT", totSections);
+  add(tdtSections);
+  add(totSections);
 }
 
 }  // namespace vantor

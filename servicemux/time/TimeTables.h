@@ -20,8 +20,8 @@ struct TableOnAir;
 /// The TDT and TOT of one output (EN 300 468 clauses 5.2.5 and 5.2.6), kept current by a thread of its owner's.
 ///
 /// That thread runs timeUpdateFct(), which once a period writes the host's UTC time into the tables that are set
-/// and puts their packets into a queue. There are none until setLocalTimeOffsetTable(). All else comes from one
-/// thread at a time. To end: dropQueue() as early as need be, stopUpdating(), then join the thread.
+/// and puts their packets into a queue. There are none until setLocalTimeOffsetTable(). All other functions are for
+/// one thread at a time. To end it, call stopUpdating() and join the thread; dropQueue() may come before.
 class SERVICEMUX_API TimeTables {
  public:
   /// Throws boost::thread_resource_error when the mutex or the condition variable cannot be made.

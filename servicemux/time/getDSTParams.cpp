@@ -20,15 +20,17 @@ std::tm brokenDown(std::time_t time) {
   return utc;
 }
 
-/// An offset in minutes, of four BCD digits hhmm. The sign goes to the hours only.
+/// An offset in minutes, from four BCD digits hhmm. The sign applies to the hours only, so that -03:30 counts as
+/// -150 minutes. Kept for compatibility.
 int offsetMinutes(short hhmm, int sign) {
   const auto digits = static_cast<unsigned short>(hhmm);
   const int hours = bcd4_2_bin(static_cast<unsigned char>(digits >> 8));
   return bcd4_2_bin(static_cast<unsigned char>(digits)) + sign * hours * kMinutesPerHour;
 }
 
-/// Whether the change is so near that its day of month alone tells it. A change in January is not announced in
-/// December.
+/// Whether the change is less than a month ahead, so that its day of the month is enough to tell it. Only months
+/// and days are compared: a change in January is not announced in December, and one that is a year further away is
+/// announced too early. Kept for compatibility.
 bool isAnnounced(const std::tm& change, const std::tm& now) {
   if (change.tm_mon - now.tm_mon == 1) return change.tm_mday < now.tm_mday;
   if (change.tm_mon != now.tm_mon) return false;

@@ -17,7 +17,7 @@ namespace vantor::fuzz {
 namespace {
 
 constexpr int kMaxVersion = 31;  // above, the sections carry another one
-constexpr unsigned kSdtOther = 0x46;
+constexpr unsigned kSdtOtherTableId = 0x46;
 
 tables::Capture readBack(const std::vector<std::string>& sections) {
   std::string file;
@@ -53,10 +53,10 @@ void requireProgramMapsRoundTrip(const tables::TableSet& set) {
 /// A mark that a service begins a section may be one that makes no difference, so the sections have to agree.
 void requireServicesRoundTrip(const thrift::dvb_tables::SDT& sdt) {
   if (sdt.version_number > kMaxVersion) return;
-  const auto sections = testing::sectionsOf(sdt, kSdtOther);
+  const auto sections = testing::sectionsOf(sdt, kSdtOtherTableId);
   const auto capture = readBack(sections);
   require(capture.tables.sdtOthers.size() == 1, "the sections of an SDT make no table");
-  require(testing::sectionsOf(capture.tables.sdtOthers[0], kSdtOther) == sections,
+  require(testing::sectionsOf(capture.tables.sdtOthers[0], kSdtOtherTableId) == sections,
           "an SDT comes back from its sections as another one");
 }
 

@@ -61,6 +61,19 @@ void slowReader() {
   std::cout << "all logged" << std::endl;
 }
 
+void contexts() {
+  log_function(HOST_LOG_ERROR, 0, "of none");
+  log_context("one");
+  log_function(HOST_LOG_ERROR, 0, "Unable to open socket.");
+  log_function(HOST_LOG_ERROR, 0, "[one] PMT not found");
+  log_function(HOST_LOG_ERROR, 0, "[onerous] PMT not found");
+  std::thread([] { log_function(HOST_LOG_ERROR, 0, "of another thread"); }).join();
+  const char* const before = log_context("two");
+  log_function(HOST_LOG_ERROR, 0, "within %s", before);
+  log_context(nullptr);
+  log_function(HOST_LOG_ERROR, 0, "of none again");
+}
+
 void staticDestruction() {
   LogsWhenDestroyed::enabled = true;
   log_function(HOST_LOG_ERROR, 0, "first");
@@ -131,6 +144,7 @@ int main(int argc, char** argv) {
       {"flood that has ended", [] { flood(), std::cout << "flooded" << std::endl, std::cin.get(); }},
       {"warnings", warnings},
       {"threads", threads},
+      {"contexts", contexts},
       {"slow reader", slowReader},
       {"static destruction", staticDestruction},
       {"forked child", forkedChild},

@@ -195,6 +195,13 @@ TEST(DefaultLog, KeepsTheMessagesOfEachThreadWholeAndInOrder) {
   EXPECT_THAT(next, testing::Each(100));
 }
 
+TEST(DefaultLog, NamesTheOutputThatAThreadLogsForUnlessTheMessageDoes) {
+  EXPECT_THAT(messagesOf("contexts"),
+              ElementsAre("error   of none", "error   [one] Unable to open socket.", "error   [one] PMT not found",
+                          "error   [one] [onerous] PMT not found", "error   of another thread",
+                          "error   [two] within one", "error   of none again"));
+}
+
 TEST(DefaultLog, SummarisesInterleavedFloodsAndLosesNoCountAtExit) {
   const auto log = messagesOf("flood");
   EXPECT_THAT(log, SizeIs(testing::Lt(400U)));

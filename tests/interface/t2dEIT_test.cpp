@@ -243,6 +243,8 @@ TEST_F(EitConverter, ScheduleRefusesTimesThatAreNone) {
               ElementsAre("EIT: events[0].start_time: 0xFFFFFFFFFF is no time within 4 days from MJD 65535"));
   EXPECT_THAT(refusal(standard({event(1, 0xEA60240000)})),
               ElementsAre("EIT: events[0].start_time: 0xEA60240000 is no time within 4 days from MJD 60000"));
+  EXPECT_THAT(refusal(standard({event(1, 0xEA601A0000)})),
+              ElementsAre("EIT: events[0].start_time: 0xEA601A0000 is no time within 4 days from MJD 60000"));
 }
 
 TEST_F(EitConverter, ScheduleTakesSegmentsInAscendingOrder) {

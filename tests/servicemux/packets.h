@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 
 /// Transport-stream packets for tests, and what is in them.
 

@@ -101,6 +101,26 @@ def tshark_complaints(path):
     return dict(complaints)
 
 
+class EventTable(NamedTuple):
+    """What tshark reads from a section of an EIT."""
+
+    number: int
+    last_number: int
+    segment_last: int
+    last_table_id: int
+    events: int
+
+
+def tshark_event_tables(path):
+    """One for each section of a file that has nothing but EITs in it, in their order."""
+    numbers = [f"dvb_eit.{name}" for name in ("sect_num", "last_sect_num", "segment_last_sect_num", "last_tid")]
+    tables = []
+    for row in _tshark_rows(path, [*numbers, "dvb_eit.evt.id"]):
+        if row[numbers[0]]:  # else the section has not ended yet
+            tables.append(EventTable(*(int(row[name], 0) for name in numbers), len(_numbers(row["dvb_eit.evt.id"]))))
+    return tables
+
+
 class TimeTable(NamedTuple):
     """What tshark reads from a TDT or TOT. Times are in seconds since 1970."""
 

@@ -1,4 +1,4 @@
-"""Real signalling: a capture is imported, played, and must come out of the socket as it was in the capture."""
+"""Signalling from the air: a capture is imported, played, and must come out of the socket as it was in the capture."""
 
 import functools
 import tempfile
@@ -8,17 +8,20 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from typing import NamedTuple
 
+import captures
 import decoders
 import mpegts
 from mpegts import CAT_ID, CAT_PID, NIT_ACTUAL_ID, NIT_PID, PAT_ID, PAT_PID
 from program import Played, import_tables, record
 
-CAPTURES = Path(__file__).resolve().parents[3] / "shared" / "captures"
 CA_DESCRIPTOR = 0x09
 TABLES = {PAT_PID: PAT_ID, CAT_PID: CAT_ID, NIT_PID: NIT_ACTUAL_ID}
 
 # Which tables each of them has.
 EXPECTED = {
+    "dvb-t.ts": {PAT_PID, NIT_PID},
+    "scrambled.ts": {PAT_PID, CAT_PID, NIT_PID},
+    "atsc.ts": {PAT_PID},
     "dvb-table-updates.ts": {PAT_PID, CAT_PID, NIT_PID},
     "dvb-t-si.ts": {PAT_PID, NIT_PID},
     "dvb-scrambled-service.ts": {PAT_PID},
@@ -27,16 +30,28 @@ EXPECTED = {
 }
 
 
+CAPTURES = [
+    *map(captures.own, ("dvb-t.ts", "scrambled.ts", "atsc.ts")),
+    *captures.broadcast(
+        "dvb-table-updates.ts",
+        "dvb-t-si.ts",
+        "dvb-scrambled-service.ts",
+        "dvb-network-sections.bin",
+        "atsc-sections.bin",
+    ),
+]
+
+
 class Replay(NamedTuple):
-    capture: str
+    capture: Path
     way: str
     played: Played
 
 
-def original_tables(name):
+def original_tables(capture):
     """The last complete version of each table of a capture, as {PID: sections}."""
-    data = (CAPTURES / name).read_bytes()
-    if name.endswith(".ts"):
+    data = capture.read_bytes()
+    if capture.suffix == ".ts":
         packets = mpegts.split_packets(data)
         sections = {pid: mpegts.sections_of(packets, pid) for pid in TABLES}
     else:
@@ -45,18 +60,18 @@ def original_tables(name):
     return {pid: table for pid, table in tables.items() if table}
 
 
-def replay(name, way, directory):
-    file = import_tables(CAPTURES / name, directory) if way == "imported" else CAPTURES / name
-    return Replay(name, way, record([file], "--duration", 3))
+def replay(capture, way, directory):
+    file = import_tables(capture, directory) if way == "imported" else capture
+    return Replay(capture, way, record([file], "--duration", 3))
 
 
 def setUpModule():
     global REPLAYS
-    if not CAPTURES.is_dir():
-        raise unittest.SkipTest(f"there are no captures in {CAPTURES}")
-    with tempfile.TemporaryDirectory() as directory, ThreadPoolExecutor(max_workers=2 * len(EXPECTED)) as pool:
+    with tempfile.TemporaryDirectory() as directory, ThreadPoolExecutor(max_workers=2 * len(CAPTURES)) as pool:
         running = [
-            pool.submit(replay, name, way, directory) for name in EXPECTED for way in ("imported", "played as it is")
+            pool.submit(replay, capture, way, directory)
+            for capture in CAPTURES
+            for way in ("imported", "played as it is")
         ]
         REPLAYS = [future.result() for future in running]
 
@@ -67,7 +82,7 @@ def each_replay(test):
     @functools.wraps(test)
     def of_all(self):
         for replay in REPLAYS:
-            with self.subTest(replay.capture, way=replay.way):
+            with self.subTest(replay.capture.name, way=replay.way):
                 test(self, replay.played, original_tables(replay.capture))
 
     return of_all
@@ -75,8 +90,8 @@ def each_replay(test):
 
 class Captures(unittest.TestCase):
     def test_captures_hold_the_tables_that_they_are_known_for(self):
-        for name, tables in EXPECTED.items():
-            self.assertEqual(set(original_tables(name)), tables, name)
+        for capture in CAPTURES:
+            self.assertEqual(set(original_tables(capture)), EXPECTED[capture.name], capture)
 
     @each_replay
     def test_they_play_to_the_end(self, played, _):

@@ -7,13 +7,13 @@ import unittest
 from collections import Counter
 from pathlib import Path
 
+import captures
 import mpegts
 from mpegts import PAT_PID
 from program import Child, servicemux
 from recording import Receiver, mean_interval
 
 ALTERNATE_ECMS = os.environ["ALTERNATE_ECMS"]
-CAPTURE = Path(__file__).resolve().parents[3] / "shared" / "captures" / "dvb-scrambled-service.ts"
 CHANGES = 2
 CA_DESCRIPTOR = 0x09
 ECM_IDS = (0x80, 0x81)
@@ -31,15 +31,15 @@ def ecm_pids(pmt_sections):
     return {int.from_bytes(data[2:4], "big") & 0x1FFF for tag, data in descriptors if tag == CA_DESCRIPTOR}
 
 
-class Ecms(unittest.TestCase):
+class Ecms:
+    """The tests of a capture; `CAPTURE` and the number of its ECM PIDs, `COUNT`, come from the test case."""
+
     @classmethod
     def setUpClass(cls):
-        if not CAPTURE.is_file():
-            raise unittest.SkipTest(f"there is no {CAPTURE}")
         directory = tempfile.TemporaryDirectory()
         cls.addClassCleanup(directory.cleanup)
         tables = Path(directory.name) / "tables.json"
-        importing = servicemux("import", CAPTURE, "-o", tables)
+        importing = servicemux("import", cls.CAPTURE, "-o", tables)
         cls.addClassCleanup(importing.end)
         cls.import_status = importing.wait()
         receiver = Receiver()
@@ -49,7 +49,7 @@ class Ecms(unittest.TestCase):
         cls.status = child.wait()
         cls.recording = receiver.stop()
         cls.story = f"{importing}\n{child}"
-        cls.captured = mpegts.split_packets(CAPTURE.read_bytes())
+        cls.captured = mpegts.split_packets(cls.CAPTURE.read_bytes())
         (cls.pmt_pid,) = pmt_pids(cls.recording.sections(PAT_PID))
         cls.pids = ecm_pids(cls.recording.sections(cls.pmt_pid))
 
@@ -58,7 +58,7 @@ class Ecms(unittest.TestCase):
 
     def test_the_pmt_on_air_names_the_pids_of_the_capture(self):
         self.assertEqual(self.pids, ecm_pids(mpegts.sections_of(self.captured, self.pmt_pid)))
-        self.assertEqual(len(self.pids), 7)
+        self.assertEqual(len(self.pids), self.COUNT)
 
     def test_each_pid_carries_the_last_ecm_of_the_capture(self):
         for pid in self.pids:
@@ -88,6 +88,16 @@ class Ecms(unittest.TestCase):
         for pid in self.recording.pids() - self.pids:
             found.update(section[0] for section in self.recording.sections(pid))
         self.assertFalse(set(found) & set(ECM_IDS))
+
+
+class OfOurOwnCapture(Ecms, unittest.TestCase):
+    CAPTURE, COUNT = captures.own("scrambled.ts"), 4
+
+
+for path in captures.broadcast("dvb-scrambled-service.ts"):
+
+    class OfABroadcastCapture(Ecms, unittest.TestCase):
+        CAPTURE, COUNT = path, 7
 
 
 if __name__ == "__main__":

@@ -7,6 +7,7 @@ from datetime import datetime
 from pathlib import Path
 from zoneinfo import ZoneInfo
 
+import captures
 import decoders
 import mpegts
 from mpegts import TDT_ID, TIME_PID, TOT_ID
@@ -28,24 +29,24 @@ FRANCE = {
 FRANCE_ON_AIR = ("FRA", 0, 3600, datetime.fromisoformat("2027-03-28T01:00:00+00:00").timestamp(), 7200)
 ZONES = (("PRT", 1, "Europe/Lisbon"), ("CAN", 6, "America/St_Johns"))
 
-CAPTURE = Path(__file__).resolve().parents[3] / "shared" / "captures" / "dvb-t-si.ts"
+CAPTURES = [captures.own("dvb-t.ts"), *captures.broadcast("dvb-t-si.ts")]
 
 
-def replay(directory):
-    return record([import_tables(CAPTURE, directory)], "--duration", SECONDS_OF_OTHERS)
+def replay(capture, directory):
+    return record([import_tables(capture, directory)], "--duration", SECONDS_OF_OTHERS)
 
 
 def setUpModule():
-    global OFFSETS, TDT_ALONE, REPLAY
+    global OFFSETS, TDT_ALONE, REPLAYS
     zones = [dict(zip(("country_code", "country_region_id", "time_zone"), zone)) for zone in ZONES]
     with tempfile.TemporaryDirectory() as directory, ThreadPoolExecutor() as pool:
         offsets = table_set(directory, "offsets.json", time={"tdt": True, "local_time_offsets": [FRANCE, *zones]})
         alone = table_set(directory, "tdt.json", time={"tdt": True})
         minute = pool.submit(record, [offsets], "--duration", SECONDS)
         moment = pool.submit(record, [alone], "--duration", SECONDS_OF_OTHERS)
-        replayed = pool.submit(replay, directory) if CAPTURE.is_file() else None
+        replayed = {capture: pool.submit(replay, capture, directory) for capture in CAPTURES}
         OFFSETS, TDT_ALONE = minute.result(), moment.result()
-        REPLAY = replayed and replayed.result()
+        REPLAYS = {capture: running.result() for capture, running in replayed.items()}
 
 
 def offset_in(zone, moment):
@@ -149,16 +150,14 @@ class TdtAlone(unittest.TestCase):
         self.assertEqual(set(ids), {TDT_ID})
 
 
-class Capture(unittest.TestCase):
-    def setUp(self):
-        if not REPLAY:
-            self.skipTest(f"there is no {CAPTURE}")
-
-    def test_its_local_time_offsets_are_on_air_as_they_were(self):
-        self.assertEqual(REPLAY.status, 0, REPLAY.story)
-        original = mpegts.sections_of(mpegts.split_packets(CAPTURE.read_bytes()), TIME_PID)
-        self.assertEqual(len(tot_descriptors(original)), 1)
-        self.assertEqual(tot_descriptors(REPLAY.recording.sections(TIME_PID)), tot_descriptors(original))
+class Captures(unittest.TestCase):
+    def test_their_local_time_offsets_are_on_air_as_they_were(self):
+        for capture, replayed in REPLAYS.items():
+            with self.subTest(capture.name):
+                self.assertEqual(replayed.status, 0, replayed.story)
+                original = mpegts.sections_of(mpegts.split_packets(capture.read_bytes()), TIME_PID)
+                self.assertEqual(len(tot_descriptors(original)), 1)
+                self.assertEqual(tot_descriptors(replayed.recording.sections(TIME_PID)), tot_descriptors(original))
 
 
 def tot_descriptors(sections):

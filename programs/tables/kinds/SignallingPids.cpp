@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 

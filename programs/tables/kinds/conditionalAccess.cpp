@@ -7,7 +7,8 @@
 #include "programs/tables/kinds/programPids.h"
 #include "programs/tables/kinds/refusals.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 

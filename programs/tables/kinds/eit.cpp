@@ -1,7 +1,7 @@
 #include "programs/tables/kinds/eit.h"
 
 #include "interface/converters/t2dEIT.h"
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 #include "programs/tables/descriptors/loops.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/TableListKind.h"

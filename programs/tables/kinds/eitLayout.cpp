@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 #include "programs/tables/descriptors/loops.h"
 #include "programs/tables/kinds/schedule.h"
 #include "programs/tables/kinds/sectionStarts.h"

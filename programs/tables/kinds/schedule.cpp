@@ -1,6 +1,6 @@
 #include "programs/tables/kinds/schedule.h"
 
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 #include "programs/tables/values/eventTime.h"
 
 namespace vantor::tables {

@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "interface/sectioning.h"
+#include "interface/psi/sectioning.h"
 
 namespace vantor::tables {
 

@@ -7,7 +7,7 @@
 #include "programs/tables/kinds/refusals.h"
 #include "programs/tables/values/localTimeJson.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 

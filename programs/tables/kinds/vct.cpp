@@ -5,7 +5,7 @@
 #include "programs/tables/kinds/psip.h"
 #include "programs/tables/values/charsets.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/packetize/pids.h"
+#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 

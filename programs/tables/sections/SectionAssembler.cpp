@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 
 namespace vantor::tables {
 

@@ -5,7 +5,8 @@
 
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sections/SectionAssembler.h"
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "servicemux/packetize/packetize.h"
 
 namespace vantor::tables {

@@ -10,8 +10,8 @@ thread_local const LockHook* current = nullptr;
 
 }  // namespace
 
-LockHook::LockHook(Callback onLock, Callback onDestroy)
-    : onLock(std::move(onLock)), onDestroy(std::move(onDestroy)) {
+LockHook::LockHook(Callback onLock, Callback onDestroy, Callback onUnlock)
+    : onLock(std::move(onLock)), onDestroy(std::move(onDestroy)), onUnlock(std::move(onUnlock)) {
   current = this;
 }
 
@@ -20,6 +20,12 @@ LockHook::~LockHook() { current = nullptr; }
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const auto real = nextFunction<int(pthread_mutex_t*)>("pthread_mutex_lock");
   if (current != nullptr) current->onLock(mutex);
+  return real(mutex);
+}
+
+extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
+  static const auto real = nextFunction<int(pthread_mutex_t*)>("pthread_mutex_unlock");
+  if (current != nullptr) current->onUnlock(mutex);
   return real(mutex);
 }
 

@@ -9,8 +9,9 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <thread>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "tests/servicemux/doubles/nextFunction.h"
 
 namespace {
@@ -29,6 +30,7 @@ std::vector<Sender::Datagram> taken;
 std::deque<Result> results;
 bool holding = false;
 int held = 0;
+std::chrono::microseconds timeOfCall{0};
 
 void appendPackets(const Sender::Datagram& datagram, std::vector<std::string>& packets) {
   for (std::size_t offset = 0; offset < datagram.bytes.size(); offset += vantor::kPacketSize)
@@ -40,6 +42,7 @@ void appendPackets(const Sender::Datagram& datagram, std::vector<std::string>& p
 Sender::Sender() {
   taken.clear();
   results.clear();
+  timeOfCall = std::chrono::microseconds(0);
   sender.store(this);
 }
 
@@ -56,6 +59,11 @@ void Sender::failNext(int error) {
 void Sender::shortenNext(ssize_t sent) {
   const std::lock_guard lock(mutex);
   results.push_back({sent, 0});
+}
+
+void Sender::slowDown(std::chrono::microseconds time) {
+  const std::lock_guard lock(mutex);
+  timeOfCall = time;
 }
 
 void Sender::hold() {
@@ -118,6 +126,9 @@ ssize_t Sender::send(Datagram datagram) {
   changed.notify_all();
   changed.wait(lock, [] { return !holding; });
   --held;
+  const auto time = timeOfCall;
+  lock.unlock();
+  if (time.count() != 0) std::this_thread::sleep_for(time);
   errno = result.error;
   return result.sent;
 }

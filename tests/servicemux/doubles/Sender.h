@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <optional>
@@ -30,6 +31,9 @@ class Sender {
   /// A coming call returns -1 with this error, or this many bytes; several are used up one a call.
   void failNext(int error);
   void shortenNext(ssize_t sent);
+
+  /// Makes every call take at least this long.
+  void slowDown(std::chrono::microseconds time);
 
   /// Holds every call until release(); awaitHeld waits until one is.
   void hold();

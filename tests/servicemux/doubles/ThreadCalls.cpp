@@ -15,7 +15,7 @@ std::mutex mutex;
 bool recording = false;
 bool refusing = false;
 std::vector<std::string> calls;
-std::map<pthread_t, int> priorities;
+std::map<pthread_t, std::string> names;  // of the threads that were created
 
 }  // namespace
 
@@ -24,7 +24,7 @@ ThreadCalls::ThreadCalls(Priorities wanted) {
   recording = true;
   refusing = wanted == Priorities::kRefused;
   calls.clear();
-  priorities.clear();
+  names.clear();
 }
 
 ThreadCalls::~ThreadCalls() {
@@ -37,6 +37,25 @@ std::vector<std::string> ThreadCalls::made() const {
   return calls;
 }
 
+void recordCreation(pthread_t thread) {
+  const std::lock_guard lock(mutex);
+  if (!recording) return;
+  calls.push_back("create");
+  names[thread] = "unnamed";
+}
+
+extern "C" int pthread_setname_np(pthread_t thread, const char* name) noexcept {
+  static const auto real = nextFunction<int(pthread_t, const char*)>("pthread_setname_np");
+  {
+    const std::lock_guard lock(mutex);
+    if (recording) {
+      calls.push_back(std::string("name ") + name);
+      names[thread] = name;
+    }
+  }
+  return real(thread, name);
+}
+
 extern "C" int pthread_setschedparam(pthread_t thread, int policy, const sched_param* parameters) noexcept {
   static const auto real = nextFunction<int(pthread_t, int, const sched_param*)>("pthread_setschedparam");
   {
@@ -44,7 +63,6 @@ extern "C" int pthread_setschedparam(pthread_t thread, int policy, const sched_p
     if (recording) {
       const std::string priority = std::to_string(parameters->sched_priority);
       calls.push_back((policy == SCHED_FIFO ? "SCHED_FIFO " : "other policy ") + priority);
-      priorities[thread] = parameters->sched_priority;
       return refusing ? EPERM : 0;
     }
   }
@@ -55,8 +73,8 @@ extern "C" int pthread_join(pthread_t thread, void** result) {
   static const auto real = nextFunction<int(pthread_t, void**)>("pthread_join");
   {
     const std::lock_guard lock(mutex);
-    const auto known = priorities.find(thread);
-    if (recording && known != priorities.end()) calls.push_back("join " + std::to_string(known->second));
+    const auto known = names.find(thread);
+    if (recording && known != names.end()) calls.push_back("join " + known->second);
   }
   return real(thread, result);
 }

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <pthread.h>
+
 #include <string>
 #include <vector>
 
-/// Writes down which real-time priorities threads are given and in which order these threads are joined, while it
-/// lives. One at a time.
+/// Writes down which threads are made, which real-time priorities and names they are given and in which order they
+/// are joined, while it lives. One at a time.
 class ThreadCalls {
  public:
   enum class Priorities { kGranted, kRefused };
@@ -14,6 +16,10 @@ class ThreadCalls {
   ThreadCalls& operator=(const ThreadCalls&) = delete;
   ~ThreadCalls();
 
-  /// "SCHED_FIFO 98" for a thread that gets this priority, "join 98" for the end of this thread, in order.
+  /// In order: "create" for each thread, "SCHED_FIFO 98" for a thread that gets this priority, "name x" for one
+  /// that gets this name, and "join x" for its end, "join unnamed" for one without a name.
   [[nodiscard]] std::vector<std::string> made() const;
 };
+
+/// For the double of pthread_create.
+void recordCreation(pthread_t thread);

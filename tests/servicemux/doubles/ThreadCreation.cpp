@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 
+#include "tests/servicemux/doubles/ThreadCalls.h"
 #include "tests/servicemux/doubles/nextFunction.h"
 
 namespace {
@@ -24,5 +25,7 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
       nextFunction<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
   if (left == 0) return EAGAIN;
   if (left > 0) --left;
-  return real(thread, attributes, start, argument);
+  const int result = real(thread, attributes, start, argument);
+  if (result == 0) recordCreation(*thread);
+  return result;
 }

@@ -3,7 +3,9 @@
 
 #include <boost/thread/exceptions.hpp>
 
+#include "tests/servicemux/doubles/HeldLocks.h"
 #include "tests/servicemux/doubles/MutexCreation.h"
+#include "tests/servicemux/doubles/StreamCalls.h"
 #include "tests/servicemux/front/intake.h"
 
 namespace {
@@ -83,14 +85,28 @@ class ConditionalAccess : public Intake {
   /// The PIDs of the CA messages that are on air, by their kind.
   std::vector<std::string> messages() const {
     std::vector<std::string> found;
-    for (const auto& table : mux.tablesOnAir()) found.push_back(table.table + " " + std::to_string(table.pid));
+    for (const auto& table : mux.tablesOnAir()) found.push_back(table.name + " " + std::to_string(table.pid));
     return found;
   }
+
+  char lastFill = 'a';
 
   unsigned int periodOn(unsigned short pid) const {
     for (const auto& table : mux.tablesOnAir())
       if (table.pid == pid) return table.period;
     return 0;
+  }
+
+  /// Configures this type and lets an EMM begin to leave, so that its stream is among the messages.
+  void configureWithEmm(int type) {
+    configure(type == 0 ? makeConfig(0) : makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+    const std::string section = makeSection(50, ++lastFill);  // unlike those of other rounds
+    if (type == 0)
+      mux.setEMM(makeMessage(kSections, section));
+    else
+      mux.setLiveEMM(makeEmm(0x200, kSections, section));
+    ASSERT_TRUE(isSent(type == 0 ? kEmmPid : 0x200, section));
+    ASSERT_THAT(messages(), ElementsAre(type == 0 ? "EMM 34" : "EMM 512"));
   }
 
   /// Waits for a packet of the PID whose payload begins so, behind the pointer_field if there is one.
@@ -256,6 +272,24 @@ TEST_F(ConditionalAccess, TypesThatCarryNothingRemoveWhatWasThere) {
   }
 }
 
+TEST_F(ConditionalAccess, EmmStreamsGoWithTheirConfiguration) {
+  for (const int type : {0, 3}) {
+    for (const auto& next : {makeConfig(type, false), makeConfig(1), makeConfig(3 - type)}) {
+      configureWithEmm(type);
+      mux.setDRMConfig(next);
+      EXPECT_THAT(messages(), IsEmpty()) << type << " to " << next.scrambler_type;
+    }
+  }
+}
+
+TEST_F(ConditionalAccess, EmmStreamsGoWithAllTables) {
+  for (const int type : {0, 3}) {
+    configureWithEmm(type);
+    mux.clearAllTables();
+    EXPECT_THAT(messages(), IsEmpty()) << type;
+  }
+}
+
 TEST_F(ConditionalAccess, SameConfigurationAgainSilencesTheEcm) {
   configure(makeConfig(0));
   mux.setECM(makeMessage(kSections, makeSection(50, 'e')));
@@ -323,6 +357,19 @@ TEST_F(ConditionalAccess, EachEmmIsSentOnceAndInOrder) {
   for (const auto& packet : sender.packets())
     if (pidOf(packet) == kEmmPid) order += packet.back();
   EXPECT_EQ(order, "abc");
+}
+
+TEST_F(ConditionalAccess, EmmsAreSpreadOverHalfASecond) {
+  StreamCalls calls;
+  configure(makeConfig(0));
+  mux.setEMM(makeMessage(kSections, ""));
+  mux.setEMM(makeMessage(kSections, makeSection(184, 'm')));
+  mux.setEMM(makeMessage(kPackets, makePacket(kEmmPid, 0) + makePacket(kEmmPid, 1) + makePacket(kEmmPid, 2)));
+  EXPECT_THAT(calls.take(), ElementsAre("queue 188b 3008bps", "queue 376b 6016bps", "queue 564b 9024bps"));
+  configure(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+  mux.setLiveEMM(makeEmm(0x200, kSections, makeSection(184, 'm')));
+  mux.setLiveEMM(makeEmm(0x200, kPackets, makePacket(0x200, 0)));
+  EXPECT_THAT(calls.take(), ElementsAre("queue 376b 6016bps", "queue 188b 3008bps"));
 }
 
 TEST_F(ConditionalAccess, ClearedFixedStreamsComeBackWithTheNextConfiguration) {
@@ -480,4 +527,31 @@ TEST_F(ConditionalAccess, ClearAllTablesRemovesEveryStream) {
   mux.setLiveECM(makeEcm(0x100, kSections, makeSection(50, 'e')));
   mux.clearAllTables();
   EXPECT_THAT(messages(), IsEmpty());
+}
+
+// Locks
+
+TEST_F(ConditionalAccess, LiveStreamsAreUsedUnderTheirLocks) {
+  const auto held = [this](const auto& operation) {
+    HeldLocks locks(&mux, sizeof mux);
+    operation();
+    return locks.heldElsewhere;
+  };
+  HeldLocks::Held ecm;
+  HeldLocks::Held emm;
+  {
+    HeldLocks locks(&mux, sizeof mux);
+    mux.setDRMConfig(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+    ASSERT_EQ(locks.own.size(), 3U);
+    const auto& own = locks.own;  // the CA lock, that of the ECMs, that of the EMMs
+    ecm = {own[0], own[1]};
+    emm = {own[0], own[2]};
+    EXPECT_THAT(locks.heldElsewhere, ElementsAre(ecm, emm));
+  }
+  EXPECT_THAT(held([this] { mux.setLiveECM(makeEcm(0x100, kSections, "e")); }), ElementsAre(ecm));
+  EXPECT_THAT(held([this] { mux.setLiveEMM(makeEmm(0x200, kSections, "m")); }), ElementsAre(emm));
+  EXPECT_THAT(held([this] { mux.setDRMConfig(makeConfig(3, false)); }), ElementsAre(ecm, emm));
+  configure(makeSimulcrypt({{1, {0x100}}}, {{1, {0x200}}}));
+  EXPECT_THAT(held([this] { mux.clearLiveECMs(); }), ElementsAre(emm)) << "that of the EMMs for both";
+  EXPECT_THAT(held([this] { mux.clearLiveEMMs(); }), ElementsAre(emm));
 }

@@ -229,6 +229,15 @@ TEST_F(Dumps, EmptyPathSwitchesThemOff) {
   fs::current_path(before);
 }
 
+TEST_F(Dumps, DirectoryInThePlaceOfALinkIsLeftAlone) {
+  fs::create_directory(directory / "current_PAT.bin");
+  fs::create_directory(directory / "current_CAT.bin");
+  mux->newPAT(makePat(1));
+  mux->clearCAT();
+  EXPECT_THAT(files(), UnorderedElementsAre("table_PAT_1.bin", "current_PAT.bin", "current_CAT.bin"));
+  EXPECT_TRUE(fs::is_directory(fs::symlink_status(directory / "current_PAT.bin")));
+}
+
 // --- Clearing ---------------------------------------------------------------------------------------------------
 
 TEST_F(Dumps, ClearedPmtLosesItsLinkAndKeepsItsFile) {
@@ -318,6 +327,13 @@ TEST_F(Dumps, OnlyFilesArePruned) {
   setAge("link.bin", 721);
   prune();
   EXPECT_THAT(files(), UnorderedElementsAre("directory.bin", "dangling.bin", "outside", "link.bin"));
+}
+
+TEST_F(Dumps, LinkOfAnyNameProtects) {
+  makeFile("table_PAT_1.bin", 721);
+  fs::create_symlink("table_PAT_1.bin", directory / "mine.bin");
+  prune();
+  EXPECT_THAT(files(), UnorderedElementsAre("table_PAT_1.bin", "mine.bin"));
 }
 
 TEST_F(Dumps, LinkWithAnotherExtensionDoesNotProtect) {

@@ -28,7 +28,7 @@ class Intake : public testing::Test {
 
   std::vector<std::string> tables() const {
     std::vector<std::string> names;
-    for (const auto& table : mux.tablesOnAir()) names.push_back(table.table + " v" + std::to_string(table.version));
+    for (const auto& table : mux.tablesOnAir()) names.push_back(table.name + " v" + std::to_string(table.version));
     return names;
   }
 

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "tests/servicemux/doubles/FailingGenerators.h"
@@ -80,7 +81,7 @@ TEST_F(Intake, RecordThatCannotBeConvertedLeavesThePreviousTable) {
   // The converter's own word on the field stands behind the entry line of each; nothing else does.
   EXPECT_THAT(lines(), ElementsAre("7 [newPAT]", StartsWith("3 PAT: "), "7 [newCAT]", StartsWith("3 CAT: "),
                                    "7 [newNIT]", StartsWith("3 NIT: ")));
-  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NITact v3"));
+  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NIT actual v3"));
 }
 
 TEST_F(Intake, TableWithoutSectionsLeavesThePreviousTableAndReturnsItsVersion) {
@@ -93,7 +94,7 @@ TEST_F(Intake, TableWithoutSectionsLeavesThePreviousTableAndReturnsItsVersion) {
   EXPECT_EQ(mux.newCAT(makeCat(50)), 0);
   EXPECT_EQ(mux.newNIT(makeNit(6)), 6);
   EXPECT_THAT(lines(), ElementsAre("7 [newPAT]", "7 [newCAT]", "7 [newNIT]"));
-  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NITact v3"));
+  EXPECT_THAT(tables(), ElementsAre("PAT v1", "CAT v2", "NIT actual v3"));
 }
 
 TEST_F(Intake, ClearingNamesWhatWasOnAir) {
@@ -161,11 +162,37 @@ TEST_F(Intake, NullPacketPeriod0IsHandedOnUnchanged) {
 }
 
 TEST_F(Intake, ClearedNullPacketsStop) {
+  const auto isNull = [](const std::string& packet) { return pidOf(packet) == 0x1FFF; };
   mux.newNULLPkts(1);
+  ASSERT_TRUE(sender.await(isNull));
   lines();
   EXPECT_EQ(mux.clearNULLPkts(), 0);
   EXPECT_THAT(lines(), ElementsAre("7 [clearNULLPkts]"));
   EXPECT_THAT(tables(), IsEmpty());
+  // Whatever was on its way goes out before the first packet of a table that comes later.
+  mux.newPAT(makePat(1, 250));
+  ASSERT_TRUE(
+      sender.await([](const std::string& packet) { return pidOf(packet) == 0 && counterOf(packet) == 10; }));
+  const auto packets = sender.packets();
+  const auto first =
+      std::find_if(packets.begin(), packets.end(), [](const auto& packet) { return pidOf(packet) == 0; });
+  EXPECT_EQ(std::count_if(first, packets.end(), isNull), 0);
+}
+
+TEST_F(Intake, EachTableBeginsAtCounter0) {
+  mux.newPAT(makePat(1));
+  mux.newCAT(makeCat(1));
+  mux.newNIT(makeNit(1));
+  mux.newSDTActual(makeSdt(1, 1, 1));
+  mux.newPMT(makePmt(1, 1), 0x100);
+  mux.newEITpf({{0, {{0, makeEit(0x4E, 1, 1)}}}});
+  mux.newSTT({});
+  for (const unsigned short pid : {0x00, 0x01, 0x10, 0x11, 0x12, 0x100, 0x1FFB}) {
+    const auto isOnPid = [pid](const std::string& packet) { return pidOf(packet) == pid; };
+    ASSERT_TRUE(sender.await(isOnPid));
+    const auto packets = sender.packets();
+    EXPECT_EQ(counterOf(*std::find_if(packets.begin(), packets.end(), isOnPid)), 0) << pid;
+  }
 }
 
 TEST_F(Intake, ClearAllTablesLeavesNullPacketsOnly) {
@@ -176,7 +203,7 @@ TEST_F(Intake, ClearAllTablesLeavesNullPacketsOnly) {
   lines();
   mux.clearAllTables();
   EXPECT_EQ(lines().at(0), "7 [clearAllTables]");
-  EXPECT_THAT(tables(), ElementsAre("null v-1"));
+  EXPECT_THAT(tables(), ElementsAre("null packets v-1"));
   sender.clear();
   EXPECT_TRUE(sender.await([](const std::string& packet) { return pidOf(packet) == 0x1FFF; }));
   mux.clearCAT();

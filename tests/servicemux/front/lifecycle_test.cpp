@@ -3,6 +3,8 @@
 #include <pthread.h>
 #include <sched.h>
 
+#include <algorithm>
+#include <atomic>
 #include <boost/thread/exceptions.hpp>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +17,8 @@
 #include "tests/servicemux/doubles/SocketCalls.h"
 #include "tests/servicemux/doubles/ThreadCalls.h"
 #include "tests/servicemux/doubles/ThreadCreation.h"
+#include "tests/servicemux/doubles/UtcClock.h"
+#include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/front/outputs.h"
 #include "tests/servicemux/logLines.h"
 #include "tests/servicemux/packets.h"
@@ -112,9 +116,12 @@ TEST(Construction, NullNameIsAnEmptyName) {
 
 TEST(Construction, LeavesAllTablesEmpty) {
   Sender sender;
-  const serviceMux mux("mux", makeAddress(), "");
+  serviceMux mux("mux", makeAddress(), "");
   EXPECT_THAT(mux.tablesOnAir(), IsEmpty());
-  EXPECT_EQ(mux.statistics().packets, 0U);
+  // The producer takes what is on air in the order in which it was put there.
+  mux.newPAT(makePat(1));
+  ASSERT_TRUE(sender.await(isPatPacket));
+  for (const auto& packet : sender.packets()) EXPECT_TRUE(isPatPacket(packet)) << pidOf(packet);
 }
 
 TEST(Threads, AreNamedAfterTheirPort) {
@@ -138,10 +145,13 @@ TEST(Threads, ConsumerHasTheHigherRealTimePriority) {
   EXPECT_THAT(takeLines(log), testing::Not(Contains(testing::HasSubstr("sched params"))));
 }
 
-TEST(Threads, StartWithTheProducerAndEndWithTheConsumer) {
+TEST(Threads, StartWithTheUpdaterAndEndWithIt) {
   const ThreadCalls calls(ThreadCalls::Priorities::kGranted);
   { const serviceMux mux("mux", makeAddress(), ""); }
-  EXPECT_THAT(calls.made(), ElementsAre("SCHED_FIFO 98", "SCHED_FIFO 99", "join 99", "join 98"));
+  EXPECT_THAT(calls.made(), ElementsAre("create",                                        // the updater
+                                        "create", "SCHED_FIFO 98", "name OPSIProd5004",  // the producer
+                                        "create", "SCHED_FIFO 99", "name OPSICons5004",  // the consumer
+                                        "join OPSICons5004", "join OPSIProd5004", "join unnamed"));
 }
 
 TEST(Threads, RunWithoutRealTimePriorityWhereItIsRefused) {
@@ -175,19 +185,68 @@ TEST(Destruction, ClosesTheSocketOnce) {
   EXPECT_EQ(made.back(), "close");
 }
 
-TEST(Destruction, InTheMiddleOfTrafficEndsIt) {
+TEST(Destruction, InTheMiddleOfTrafficWaitsForTheDatagramThatIsBeingSentAndSendsNoOther) {
   Sender sender;
+  const ThreadCalls calls(ThreadCalls::Priorities::kGranted);
+  auto mux = std::make_unique<serviceMux>("mux", makeAddress(), "");
+  mux->newPAT(makePat(1));
+  mux->newCAT(makeCat(1));
+  mux->newNIT(makeNit(1));
+  mux->newNULLPkts(0);
+  ASSERT_TRUE(sender.await(isNullPacket));
+  sender.hold();
+  sender.awaitHeld();
+  while (mux->statistics().ringFullSlots == 0) std::this_thread::yield();  // more is there to be sent
+  const auto sent = sender.sizes().size();
+  std::atomic<bool> gone{false};
+  std::thread owner([&] {
+    mux.reset();
+    gone.store(true);
+  });
+  const auto isJoining = [&calls] {
+    const auto made = calls.made();
+    return std::find(made.begin(), made.end(), "join OPSICons5004") != made.end();
+  };
+  while (!isJoining() && !gone) std::this_thread::yield();
+  EXPECT_FALSE(gone);
+  sender.release();
+  owner.join();
+  EXPECT_EQ(sender.sizes().size(), sent);
+}
+
+TEST(SetBitrate, IsNotNeededFor1024KilobitsASecond) {
+  SimulatedTime time;
+  Sender sender;
+  UtcClock utc;
+  std::atomic<bool> ending{false};
+  utc.onRead = [&] {  // the updater must not make time pass
+    while (!ending) std::this_thread::yield();
+  };
+  std::atomic<serviceMux*> built{nullptr};
+  std::atomic<bool> begun{false};
+  std::atomic<bool> done{false};
+  std::uint64_t slots[2]{};
+  const auto slotsSoFar = [&] {
+    return built.load()->statistics().packets + built.load()->statistics().ringFullSlots;
+  };
+  time.beforeEachWait([&] {  // of the producer
+    if (built == nullptr || begun.exchange(true)) return;
+    built.load()->newNULLPkts(0);
+    const nanoseconds now = SimulatedTime::now() - time.start();
+    time.at(now + seconds(1), [&] { slots[0] = slotsSoFar(); });
+    time.at(now + seconds(5), [&] {
+      slots[1] = slotsSoFar();
+      done.store(true);
+    });
+  });
   {
     serviceMux mux("mux", makeAddress(), "");
-    mux.newPAT(makePat(1));
-    mux.newCAT(makeCat(1));
-    mux.newNIT(makeNit(1));
-    mux.newNULLPkts(0);
-    ASSERT_TRUE(sender.await(isNullPacket));
+    built.store(&mux);
+    while (!done) std::this_thread::yield();
+    ending.store(true);
   }
-  const auto sent = sender.sizes().size();
-  std::this_thread::yield();
-  EXPECT_EQ(sender.sizes().size(), sent);
+  constexpr std::uint64_t kSlotsIn4Seconds = 4 * 1024000 / (8 * vantor::kPacketSize);
+  EXPECT_NEAR(static_cast<double>(slots[1] - slots[0]), kSlotsIn4Seconds, 1);
 }
 
 TEST(SetBitrate, IsTheCeilingOfWhatIsSent) {
@@ -224,16 +283,16 @@ TEST(TablesOnAir, TellPidVersionPeriodAndPackets) {
   mux.newNULLPkts(20);
   const auto isTable = [](const char* table, unsigned short pid, int version, unsigned int period,
                           unsigned int packets) {
-    return AllOf(Field(&TableOnAir::table, table), Field(&TableOnAir::pid, pid),
+    return AllOf(Field(&TableOnAir::name, table), Field(&TableOnAir::pid, pid),
                  Field(&TableOnAir::version, version), Field(&TableOnAir::period, period),
                  Field(&TableOnAir::packets, packets));
   };
   EXPECT_THAT(mux.tablesOnAir(),
               ElementsAre(isTable("PAT", 0, 3, 200, 8), isTable("CAT", 1, 5, 200, 1),
-                          isTable("NITact", 0x10, 7, 500, 8), isTable("null", 0x1FFF, -1, 20, 1)));
+                          isTable("NIT actual", 0x10, 7, 500, 8), isTable("null packets", 0x1FFF, -1, 20, 1)));
   mux.clearCAT();
   mux.clearNULLPkts();
-  EXPECT_THAT(mux.tablesOnAir(), ElementsAre(isTable("PAT", 0, 3, 200, 8), isTable("NITact", 0x10, 7, 500, 8)));
+  EXPECT_THAT(mux.tablesOnAir(), ElementsAre(isTable("PAT", 0, 3, 200, 8), isTable("NIT actual", 0x10, 7, 500, 8)));
 }
 
 TEST(TablesOnAir, CountAndMeasureRepetitions) {

@@ -79,6 +79,8 @@ std::vector<std::string> packetsOfNit(int version, std::size_t descriptors) {
   dvbpsi_nit_t* const nit = vantor::thrift::dvb_tables::t2dNIT(makeNit(version, descriptors));
   dvbpsi_t* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
   const Sections sections(dvbpsi_nit_sections_generate(handle, nit, 0x40));
+  sections->b_private_indicator = true;  // reserved_future_use, which libdvbpsi clears
+  dvbpsi_BuildPSISection(handle, sections.get());
   dvbpsi_delete(handle);
   dvbpsi_nit_delete(nit);
   std::string packets;

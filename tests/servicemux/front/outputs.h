@@ -96,3 +96,19 @@ inline vantor::thrift::dvb_tables::EIT makeEit(int tableId, int serviceId, int v
   }
   return eit;
 }
+
+inline vantor::thrift::dvb_tables::VCT makeVct(int tableId, int version, int channels = 1) {
+  vantor::thrift::dvb_tables::VCT vct;
+  vct.table_id = static_cast<std::int16_t>(tableId);
+  vct.transport_stream_id = 0x2A;
+  vct.version_number = version;
+  for (int number = 1; number <= channels; ++number) {
+    vantor::thrift::dvb_tables::VCTChannel channel;
+    channel.short_name = "CH " + std::to_string(number);
+    channel.major_channel_number = 1;
+    channel.minor_channel_number = static_cast<std::int16_t>(number);
+    channel.program_number = number;
+    vct.channels.push_back(channel);
+  }
+  return vct;
+}

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/servicemux/doubles/FailingSections.h"
+#include "tests/servicemux/doubles/StreamCalls.h"
 #include "tests/servicemux/front/intake.h"
 
 namespace {
@@ -11,13 +13,11 @@ using testing::StartsWith;
 using vantor::thrift::dvb_tables::LocalTimeOffset;
 using vantor::thrift::dvb_tables::MGT;
 using vantor::thrift::dvb_tables::MGTTable;
-using vantor::thrift::dvb_tables::VCT;
-using vantor::thrift::dvb_tables::VCTChannel;
 
 constexpr unsigned short kPsipPid = 0x1FFB;
 constexpr int kMgt = 0xC7;
 constexpr int kTerrestrialVct = 0xC8;
-constexpr int kCableVct = 0xC9;
+constexpr int kCableVctTableId = 0xC9;
 constexpr int kStt = 0xCD;
 
 MGT makeMgt(int version, int tables = 1) {
@@ -31,22 +31,6 @@ MGT makeMgt(int version, int tables = 1) {
     mgt.tables.push_back(table);
   }
   return mgt;
-}
-
-VCT makeVct(int tableId, int version, int channels = 1) {
-  VCT vct;
-  vct.table_id = static_cast<std::int16_t>(tableId);
-  vct.transport_stream_id = 0x2A;
-  vct.version_number = version;
-  for (int i = 1; i <= channels; ++i) {
-    VCTChannel channel;
-    channel.short_name = "CH " + std::to_string(i);
-    channel.major_channel_number = 1;
-    channel.minor_channel_number = static_cast<std::int16_t>(i);
-    channel.program_number = i;
-    vct.channels.push_back(channel);
-  }
-  return vct;
 }
 
 class PsipTables : public Intake {
@@ -71,18 +55,18 @@ TEST_F(PsipTables, NewMgtIsLoggedAndSent) {
   EXPECT_THAT(lines(), ElementsAre("4 [newMGT]", "6 New MGT TID [0xc7] V [7]", "4 Add new PSIP table [0x00c7]",
                                    "4 PSIP table not found [0x00c7]", "4 PSIP empty carrousel."));
   EXPECT_EQ(sentVersion(kMgt), 7);
-  EXPECT_THAT(tables(), ElementsAre("MGT v7"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v7"));
 }
 
 TEST_F(PsipTables, NewVctIsLoggedAndSentAsItsTableIdSays) {
   EXPECT_EQ(mux.newVCT(makeVct(kTerrestrialVct, 3)), 3);
-  EXPECT_EQ(mux.newVCT(makeVct(kCableVct, 4)), 4);
+  EXPECT_EQ(mux.newVCT(makeVct(kCableVctTableId, 4)), 4);
   EXPECT_THAT(lines(), ElementsAre("4 [newVCT]", "6 New VCT TID [0xc8] V [3]", "4 Add new PSIP table [0x00c8]",
                                    "4 PSIP table not found [0x00c8]", "4 PSIP empty carrousel.", "4 [newVCT]",
                                    "6 New VCT TID [0xc9] V [4]", "4 Add new PSIP table [0x00c9]",
                                    "4 PSIP table not found [0x00c9]", "4 PSIP carrousel use count [2]"));
   EXPECT_EQ(sentVersion(kTerrestrialVct), 3);
-  EXPECT_EQ(sentVersion(kCableVct), 4);
+  EXPECT_EQ(sentVersion(kCableVctTableId), 4);
 }
 
 TEST_F(PsipTables, NewSttIsSentThoughItReturnsMinus1) {
@@ -108,6 +92,29 @@ TEST_F(PsipTables, TablesThatOutgrowASectionAreSentInTwo) {
   EXPECT_EQ(sentVersion(kTerrestrialVct, 1), 2);
 }
 
+TEST_F(PsipTables, MgtCountsAsOneSectionAndTheVctWithAllOfThem) {
+  StreamCalls calls;
+  mux.newMGT(makeMgt(1, 400));
+  mux.newMGT(makeMgt(2, 400));
+  mux.newVCT(makeVct(kTerrestrialVct, 1, 32));
+  mux.newVCT(makeVct(kTerrestrialVct, 2));
+  mux.newVCT(makeVct(kCableVctTableId, 1, 32));
+  EXPECT_THAT(calls.take(), ElementsAre("new c7 1s", "replace c7 1s", "new c8 2s", "replace c8 1s", "new c9 2s"));
+}
+
+TEST_F(PsipTables, TablesWithoutSectionsLeaveThePreviousOnesAndReturnTheirVersion) {
+  mux.newMGT(makeMgt(1));
+  mux.newVCT(makeVct(kTerrestrialVct, 2));
+  lines();
+  const FailingSections failing;
+  EXPECT_EQ(mux.newMGT(makeMgt(3)), 3);
+  EXPECT_EQ(mux.newVCT(makeVct(kTerrestrialVct, 40)), 0);
+  EXPECT_EQ(mux.newVCT(makeVct(kCableVctTableId, 5)), 5);
+  EXPECT_THAT(lines(), ElementsAre("4 [newMGT]", "6 New MGT TID [0xc7] V [3]", "4 [newVCT]",
+                                   "6 New VCT TID [0xc8] V [0]", "4 [newVCT]", "6 New VCT TID [0xc9] V [5]"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v1", "ATSC VCT terrestrial v2"));
+}
+
 TEST_F(PsipTables, RefusedRecordsLeaveThePreviousTables) {
   mux.newMGT(makeMgt(1));
   mux.newVCT(makeVct(kTerrestrialVct, 2));
@@ -119,20 +126,28 @@ TEST_F(PsipTables, RefusedRecordsLeaveThePreviousTables) {
   EXPECT_EQ(mux.newMGT(mgt), -1);
   EXPECT_EQ(mux.newVCT(vct), -1);
   EXPECT_THAT(lines(), ElementsAre("4 [newMGT]", StartsWith("3 MGT: "), "4 [newVCT]", StartsWith("3 VCT: ")));
-  EXPECT_THAT(tables(), ElementsAre("MGT v1", "TVCT v2"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v1", "ATSC VCT terrestrial v2"));
 }
 
 TEST_F(PsipTables, ClearingTheVctRemovesBothKinds) {
   mux.newVCT(makeVct(kTerrestrialVct, 1));
   mux.newMGT(makeMgt(2));
   mux.clearVCT();
-  EXPECT_THAT(tables(), ElementsAre("MGT v2"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v2"));
   mux.newVCT(makeVct(kTerrestrialVct, 1));
-  mux.newVCT(makeVct(kCableVct, 1));
+  mux.newVCT(makeVct(kCableVctTableId, 1));
   lines();
   mux.clearVCT();
   EXPECT_THAT(lines(), ElementsAre("4 [clearVCT]"));
-  EXPECT_THAT(tables(), ElementsAre("MGT v2"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC MGT v2"));
+}
+
+TEST_F(PsipTables, CableIsClearedBeforeTerrestrial) {
+  StreamCalls calls;
+  mux.newVCT(makeVct(kTerrestrialVct, 1));
+  mux.newVCT(makeVct(kCableVctTableId, 1));
+  mux.clearVCT();
+  EXPECT_THAT(calls.take(), ElementsAre("new c8 1s", "new c9 1s", "clear c9", "clear c8"));
 }
 
 TEST_F(PsipTables, EachIsClearedByItself) {
@@ -140,7 +155,7 @@ TEST_F(PsipTables, EachIsClearedByItself) {
   mux.newSTT(LocalTimeOffset());
   lines();
   mux.clearMGT();
-  EXPECT_THAT(tables(), ElementsAre("STT v-1"));
+  EXPECT_THAT(tables(), ElementsAre("ATSC STT v0"));
   mux.clearSTT();
   EXPECT_THAT(lines(), ElementsAre("4 [clearMGT]", "4 [clearSTT]"));
   EXPECT_THAT(tables(), IsEmpty());
@@ -148,7 +163,7 @@ TEST_F(PsipTables, EachIsClearedByItself) {
 
 TEST_F(PsipTables, ClearAllTablesTakesThemOffAir) {
   mux.newMGT(makeMgt(1));
-  mux.newVCT(makeVct(kCableVct, 1));
+  mux.newVCT(makeVct(kCableVctTableId, 1));
   mux.newSTT(LocalTimeOffset());
   mux.clearAllTables();
   EXPECT_THAT(tables(), IsEmpty());

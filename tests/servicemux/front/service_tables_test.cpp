@@ -1,9 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/thread/exceptions.hpp>
 #include <filesystem>
 
 #include "tests/servicemux/doubles/FailingGenerators.h"
+#include "tests/servicemux/doubles/MutexCreation.h"
+#include "tests/servicemux/doubles/StreamCalls.h"
 #include "tests/servicemux/front/intake.h"
 
 namespace {
@@ -77,7 +80,7 @@ TEST_F(ServiceTables, NewVersionsTakeOver) {
     mux.newSDTOthers(makeSdt(2, 1, version));
     mux.newEITpf({{0, {{0, makeEit(0x4E, 0x101, version)}}}});
   }
-  EXPECT_THAT(tables(), ElementsAre("PMT_1 v2", "SDTact v2", "SDTo_2_1 v2", "EIT_4e_257 v2"));
+  EXPECT_THAT(tables(), ElementsAre("PMT 1 v2", "SDT actual v2", "SDT other 2/1 v2", "EIT p/f actual 257 v2"));
   EXPECT_TRUE(isSectionSent(0x100, 0x02, 1, 2));
   EXPECT_TRUE(isSectionSent(kSdtPid, 0x42, 1, 2));
 }
@@ -92,7 +95,45 @@ TEST_F(ServiceTables, PmtOnAnotherPidLeavesTheOneOnAirAndReturnsItsVersion) {
   lines();
   EXPECT_EQ(mux.newPMT(makePmt(1, 2), 0x101), 2);
   EXPECT_THAT(lines(), ElementsAre("7 [newPMT] [0x0001] on PID [0x0101]"));
-  EXPECT_THAT(tables(), ElementsAre("PMT_1 v1"));
+  EXPECT_THAT(tables(), ElementsAre("PMT 1 v1"));
+}
+
+TEST_F(ServiceTables, PmtOnWhatIsNoPidIsRefusedAndNothingIsLost) {
+  mux.newPMT(makePmt(1, 1), 0x100);
+  lines();
+  EXPECT_EQ(mux.newPMT(makePmt(1, 2), -1), -1);
+  EXPECT_EQ(mux.newPMT(makePmt(0xFF01, 2), 0x2000), -1);
+  EXPECT_THAT(lines(), ElementsAre("7 [newPMT] [0x0001] on PID [0xffff]",
+                                   "3 [mux] PMT of program 1: pid: 0xffff is above 0x1fff",
+                                   "7 [newPMT] [0xff01] on PID [0x2000]",
+                                   "3 [mux] PMT of program 65281: pid: 0x2000 is above 0x1fff"));
+  EXPECT_THAT(tables(), ElementsAre("PMT 1 v1"));
+  EXPECT_EQ(mux.newPMT(makePmt(2, 3), 0x1FFF), 3) << "the highest PID";
+}
+
+TEST_F(ServiceTables, PmtWhoseCarrouselCannotBeMadeLeavesTheOthersOnAir) {
+  mux.newPMT(makePmt(1, 1), 0x100);
+  {
+    const MutexCreation creation(0);
+    EXPECT_THROW(mux.newPMT(makePmt(2, 1), 0x101), boost::thread_resource_error);
+    EXPECT_EQ(mux.newPMT(makePmt(3, 1), 0x100), 1) << "shares a carousel";
+  }
+  EXPECT_THAT(tables(), ElementsAre("PMT 1 v1", "PMT 3 v1"));
+  EXPECT_EQ(mux.newPMT(makePmt(2, 1), 0x101), 1);
+}
+
+TEST_F(ServiceTables, AreHandedOverWithTheNumberOfTheirSections) {
+  StreamCalls calls;
+  for (const int version : {1, 2}) {
+    mux.newPMT(makePmt(1, version), 0x100);
+    mux.newSDTActual(makeSdt(1, 1, version, 10));
+    mux.newSDTOthers(makeSdt(2, 1, version, 20));
+    mux.newEITpf({{0, {{0, makeEit(0x4E, 0x101, version)}}}});
+    mux.newEITsch({{0, {{0, makeEit(0x50, 0x101, version, 40)}}}});
+  }
+  EXPECT_THAT(calls.take(),
+              ElementsAre("new 02 1s", "new 42 2s", "new 46 3s", "new 4e 1s", "new 50 3s",  //
+                          "replace 02 1s", "replace 42 2s", "replace 46 3s", "replace 4e 1s", "replace 50 3s"));
 }
 
 TEST_F(ServiceTables, NewSdtActualIsLoggedAndSent) {
@@ -147,7 +188,7 @@ TEST_F(ServiceTables, EitRecordsAreTakenInTheOrderOfTheirKeys) {
       {-2, {{2, makeEit(0x4E, 0x102, 40)}, {1, makeEit(0x4E, 0x101, 3)}}},
   };
   EXPECT_EQ(mux.newEITpf(records), 7) << "the version of the last one";
-  EXPECT_THAT(tables(), ElementsAre("EIT_4e_257 v3", "EIT_4e_258 v0", "EIT_4f_259 v7"));
+  EXPECT_THAT(tables(), ElementsAre("EIT p/f actual 257 v3", "EIT p/f actual 258 v0", "EIT p/f other 259 v7"));
   EXPECT_TRUE(isSectionSent(kEitPid, 0x4E, 0x102, 0));
 }
 
@@ -155,7 +196,7 @@ TEST_F(ServiceTables, RefusedEitRecordIsPassedOver) {
   auto refused = makeEit(0x4E, 0x102, 9);
   refused.service_id = 0x10000;
   EXPECT_EQ(mux.newEITpf({{0, {{0, refused}, {1, makeEit(0x4E, 0x101, 3)}, {2, refused}}}}), 3);
-  EXPECT_THAT(tables(), ElementsAre("EIT_4e_257 v3"));
+  EXPECT_THAT(tables(), ElementsAre("EIT p/f actual 257 v3"));
   EXPECT_EQ(mux.newEITsch({{0, {{0, refused}}}}), -1);
 }
 
@@ -177,7 +218,7 @@ TEST_F(ServiceTables, RefusedRecordsLeaveThePreviousTables) {
   // The converter's own word on the field stands behind the entry line of each; nothing else does.
   EXPECT_THAT(lines(), ElementsAre("7 [newPMT] [0x0001] on PID [0x0100]", StartsWith("3 PMT: "), "7 [newSDTActual]",
                                    StartsWith("3 SDT: "), "7 [newSDTOthers]", StartsWith("3 SDT: ")));
-  EXPECT_THAT(tables(), ElementsAre("PMT_1 v1", "SDTact v2", "SDTo_2_1 v3"));
+  EXPECT_THAT(tables(), ElementsAre("PMT 1 v1", "SDT actual v2", "SDT other 2/1 v3"));
 }
 
 TEST_F(ServiceTables, TablesWithoutSectionsLeaveThePreviousOnesAndReturnTheirVersion) {
@@ -193,7 +234,7 @@ TEST_F(ServiceTables, TablesWithoutSectionsLeaveThePreviousOnesAndReturnTheirVer
   EXPECT_EQ(mux.newEITpf({{0, {{0, makeEit(0x4E, 0x101, 8)}}}}), 8);
   EXPECT_THAT(lines(), ElementsAre("7 [newPMT] [0x0001] on PID [0x0100]", "7 [newSDTActual]", "7 [newSDTOthers]",
                                    "7 [newEITpf]"));
-  EXPECT_THAT(tables(), ElementsAre("PMT_1 v1", "SDTact v2", "SDTo_2_1 v3", "EIT_4e_257 v4"));
+  EXPECT_THAT(tables(), ElementsAre("PMT 1 v1", "SDT actual v2", "SDT other 2/1 v3", "EIT p/f actual 257 v4"));
 }
 
 TEST_F(ServiceTables, AllPmtsAreClearedAtOnce) {
@@ -215,10 +256,10 @@ TEST_F(ServiceTables, SdtsAreClearedByTransportStreamAndNetwork) {
   mux.clearSDTOthers(2, -1);
   EXPECT_THAT(lines(), ElementsAre("7 [clearSDTOthers]", "5 [mux]Clearing SDTo 0002/0001/v3 Size 120b",
                                    "5 [mux]Clearing SDTo 0002/0005/v4 Size 120b"));
-  EXPECT_THAT(tables(), ElementsAre("SDTact v2", "SDTo_3_1 v5"));
+  EXPECT_THAT(tables(), ElementsAre("SDT actual v2", "SDT other 3/1 v5"));
   mux.clearSDTActual();
   EXPECT_THAT(lines(), ElementsAre("7 [clearSDTActual]", "5 [mux]Clearing SDTact 0001/0001/v2 Size 120b"));
-  EXPECT_THAT(tables(), ElementsAre("SDTo_3_1 v5"));
+  EXPECT_THAT(tables(), ElementsAre("SDT other 3/1 v5"));
   mux.clearSDTOthers(-1, -1);
   EXPECT_THAT(tables(), IsEmpty());
 }
@@ -229,7 +270,7 @@ TEST_F(ServiceTables, ClearingOneKindOfEitClearsAllOfTheService) {
   lines();
   mux.clearEITsch(0x102);
   EXPECT_THAT(lines(), ElementsAre("7 [clearEITsch] sid 0102"));
-  EXPECT_THAT(tables(), ElementsAre("EIT_4e_65282 v1", "EIT_51_65282 v1"));
+  EXPECT_THAT(tables(), ElementsAre("EIT p/f actual 65282 v1", "EIT schedule actual 51 65282 v1"));
   mux.clearEITpf(static_cast<short>(0xFF02));
   EXPECT_THAT(lines(), ElementsAre("7 [clearEITpf] sid [0xff02]"));
   EXPECT_THAT(tables(), IsEmpty());

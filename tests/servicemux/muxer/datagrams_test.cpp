@@ -130,6 +130,15 @@ TEST_F(Datagrams, GapOfMoreThan25MillisecondsIsAnnounced) {
   EXPECT_THAT(sender.sizes(), ElementsAre(188U, 188U));
 }
 
+TEST_F(Datagrams, PacketsOfStreamsThatAreGoneDoNotStayBehind) {
+  auto& stream = add({}, milliseconds(20), ScriptedStream::kEndless);
+  time.at(milliseconds(45), [&] { stream.unlinkFromMuxer(); });
+  noteSizesAt(milliseconds(59));
+  noteSizesAt(milliseconds(100));
+  runUntil(milliseconds(101));
+  EXPECT_THAT(sizes, ElementsAre(IsEmpty(), ElementsAre(564U))) << "a muxer without streams announces its gap too";
+}
+
 TEST_F(Datagrams, FlushSendsAllThatIsPending) {
   for (int i = 0; i < 17; ++i) add({}, {}, 1);
   runUntil(milliseconds(50));

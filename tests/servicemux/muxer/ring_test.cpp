@@ -1,8 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Sender.h"
+#include "tests/servicemux/doubles/TouchHook.h"
+#include "tests/servicemux/doubles/YieldHook.h"
 #include "tests/servicemux/muxer/ScriptedStream.h"
 
 namespace {
@@ -36,30 +40,6 @@ class Ring : public testing::Test {
       std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
   std::vector<std::unique_ptr<ScriptedStream>> streams;
 };
-
-/// A stream that always has a packet and writes it byte by byte. All bytes of a packet are equal.
-class UniformStream : public vantor::muxed_stream {
- public:
-  explicit UniformStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 0, true, kNoCC) {}
-  ~UniformStream() override { unlinkFromMuxer(); }
-
-  unsigned int getBitrate() override { return 0; }
-
-  int get_packet(signed char* packet, time_point now, time_point& next) override {
-    ++packets;
-    for (std::size_t i = 0; i < vantor::kPacketSize; ++i) {
-      static_cast<volatile signed char*>(packet)[i] = static_cast<signed char>(packets);
-      onByte(i);
-    }
-    next = now;
-    return 1;
-  }
-
-  std::size_t packets = 0;
-  std::function<void(std::size_t)> onByte = [](std::size_t) {};
-};
-
-bool isUniform(const std::string& packet) { return packet.find_first_not_of(packet.front()) == std::string::npos; }
 
 }  // namespace
 
@@ -121,46 +101,210 @@ TEST_F(Ring, StatisticsTellOfAConsumerThatIsHeldUp) {
   EXPECT_EQ(statistics.sendErrors, 0U);
 }
 
-TEST_F(Ring, OverrunUnderARunningConsumerTearsNoPacket) {
-  constexpr std::size_t kPasses = 300;
-  addStreams(200, ScriptedStream::kEndless);
+TEST_F(Ring, OverrunUnderARunningConsumerTearsNoPacketAndCountsEachThatIsLost) {
+  constexpr std::size_t kPasses = 256;  // each packet's payload is unlike those of the others of its stream
+  addStreams(200, kPasses);
   time.beforeEachWait([this] {
-    if (streams.front()->given.size() >= kPasses) muxer->muxerStop();
+    if (muxer->statistics().packets < streams.size() * kPasses) return;
+    WatchedThread::awaitSleep();
+    muxer->muxerStop();
   });
   {
     const WatchedThread consumer([this] { muxer->consumerRun(); });
     muxer->muxerRun();
   }
-  EXPECT_GT(muxer->statistics().packetsOverrun, 0U);
-  const auto packets = sender.packets();
-  EXPECT_FALSE(packets.empty());
-  for (const auto& packet : packets) {
+  std::set<std::size_t> sent;
+  for (const auto& packet : sender.packets()) {
     ASSERT_LT(pidOf(packet), streams.size());
     ASSERT_EQ(packet, makePacket(pidOf(packet), counterOf(packet), byteAt(packet, 4)));
+    sent.insert(indexOf(packet));
   }
+  EXPECT_GT(muxer->statistics().packetsOverrun, 0U);
+  EXPECT_EQ(sent.size() + muxer->statistics().packetsOverrun, streams.size() * kPasses);
 }
 
-TEST_F(Ring, PacketThatIsBeingOverwrittenIsPassedOver) {
+TEST_F(Ring, StreamThatWritesNothingCostsAFullRingNoPacket) {
   addStreams(kRingSize, 1);
-  UniformStream last(muxer);
-  last.linkToMuxer();
+  ScriptedStream idle(muxer, 0x1000, time.start() + seconds(60), {});
+  idle.linkToMuxer();
   std::unique_ptr<WatchedThread> consumer;
-  last.onByte = [&](std::size_t i) {
-    if (i != vantor::kPacketSize / 2 || consumer) return;
-    // Half of the ring's first slot has been overwritten: all the others are sent now.
+  idle.onAsked = [&] {
+    if (consumer) return;
     consumer = std::make_unique<WatchedThread>([this] { muxer->consumerRun(); });
-    WatchedThread::awaitSleep();
+    WatchedThread::awaitSleep();  // the consumer empties the ring while the stream is being asked
   };
   time.beforeEachWait([] { WatchedThread::awaitSleep(); });
-  time.at(milliseconds(1), [&] { last.unlinkFromMuxer(); });
   time.at(seconds(1), [this] { muxer->muxerStop(); });
   muxer->muxerRun();
   consumer.reset();
 
   const auto packets = sender.packets();
-  ASSERT_GE(packets.size(), kRingSize);
-  for (std::size_t i = 0; i + 1 < kRingSize; ++i) EXPECT_EQ(indexOf(packets[i]), i + 1) << "the oldest one is lost";
-  EXPECT_TRUE(isUniform(packets[kRingSize - 1]));
+  ASSERT_EQ(packets.size(), kRingSize);
+  for (std::size_t i = 0; i < kRingSize; ++i) EXPECT_EQ(indexOf(packets[i]), i);
+  EXPECT_EQ(muxer->statistics().packetsOverrun, 0U);
+}
+
+TEST_F(Ring, SlowSocketLosesNoPacketBesideStreamsThatAreNeverDue) {
+  constexpr std::size_t kPackets = 7 * 1000;
+  muxer->SetBitrate(100000);
+  sender.slowDown(std::chrono::microseconds(130));
+  ScriptedStream busy(muxer, 0x1000, time.start(), {}, kPackets);
+  busy.linkToMuxer();
+  for (int i = 0; i < 60; ++i) {
+    streams.push_back(
+        std::make_unique<ScriptedStream>(muxer, 0x1001, time.start() + seconds(3600), nanoseconds(0)));
+    streams.back()->linkToMuxer();
+  }
+  time.beforeEachWait([&] {
+    if (muxer->statistics().packets < kPackets) return;
+    WatchedThread::awaitSleep();
+    muxer->muxerStop();
+  });
+  {
+    const WatchedThread consumer([this] { muxer->consumerRun(); });
+    muxer->muxerRun();
+  }
+  EXPECT_GT(muxer->statistics().ringFullSlots, 0U);
+  EXPECT_EQ(muxer->statistics().packetsOverrun, 0U);
+  const auto packets = sender.packets();
+  ASSERT_EQ(packets.size(), kPackets);
+  for (std::size_t i = 0; i < kPackets; ++i) ASSERT_EQ(counterOf(packets[i]), i % 16) << i;
+}
+
+TEST_F(Ring, PacketThatLeftEarlyIsNotLostWhenItIsOverwritten) {
+  constexpr std::size_t kPass = kRingSize + 5;
+  addStreams(kPass, 2);
+  std::unique_ptr<WatchedThread> consumer;
+  time.beforeEachWait([&] {
+    const auto statistics = muxer->statistics();
+    if (statistics.packets == kPass && !consumer) {
+      EXPECT_EQ(statistics.packetsOverrun, 5U);
+      // The first datagram takes the five packets early that stand in the slots of those lost, and two more.
+      sender.hold();
+      consumer = std::make_unique<WatchedThread>([this] { muxer->consumerRun(); });
+      sender.awaitHeld();
+    } else if (statistics.packets == 2 * kPass) {
+      EXPECT_EQ(statistics.packetsOverrun, 5U + (kRingSize - 7) + 5U)
+          << "of the first pass all that has not left, of the second its first five";
+      sender.release();
+      if (statistics.datagrams == 20)
+        muxer->muxerStop();  // 1 and what is left: 18 full ones and what the flush sends
+    }
+  });
+  time.at(boost::chrono::hours(24), [this] { muxer->muxerStop(); });
+  muxer->muxerRun();
+  consumer.reset();
+
+  std::set<std::size_t> sent;
+  for (const auto& packet : sender.packets()) sent.insert(indexOf(packet));
+  EXPECT_EQ(sent.size() + muxer->statistics().packetsOverrun, 2 * kPass);
+}
+
+namespace {
+
+/// Tells where its packet is to be written.
+class ObservedStream : public ScriptedStream {
+ public:
+  using ScriptedStream::ScriptedStream;
+  ~ObservedStream() override { unlinkFromMuxer(); }
+
+  int get_packet(signed char* packet, time_point now, time_point& next) override {
+    written = packet;
+    return ScriptedStream::get_packet(packet, now, next);
+  }
+
+  signed char* written = nullptr;
+};
+
+}  // namespace
+
+// A page of the ring is closed once all slots are full. The consumer then stops in the middle of copying the first
+// slot that reaches into that page, and a producer that wrote there meanwhile would be seen.
+TEST_F(Ring, CopyUnderWayIsNotWrittenInto) {
+  ObservedStream first(muxer, 0x1000, time.start(), {}, 1);
+  first.linkToMuxer();
+  addStreams(kRingSize - 1 + 30, 1);
+  std::size_t slot = 0;
+  std::atomic<bool> copying{false};
+  std::atomic<bool> overwriting{false};
+  std::atomic<bool> goOn{false};
+  std::atomic<bool> writtenInto{false};
+  const auto producer = std::this_thread::get_id();
+  std::unique_ptr<TouchHook> page;
+  std::unique_ptr<WatchedThread> consumer;
+  const auto touched = [&](const void*) {
+    if (std::this_thread::get_id() == producer) {
+      writtenInto.store(true);
+      goOn.store(true);
+      return;
+    }
+    copying.store(true);
+    while (!goOn) std::this_thread::yield();
+  };
+  for (std::size_t i = 0; i < 30; ++i)
+    streams[kRingSize - 1 + i]->onAsked = [&, i] {
+      if (i == 0 && !consumer) {
+        slot = TouchHook::offset(first.written) / vantor::kPacketSize;
+        page = std::make_unique<TouchHook>(first.written, touched);
+        consumer = std::make_unique<WatchedThread>([this] { muxer->consumerRun(); });
+        while (!copying) std::this_thread::yield();
+      }
+      // The slots in front of it have been read, so as many packets find room.
+      if (i == slot) overwriting.store(true);
+    };
+  const YieldHook waiting([&] {
+    if (overwriting) goOn.store(true);
+  });
+  time.beforeEachWait([] { WatchedThread::awaitSleep(); });
+  time.at(seconds(1), [this] { muxer->muxerStop(); });
+  muxer->muxerRun();
+  consumer.reset();
+
+  ASSERT_TRUE(overwriting);
+  EXPECT_FALSE(writtenInto);
+  const auto packets = sender.packets();
+  ASSERT_GT(packets.size(), slot);
+  EXPECT_EQ(pidOf(packets[slot]), slot == 0 ? 0x1000 : slot - 1);
+}
+
+// The same the other way round: the producer stops in the middle of a slot while the consumer takes all the others.
+TEST_F(Ring, PacketThatIsBeingOverwrittenIsPassedOver) {
+  ObservedStream first(muxer, 0x1000, time.start(), {}, 1);
+  first.linkToMuxer();
+  addStreams(kRingSize - 1 + 30, 1);
+  std::size_t slot = 0;
+  std::atomic<bool> halfWritten{false};
+  std::atomic<bool> readFrom{false};
+  const auto producer = std::this_thread::get_id();
+  std::unique_ptr<TouchHook> page;
+  const auto touched = [&](const void* address) {
+    if (std::this_thread::get_id() != producer) {
+      if (address < first.written + (slot + 1) * vantor::kPacketSize) readFrom.store(true);
+      return;
+    }
+    halfWritten.store(true);
+    while (!WatchedThread::isAsleep()) std::this_thread::yield();
+  };
+  streams[kRingSize - 1]->onAsked = [&] {
+    if (page) return;
+    slot = TouchHook::offset(first.written) / vantor::kPacketSize;
+    page = std::make_unique<TouchHook>(first.written, touched);
+  };
+  WatchedThread consumer([&] {
+    while (!halfWritten) std::this_thread::yield();
+    muxer->consumerRun();
+  });
+  time.beforeEachWait([&] {
+    if (halfWritten) WatchedThread::awaitSleep();
+  });
+  time.at(seconds(1), [this] { muxer->muxerStop(); });
+  muxer->muxerRun();
+
+  EXPECT_FALSE(readFrom);
+  EXPECT_EQ(muxer->statistics().packetsOverrun, slot + 1) << "the ones in front of it were given up before";
+  const auto packets = sender.packets();
+  ASSERT_GT(packets.size(), slot);
+  EXPECT_EQ(pidOf(packets[slot]), slot) << "the one behind it";
 }
 
 // The consumer is not told of packets under its mutex, so the news of them may come between its look at the ring

@@ -171,10 +171,50 @@ TEST_F(Schedule, DueTimeBeyond500MillisecondsIsReachedInSteps) {
               ElementsAre(nanoseconds(0), milliseconds(500), milliseconds(1000), milliseconds(1200)));
 }
 
-TEST_F(Schedule, WithoutAStreamNothingIsProduced) {
-  runUntil(seconds(5));
+TEST_F(Schedule, WithoutAStreamNothingIsProducedAndHalfASecondIsSlept) {
+  const auto gone = makeStream({}, {});
+  gone->linkToMuxer();
+  gone->unlinkFromMuxer();
+  std::vector<time_point> waits;
+  time.beforeEachWait([&] { waits.push_back(SimulatedTime::now()); });
+  runUntil(milliseconds(1700));
   EXPECT_EQ(muxer->statistics().packets, 0U);
   EXPECT_EQ(muxer->statistics().ringFullSlots, 0U);
+  EXPECT_THAT(sinceStart(waits),
+              ElementsAre(nanoseconds(0), milliseconds(500), milliseconds(1000), milliseconds(1500)));
+}
+
+TEST_F(Schedule, SpuriousWakeIsNotTheSlotTime) {
+  const auto stream = makeStream(milliseconds(100), seconds(1));
+  std::vector<time_point> moments;
+  stream->onAsked = [&] { moments.push_back(SimulatedTime::now()); };
+  stream->linkToMuxer();
+  time.at(milliseconds(40), [&] { time.wakeSpuriously(); });
+  time.at(milliseconds(70), [&] { time.wakeSpuriously(); });
+  runUntil(milliseconds(200));
+  EXPECT_THAT(sinceStart(moments), ElementsAre(nanoseconds(0), milliseconds(100)));
+}
+
+TEST_F(Schedule, LongestIdleCountsFromTheSlotClockAndNotFromTheMoment) {
+  const auto stream = makeStream({}, {}, 0);
+  stream->onAsked = [&] {
+    if (stream->asked.size() == 1) SimulatedTime::pass(milliseconds(700));  // the producer is held up
+  };
+  stream->linkToMuxer();
+  runUntil(milliseconds(1700));
+  EXPECT_THAT(sinceStart(stream->asked),
+              ElementsAre(nanoseconds(0), milliseconds(500), milliseconds(1000), milliseconds(1500)));
+}
+
+TEST_F(Schedule, SlotsOfAFullRingCountFromTheSlotClockAndNotFromTheMoment) {
+  const auto stream = makeStream({}, {});
+  stream->onAsked = [&] {
+    if (stream->asked.size() == 128) SimulatedTime::pass(10 * kDefaultInterval + nanoseconds(1));
+  };
+  stream->linkToMuxer();
+  runUntil(200 * kDefaultInterval);
+  EXPECT_THAT(stream->asked, SizeIs(128));
+  EXPECT_EQ(muxer->statistics().ringFullSlots, 72U) << "those that passed meanwhile are made up for";
 }
 
 TEST_F(Schedule, LinkingWakesTheProducerAndRestartsItsClock) {

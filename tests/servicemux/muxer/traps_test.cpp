@@ -2,12 +2,14 @@
 
 #include <boost/thread/thread.hpp>
 #include <numeric>
+#include <utility>
 
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "servicemux/streams/TableCarrousel.h"
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Sender.h"
+#include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/muxer/ScriptedStream.h"
 
 // What goes wrong only when two threads meet at one certain point. Each test holds one of them there.
@@ -301,4 +303,133 @@ TEST(ClearedTable, LeavesTheMuxerBeforeItTakesItsOwnMutex) {
   ASSERT_GE(clearing.size(), 2U);
   EXPECT_EQ(clearing[0], setting[1]) << "the list's";
   EXPECT_EQ(clearing.back(), setting[0]) << "its own";
+}
+
+TEST(ClearedQueue, LeavesTheMuxerBeforeItTakesItsOwnMutex) {
+  const auto muxer = makeMuxer();
+  SectionQueue queue(muxer, 1, 0);
+  std::vector<const void*> adding;
+  std::vector<const void*> clearing;
+  {
+    const LockHook hook([&](const void* mutex) { adding.push_back(mutex); });
+    queue.queue_section(makePacket(1, 0), 0);
+  }
+  {
+    const LockHook hook([&](const void* mutex) { clearing.push_back(mutex); });
+    queue.clear_queue();
+  }
+  ASSERT_GE(adding.size(), 2U);
+  ASSERT_GE(clearing.size(), 2U);
+  EXPECT_EQ(clearing[0], adding[1]) << "the list's";
+  EXPECT_EQ(clearing.back(), adding[0]) << "its own";
+}
+
+// --- The stream list between producer and callers ---------------------------------------------------------------
+
+namespace {
+
+/// Has nothing to send and keeps the producer from sleeping: the next packet is always due now. Counts the passes.
+class RestlessStream : public muxed_stream {
+ public:
+  explicit RestlessStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 1, true, kNoCC) {}
+  ~RestlessStream() override { unlinkFromMuxer(); }
+
+  unsigned int getBitrate() override { return 0; }
+
+  int get_packet(signed char*, time_point now, time_point& next) override {
+    next = now;
+    ++passes;
+    return 0;
+  }
+
+  void awaitPass() const {
+    for (const int before = passes; passes == before;) std::this_thread::yield();
+  }
+
+  std::atomic<int> passes{0};
+};
+
+}  // namespace
+
+TEST(StreamList, CallerWaitsForNoMoreThanThePassUnderWay) {
+  const auto muxer = makeMuxer();
+  RestlessStream stream(muxer);
+  std::thread producer([&] { muxer->muxerRun(); });
+  int worst = 0;
+  for (int round = 0; round < 100; ++round) {
+    stream.linkToMuxer();
+    stream.awaitPass();
+    int before = -1;
+    {
+      const LockHook hook([&](const void*) {
+        if (before < 0) before = stream.passes;
+      });
+      stream.unlinkFromMuxer();  // and the count stands still
+    }
+    worst = std::max(worst, stream.passes - before);
+  }
+  EXPECT_LE(worst, 1);
+  muxer->muxerStop();
+  producer.join();
+}
+
+TEST(StreamList, GoesRoundAmongManyCallersAndTheProducer) {
+  constexpr int kCallers = 4;
+  const auto muxer = makeMuxer();
+  RestlessStream always(muxer);
+  always.linkToMuxer();
+  std::thread producer([&] { muxer->muxerRun(); });
+  std::vector<std::thread> callers;
+  for (int i = 0; i < kCallers; ++i)
+    callers.emplace_back([&] {
+      RestlessStream own(muxer);
+      for (int round = 0; round < 500; ++round) {
+        own.linkToMuxer();
+        own.unlinkFromMuxer();
+      }
+    });
+  for (std::thread& caller : callers) caller.join();
+  always.awaitPass();  // none of them has left it waiting
+  muxer->muxerStop();
+  producer.join();
+}
+
+TEST(StreamList, IsNotTakenAgainBeforeAWaitingCallerHasHadIt) {
+  constexpr int kMany = 1000;
+  const auto muxer = makeMuxer();
+  RestlessStream stream(muxer);
+  stream.linkToMuxer();
+  const WatchedThread producer([&] { muxer->muxerRun(); });
+  stream.awaitPass();
+  RestlessStream another(muxer);
+  {
+    bool asked = false;
+    const LockHook hook([&](const void*) {
+      if (std::exchange(asked, true)) return;
+      // The caller has asked for the list and does not get on. The producer sleeps until it does.
+      const int before = stream.passes;
+      while (!WatchedThread::isAsleep() && stream.passes < before + kMany) std::this_thread::yield();
+      EXPECT_LT(stream.passes, before + kMany) << "it goes on without the caller";
+    });
+    another.linkToMuxer();
+  }
+  another.awaitPass();  // it was woken
+  muxer->muxerStop();
+}
+
+TEST(StreamList, StopIsLetInToo) {
+  const auto muxer = makeMuxer();
+  RestlessStream stream(muxer);
+  stream.linkToMuxer();
+  std::thread producer([&] { muxer->muxerRun(); });
+  stream.awaitPass();
+  int before = -1;
+  {
+    const LockHook hook([&](const void*) {
+      if (before < 0) before = stream.passes;
+    });
+    muxer->muxerStop();
+  }
+  producer.join();
+  EXPECT_LE(stream.passes - before, 1) << "the pass under way";
 }

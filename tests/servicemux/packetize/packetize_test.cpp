@@ -190,26 +190,3 @@ TEST(NumberOfSections, IsCountedModulo256) {
     EXPECT_EQ(serviceMux::getNumberOfSectionsInSubtable(chain.get()), length % 256);
   }
 }
-
-TEST(TableVersion, IsReadFromTheFirstSection) {
-  const auto versionOf = [](const Sections& sections) {
-    std::string packets;
-    vantor::packetize(kPid, 0, packets, sections.get());
-    return vantor::tableVersion(packets);
-  };
-  Sections section = makeSection({30, true});
-  section->p_data[1] = 0xB0;
-  section->p_data[5] = 0xC0 | 19 << 1 | 1;
-  EXPECT_EQ(versionOf(section), 19);
-  section->p_data[5] = 0xFF;
-  EXPECT_EQ(versionOf(section), 31);
-  section->p_data[1] = 0x70;
-  EXPECT_EQ(versionOf(section), -1) << "a section without section_syntax_indicator has no version";
-}
-
-TEST(TableVersion, IsNoneWithoutASection) {
-  std::string null;
-  serviceMux::getNULLPacket(null);
-  EXPECT_EQ(vantor::tableVersion(null), -1);
-  EXPECT_EQ(vantor::tableVersion(""), -1);
-}

@@ -1,6 +1,6 @@
 #include "tests/servicemux/recording/Recorder.h"
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 
 void Recorder::asked(unsigned int stream, time_point now, time_point next, bool gave, const signed char* packet) {
   add(stream);

@@ -1,6 +1,7 @@
 #include "servicemux/registries/EITStreams.h"
 
 #include "tests/servicemux/registries/RegistryTest.h"
+#include "tests/servicemux/registries/ownPeriods.h"
 
 namespace {
 
@@ -21,14 +22,15 @@ class EITStreamsTest : public RegistryTest {
 }  // namespace
 
 TEST_F(EITStreamsTest, PeriodsFollowTheTableId) {
-  EXPECT_EQ(eits.getEITInsertionPeriod(0x4E), 2000);
-  EXPECT_EQ(eits.getEITInsertionPeriod(0x4F), 10000);
-  EXPECT_EQ(eits.getEITInsertionPeriod(0x50), 30000);
-  EXPECT_EQ(eits.getEITInsertionPeriod(0x5F), 30000);
-  EXPECT_EQ(eits.getEITInsertionPeriod(0x60), 60000);
-  EXPECT_EQ(eits.getEITInsertionPeriod(0x6F), 60000);
+  const auto& periods = output.periods = ownPeriods();
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x4E), periods.eitPresentFollowingActual);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x4F), periods.eitPresentFollowingOther);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x50), periods.eitScheduleActual);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x5F), periods.eitScheduleActual);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x60), periods.eitScheduleOther);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x6F), periods.eitScheduleOther);
   EXPECT_THAT(takeLines(log), IsEmpty());
-  EXPECT_EQ(eits.getEITInsertionPeriod(0x4D), 10000);
+  EXPECT_EQ(eits.getEITInsertionPeriod(0x4D), periods.fallback);
   EXPECT_THAT(takeLines(log), ElementsAre("3 [getEITInsertionPeriod] Table id [0x4d] out of range!"));
 }
 

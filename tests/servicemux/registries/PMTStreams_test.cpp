@@ -1,6 +1,8 @@
 #include "servicemux/registries/PMTStreams.h"
 
+#include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/registries/RegistryTest.h"
+#include "tests/servicemux/registries/ownPeriods.h"
 
 namespace {
 
@@ -47,9 +49,9 @@ TEST_F(PMTStreamsTest, UpdateWithoutPacketsIsRefused) {
 }
 
 TEST_F(PMTStreamsTest, PeriodIsTheOutputsPMTPeriod) {
-  output.periods.pmt = 333;
+  output.periods = ownPeriods();
   add(1, 0x100);
-  EXPECT_EQ(onAir(pmts).at(0).period, 333U);
+  EXPECT_EQ(onAir(pmts).at(0).period, output.periods.pmt);
 }
 
 TEST_F(PMTStreamsTest, ProgramsOnOnePidShareACarrousel) {
@@ -106,9 +108,22 @@ TEST_F(PMTStreamsTest, ClearAllIsSilent) {
 
 TEST_F(PMTStreamsTest, RefusedPMTLeavesNothingBehind) {
   output.periods.pmt = 24;
-  EXPECT_FALSE(add(1, 0x100));
+  int mutexesDestroyed = 0;
+  {
+    const LockHook hook([](const void*) {}, [&](const void*) { ++mutexesDestroyed; });
+    EXPECT_FALSE(add(1, 0x100));
+  }
+  EXPECT_EQ(mutexesDestroyed, 1) << "that of the carousel, which was made for this PMT alone";
   EXPECT_EQ(pmts.findPMT(1), nullptr);
   output.periods.pmt = 200;
   EXPECT_TRUE(add(1, 0x100));
   EXPECT_EQ(pmts.findPMT(1)->carrousel.use_count(), 1);
+}
+
+TEST_F(PMTStreamsTest, RefusedPMTLeavesTheOthersOfItsPid) {
+  add(1, 0x100);
+  output.periods.pmt = 24;
+  EXPECT_FALSE(add(2, 0x100));
+  EXPECT_EQ(pmts.findPMT(1)->carrousel.use_count(), 1);
+  EXPECT_EQ(pmts.findPMT(1)->carrousel->GetNumberSubTables(), 1U);
 }

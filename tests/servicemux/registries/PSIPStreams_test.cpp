@@ -8,6 +8,7 @@
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/registries/RegistryTest.h"
+#include "tests/servicemux/registries/ownPeriods.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ using vantor::thrift::dvb_tables::LocalTimeOffset;
 constexpr unsigned short kPid = 0x1FFB;
 constexpr unsigned char kMgt = 0xC7;
 constexpr unsigned char kTerrestrialVct = 0xC8;
-constexpr unsigned char kCableVct = 0xC9;
+constexpr unsigned char kCableVctTableId = 0xC9;
 constexpr unsigned char kStt = 0xCD;
 
 /// An offset of +01:00 that becomes +02:00 on 2023-11-`day` at 01:00 UTC.
@@ -77,15 +78,15 @@ class PSIPStreamsTest : public RegistryTest {
 
 TEST_F(PSIPStreamsTest, PeriodsFollowTheTableId) {
   const auto period = [this](int tid) { return psips->getInsPeriod(static_cast<vantor::PSIP_TID>(tid)); };
-  output.periods.vctCable = 401;
-  EXPECT_EQ(period(0xC7), 150U);
-  EXPECT_EQ(period(0xC8), 400U);
-  EXPECT_EQ(period(0xC9), 401U);
-  EXPECT_EQ(period(0xCA), 60000U);
-  EXPECT_EQ(period(0xCD), 1000U);
+  const auto& periods = output.periods = ownPeriods();
+  EXPECT_EQ(period(0xC7), periods.mgt);
+  EXPECT_EQ(period(0xC8), periods.vctTerrestrial);
+  EXPECT_EQ(period(0xC9), periods.vctCable);
+  EXPECT_EQ(period(0xCA), periods.rrt);
+  EXPECT_EQ(period(0xCD), periods.stt);
   EXPECT_THAT(takeLines(log), IsEmpty());
   for (const int tid : {0xCB, 0xCC, 0x42}) {
-    EXPECT_EQ(period(tid), 10000U);
+    EXPECT_EQ(period(tid), periods.fallback);
     EXPECT_THAT(takeLines(log), ElementsAre("3 [getInsPeriod] Table id not supported!"));
   }
 }
@@ -116,6 +117,14 @@ TEST_F(PSIPStreamsTest, SecondTableOfAnIdTakesTheFirstOnesPlace) {
   EXPECT_EQ(byteAt(take(carrouselOf(kMgt)), 4), 0x22);
 }
 
+TEST_F(PSIPStreamsTest, UpdateWithoutPacketsIsRefused) {
+  add(kMgt, 1, 0x11);
+  ASSERT_FALSE(add(kMgt, 0));
+  ASSERT_NE(psips->findPSIPTable(kMgt), nullptr);
+  EXPECT_EQ(carrouselOf(kMgt).GetNumberSubTables(), 1U);
+  EXPECT_EQ(byteAt(take(carrouselOf(kMgt)), 4), 0x11);
+}
+
 TEST_F(PSIPStreamsTest, UnsupportedTableIdIsSentAtTheFallbackPeriod) {
   EXPECT_TRUE(add(0xCB));
   EXPECT_THAT(takeLines(log), ElementsAre("4 Add new PSIP table [0x00cb]", "4 PSIP table not found [0x00cb]",
@@ -125,7 +134,7 @@ TEST_F(PSIPStreamsTest, UnsupportedTableIdIsSentAtTheFallbackPeriod) {
 
 TEST_F(PSIPStreamsTest, CarrouselLivesAsLongAsOneOfItsTables) {
   add(kMgt);
-  add(kCableVct);
+  add(kCableVctTableId);
   const std::weak_ptr<vantor::TableCarrousel> carrousel = psips->findPSIPTable(kMgt)->carrousel;
   takeLines(log);
   psips->clearPSIPTable(kMgt);
@@ -134,7 +143,7 @@ TEST_F(PSIPStreamsTest, CarrouselLivesAsLongAsOneOfItsTables) {
   EXPECT_TRUE(carrousel.lock()->is_linked());
   psips->clearPSIPTable(kTerrestrialVct);
   EXPECT_FALSE(carrousel.expired());
-  psips->clearPSIPTable(kCableVct);
+  psips->clearPSIPTable(kCableVctTableId);
   EXPECT_TRUE(carrousel.expired());
   EXPECT_THAT(takeLines(log), IsEmpty());
 }
@@ -142,7 +151,7 @@ TEST_F(PSIPStreamsTest, CarrouselLivesAsLongAsOneOfItsTables) {
 TEST_F(PSIPStreamsTest, NextCarrouselContinuesTheCounter) {
   add(kMgt);
   for (int i = 0; i < 6; ++i) take(carrouselOf(kMgt));
-  add(kCableVct);
+  add(kCableVctTableId);
   psips->clearAllPSIPTables();
   EXPECT_EQ(psips->findPSIPTable(kMgt), nullptr);
   add(kMgt);
@@ -184,7 +193,7 @@ TEST_F(PSIPStreamsTest, RefusedTableLeavesNothingBehind) {
   EXPECT_EQ(psips->getLocalTimeOffsetInfo(), offsetOn(29)) << "taken over all the same";
   EXPECT_THAT(onAir(*psips), IsEmpty());
   takeLines(log);
-  EXPECT_TRUE(add(kCableVct));
+  EXPECT_TRUE(add(kCableVctTableId));
   EXPECT_THAT(takeLines(log), testing::Contains("4 PSIP empty carrousel."));
 }
 
@@ -236,12 +245,12 @@ TEST_F(PSIPStreamsTest, PacketIsLeftAloneWhenThereIsNoMemory) {
 }
 
 TEST_F(PSIPStreamsTest, TellsWhatIsOnAir) {
-  for (const unsigned char tid : {kMgt, kTerrestrialVct, kCableVct}) add(tid, 2);
+  for (const unsigned char tid : {kMgt, kTerrestrialVct, kCableVctTableId}) add(tid, 2);
   psips->newPSIPTable(kStt, LocalTimeOffset());
   add(0xCA);
   const auto tables = onAir(*psips);
   std::vector<std::string> names;
-  for (const auto& table : tables) names.push_back(table.table);
+  for (const auto& table : tables) names.push_back(table.name);
   EXPECT_THAT(names, ElementsAre("MGT", "TVCT", "CVCT", "STT", "PSIP_202"));
   EXPECT_EQ(tables[0].pid, kPid);
   EXPECT_EQ(tables[0].period, 150U);

@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "servicemux/muxer/VBRmuxer.h"
-#include "servicemux/registries/InsertionPeriods.h"
-#include "servicemux/registries/RegistryOwner.h"
+#include "servicemux/output/InsertionPeriods.h"
+#include "servicemux/output/RegistryOwner.h"
 #include "servicemux/streams/TableCarrousel.h"
-#include "servicemux/streams/TableOnAir.h"
+#include "servicemux/output/TableOnAir.h"
 #include "tests/servicemux/logLines.h"
 #include "tests/servicemux/packets.h"
 
@@ -15,7 +15,7 @@
 class FakeOutput final : public vantor::RegistryOwner {
  public:
   const std::string& outputName() const override { return name; }
-  const vantor::InsertionPeriods& insertionPeriods() const override { return periods; }
+  vantor::InsertionPeriods& insertionPeriods() override { return periods; }
   const std::shared_ptr<vantor::VBRmuxer>& outputMuxer() const override { return muxer; }
   const std::shared_ptr<vantor::TableCarrousel>& outputSdtCarrousel() const override { return sdtCarrousel; }
 
@@ -32,7 +32,7 @@ class FakeOutput final : public vantor::RegistryOwner {
 class RegistryTest : public testing::Test {
  protected:
   template <typename Registry>
-  static std::vector<vantor::TableOnAir> onAir(const Registry& registry) {
+  static std::vector<vantor::TableOnAir> onAir(Registry& registry) {
     std::vector<vantor::TableOnAir> tables;
     registry.listOnAir(tables);
     return tables;

@@ -1,6 +1,7 @@
 #include "servicemux/registries/SDTStreams.h"
 
 #include "tests/servicemux/registries/RegistryTest.h"
+#include "tests/servicemux/registries/ownPeriods.h"
 
 namespace {
 
@@ -22,10 +23,11 @@ class SDTStreamsTest : public RegistryTest {
 }  // namespace
 
 TEST_F(SDTStreamsTest, PeriodsFollowTheTableId) {
-  EXPECT_EQ(sdts.getSDTInsertionPeriod(0x42), 500);
-  EXPECT_EQ(sdts.getSDTInsertionPeriod(0x46), 10000);
+  const auto& periods = output.periods = ownPeriods();
+  EXPECT_EQ(sdts.getSDTInsertionPeriod(0x42), periods.sdtActual);
+  EXPECT_EQ(sdts.getSDTInsertionPeriod(0x46), periods.sdtOther);
   EXPECT_THAT(takeLines(log), IsEmpty());
-  EXPECT_EQ(sdts.getSDTInsertionPeriod(0x4A), 10000);
+  EXPECT_EQ(sdts.getSDTInsertionPeriod(0x4A), periods.fallback);
   EXPECT_THAT(takeLines(log), ElementsAre("3 [getSDTInsertionPeriod] Table id [0x4a] out of range!"));
 }
 

@@ -34,15 +34,6 @@ void addLoop(Owner& owner, std::size_t size) {
   }
 }
 
-inline std::vector<Bytes> bytesOf(const vantor::SectionChain& chain) {
-  std::vector<Bytes> sections;
-  for (const auto* section = chain.get(); section != nullptr; section = section->p_next) {
-    sections.emplace_back(section->p_data, section->p_payload_end + 4);
-    EXPECT_EQ(crcOver(sections.back()), 0U);
-  }
-  return sections;
-}
-
 /// A lone section without its CRC_32, which is right.
 inline Bytes onlySection(const vantor::SectionChain& chain) {
   const auto sections = bytesOf(chain);

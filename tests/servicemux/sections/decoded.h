@@ -24,6 +24,25 @@ inline std::uint32_t crcOver(const Bytes& section) {
   return crc;
 }
 
+/// The sections of a chain, each with its CRC_32, which is right.
+inline std::vector<Bytes> bytesOf(const vantor::SectionChain& chain) {
+  std::vector<Bytes> sections;
+  for (const auto* section = chain.get(); section != nullptr; section = section->p_next) {
+    sections.emplace_back(section->p_data, section->p_payload_end + 4);
+    EXPECT_EQ(crcOver(sections.back()), 0U);
+  }
+  return sections;
+}
+
+/// What a generator of libdvbpsi makes by itself; it is called with a handle.
+template <typename Generator>
+std::vector<Bytes> generatedByLibdvbpsi(Generator generator) {
+  dvbpsi_t* const handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
+  const vantor::SectionChain sections(generator(handle));
+  dvbpsi_delete(handle);
+  return bytesOf(sections);
+}
+
 /// One service or event: its identifier and its descriptor loop.
 struct Item {
   unsigned id;

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "tests/servicemux/sections/decoded.h"
 
 namespace {
@@ -56,6 +58,17 @@ std::vector<Decoded> sectionsOf(const Eit& eit, const EITLayout& layout = standa
   return decode(vantor::generateSections(*eit, layout), kEitShape);
 }
 
+std::vector<Bytes> generatedByLibdvbpsi(const Eit& eit) {
+  return ::generatedByLibdvbpsi(
+      [&](dvbpsi_t* handle) { return dvbpsi_eit_sections_generate(handle, eit.get(), eit->i_table_id); });
+}
+
+EITLayout packed() {
+  EITLayout layout;
+  layout.lastTableId = 0x50;
+  return layout;
+}
+
 bool isRefused(const Eit& eit, const EITLayout& layout = standard()) {
   return vantor::generateSections(*eit, layout) == nullptr;
 }
@@ -68,12 +81,60 @@ const std::vector<int> kFullSection = {255, 255, 255, 255, 255, 255, 255, 255,
 
 TEST(EitSections, PackedEventsFollowOneAnother) {
   const auto sections =
-      sectionsOf(makeEit({{0}, {20}, {1, kHalfASection}, {2, kHalfASection}, {3, kHalfASection}}), {});
+      sectionsOf(makeEit({{0}, {20}, {1, kHalfASection}, {2, kHalfASection}, {3, kHalfASection}}), packed());
   ASSERT_THAT(sections, SizeIs(2));
   EXPECT_THAT(sections[0].ids(), ElementsAre(0, 1, 2, 3));
   EXPECT_THAT(sections[1].ids(), ElementsAre(4));
-  EXPECT_EQ(sections[1].number, 1U);
-  EXPECT_EQ(sections[1].lastNumber, 1U);
+  for (unsigned i = 0; i < 2; ++i) {
+    EXPECT_EQ(sections[i].number, i);
+    EXPECT_EQ(sections[i].lastNumber, 1U);
+    EXPECT_EQ(sections[i].segmentLast, 1U) << "the last section that a receiver looks for";
+    EXPECT_EQ(sections[i].lastTableId, 0x50U);
+  }
+}
+
+TEST(EitSections, PackedEventsThatBeginASectionAreInTheSameSegment) {
+  EITLayout layout = packed();
+  layout.starts = {false, true, true};
+  const auto sections = sectionsOf(makeEit({{0}, {1}, {2}}), layout);
+  ASSERT_THAT(sections, SizeIs(3));
+  for (const Decoded& section : sections) EXPECT_EQ(section.segmentLast, 2U);
+}
+
+TEST(EitSections, PackedSegmentEndsAtTheLastOf256Sections) {
+  const auto sections = sectionsOf(makeEit(std::vector<Event>(256, {0, kFullSection})), packed());
+  ASSERT_THAT(sections, SizeIs(256));
+  EXPECT_EQ(sections.front().segmentLast, 255U);
+  EXPECT_EQ(sections.back().segmentLast, 255U);
+}
+
+TEST(EitSections, PackedTableIsAsLibdvbpsiMakesIt) {
+  std::mt19937 random(11);
+  const auto number = [&random](int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); };
+  std::size_t most = 0;
+  for (int round = 0; round < 300; ++round) {
+    std::vector<Event> events(static_cast<std::size_t>(number(0, 60)));
+    const int longest = number(1, 15);
+    for (Event& event : events) {
+      event.hour = number(0, 95);
+      // An event without descriptors is what libdvbpsi writes behind its buffer when there is no room for it.
+      event.descriptors.resize(static_cast<std::size_t>(number(1, longest)));
+      for (int& size : event.descriptors) size = number(0, 255);
+    }
+    const Eit eit = makeEit(events);
+    const auto sections = bytesOf(vantor::generateSections(*eit, packed()));
+    ASSERT_EQ(sections, generatedByLibdvbpsi(eit)) << "round " << round;
+    most = std::max(most, sections.size());
+  }
+  EXPECT_GT(most, 10U);
+}
+
+TEST(EitSections, PackedSectionThatIsFullToTheLastByteIsAsLibdvbpsiMakesIt) {
+  const Eit eit = makeEit(std::vector<Event>(3, {0, kFullSection}));
+  const auto sections = bytesOf(vantor::generateSections(*eit, packed()));
+  ASSERT_THAT(sections, SizeIs(3));
+  EXPECT_THAT(sections[0], SizeIs(4094));
+  EXPECT_EQ(sections, generatedByLibdvbpsi(eit));
 }
 
 TEST(EitSections, PresentAndFollowingHaveASectionEach) {
@@ -156,8 +217,10 @@ TEST(EitSections, ScheduleRefusesTimesThatAreNone) {
   const Eit eit = makeEit({{0}});
   eit->p_first_event->i_start_time = 0xFFFFFFFFFF;
   EXPECT_TRUE(isRefused(eit));
-  eit->p_first_event->i_start_time = startTime(0) | 0x240000;
-  EXPECT_TRUE(isRefused(eit));
+  for (const std::uint64_t hour : {0x24U, 0x1AU, 0x0FU}) {
+    eit->p_first_event->i_start_time = startTime(0) | hour << 16;
+    EXPECT_TRUE(isRefused(eit)) << std::hex << hour;
+  }
 }
 
 TEST(EitSections, SegmentHoldsEightSectionsAtMost) {
@@ -171,7 +234,7 @@ TEST(EitSections, EventThatFitsNoSectionIsRefused) {
   Event tooLong{0, kFullSection};
   ++tooLong.descriptors.back();
   EXPECT_TRUE(isRefused(makeEit({tooLong})));
-  EXPECT_TRUE(isRefused(makeEit({tooLong}), {}));
+  EXPECT_TRUE(isRefused(makeEit({tooLong}), packed()));
 }
 
 TEST(EitSections, EventCanBeginASectionThoughThereIsRoom) {

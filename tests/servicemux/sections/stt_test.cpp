@@ -2,7 +2,7 @@
 
 #include <random>
 
-#include "servicemux/packetize/packet.h"
+#include "interface/psi/packet.h"
 #include "tests/servicemux/sections/atscTables.h"
 
 namespace {

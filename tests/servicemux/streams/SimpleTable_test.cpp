@@ -240,8 +240,8 @@ TEST_F(SimpleTableTest, BitrateAndIntervalAreComputedIn32Bits) {
 
 TEST_F(SimpleTableTest, TellsWhatIsOnAir) {
   const auto empty = table->onAir();
-  EXPECT_EQ(empty.packets, 0U);
-  EXPECT_EQ(empty.version, -1);
+  EXPECT_EQ(empty.facts.packets, 0U);
+  EXPECT_EQ(empty.facts.version, -1);
   EXPECT_EQ(empty.period, 100U);
 
   Sections sections = makeSections({{200, true}});
@@ -252,8 +252,8 @@ TEST_F(SimpleTableTest, TellsWhatIsOnAir) {
   set(packets);
   table->SetPeriod(80);
   const auto onAir = table->onAir();
-  EXPECT_EQ(onAir.packets, 2U);
-  EXPECT_EQ(onAir.version, 9);
+  EXPECT_EQ(onAir.facts.packets, 2U);
+  EXPECT_EQ(onAir.facts.version, 9);
   EXPECT_EQ(onAir.period, 80U);
   EXPECT_EQ(onAir.repetition.count(), 0U);
 }

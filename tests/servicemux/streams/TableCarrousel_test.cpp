@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <thread>
 
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/streams/SttSource.h"
+#include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Random.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/packets.h"
@@ -154,7 +156,38 @@ TEST_F(CarrouselTest, LoneDynamicSubtableIsSentEvery1504Seconds) {
   const Asked first = ask({});
   EXPECT_EQ(first.tag, 1);
   EXPECT_EQ(first.next, seconds(1504));
+  EXPECT_FALSE(ask(seconds(1504) - nanoseconds(1)).sent);
   EXPECT_EQ(ask(first.next).tag, 2) << "made anew for each sending";
+}
+
+TEST_F(CarrouselTest, DynamicSubtableIsDueOnePeriodLaterWithEverySending) {
+  CountingSource source;
+  SubTable* const sub = carrousel->new_packetized_subtable(1000, &source);
+  ASSERT_NE(sub, nullptr);
+  EXPECT_EQ(dueOf(*sub), nanoseconds(0));
+  EXPECT_TRUE(ask({}).sent);
+  EXPECT_EQ(dueOf(*sub), milliseconds(1000));
+  EXPECT_TRUE(ask(seconds(1504)).sent);
+  EXPECT_EQ(dueOf(*sub), milliseconds(2000));
+}
+
+TEST_F(CarrouselTest, BitrateIsComputedIn32Bits) {
+  SubTable* const sub = add({3000}, 1, 1000);  // 564000 bytes by 8000 is 217032704 above 2^32
+  EXPECT_EQ(carrousel->getBitrate(), 217033U);
+  carrousel->clear_packetized_subtable(sub);
+  add({1}, 1, 4294967295U);  // its sum with 1504000 is 1503999 above 2^32
+  EXPECT_EQ(carrousel->getBitrate(), 0U);
+}
+
+TEST_F(CarrouselTest, AddedSubtableLeavesTheNextSlotWhereItIs) {
+  add({2}, 1, 100);
+  const nanoseconds next = ask({}).next;
+  clocks.advance(milliseconds(5));
+  add({2}, 2, 100);
+  const Asked early = ask(milliseconds(5));
+  EXPECT_FALSE(early.sent);
+  EXPECT_EQ(early.next, next);
+  EXPECT_TRUE(ask(next).sent);
 }
 
 TEST_F(CarrouselTest, DynamicSubtableWithoutASourceLeavesTheSlotAsItIs) {
@@ -191,11 +224,11 @@ TEST_F(CarrouselTest, SubtableIsFirstDueAtARandomMomentOfItsPeriod) {
 
 TEST_F(CarrouselTest, WithNothingOverdueTheFirstSubtableIsSentEveryTime) {
   add({1}, 1, 1000, 999);
-  add({1}, 2, 1000, 998);
-  add({1}, 3, 1000, 997);
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(ask(nanoseconds(0)).sent, i == 0);
-  slot = ask({}).next;
-  EXPECT_THAT(tagsOf(3), ElementsAre(1, 1, 1));
+  add({1}, 2, 1000, 0);
+  add({1}, 3, 1000, 998);
+  slot = milliseconds(1);
+  EXPECT_THAT(tagsOf(2), ElementsAre(1, 2)) << "the second one is overdue at first";
+  EXPECT_THAT(tagsOf(2), ElementsAre(1, 1)) << "and is not kept when nothing is";
 }
 
 TEST_F(CarrouselTest, SubtableDueExactlyNowIsNotOverdue) {
@@ -257,7 +290,11 @@ TEST_F(CarrouselTest, ClearingTheCurrentSubtableCostsOneEmptySlot) {
   add({1}, 2, 1000);
   slot = ask({}).next;
   EXPECT_EQ(carrousel->clear_packetized_subtable(first), 0);
-  EXPECT_THAT(tagsOf(2), ElementsAre(-1, 2));
+  const nanoseconds empty = slot;
+  EXPECT_THAT(tagsOf(1), ElementsAre(-1));
+  EXPECT_EQ(slot, empty + nanoseconds(1504000000000 / 1505)) << "used up like any other";
+  EXPECT_FALSE(ask(slot - nanoseconds(1)).sent);
+  EXPECT_THAT(tagsOf(1), ElementsAre(2));
 }
 
 TEST_F(CarrouselTest, ClearingTheLastSubtableUnlinks) {
@@ -296,7 +333,7 @@ TEST_F(CarrouselTest, TellsWhatIsOnAir) {
   tagsOf(6);
   const vantor::StreamedTable sent = carrousel->onAir(*sub);
   EXPECT_EQ(sent.period, 300U);
-  EXPECT_EQ(sent.packets, 3U);
+  EXPECT_EQ(sent.facts.packets, 3U);
   EXPECT_EQ(sent.repetition.count(), 2U);
   EXPECT_NEAR(sent.repetition.meanPeriod(), 300, 1);
 }
@@ -344,6 +381,7 @@ class WalkedCarrousel {
   }
 
   std::vector<Entry> entries;
+  int returnsToTheFirst = 0;  ///< choices of the first one, since nothing was overdue, behind another one
 
  private:
   static constexpr int kNone = -1;
@@ -359,6 +397,7 @@ class WalkedCarrousel {
         choice = at;
       }
     }
+    if (best == nanoseconds(0) && current > 0) ++returnsToTheFirst;
     current = static_cast<int>(choice);
   }
 
@@ -375,6 +414,7 @@ TEST_F(CarrouselTest, ChoosesAsAWalkOverAllSubtablesWould) {
   time_point now = start;
   int sent = 0;
   for (int step = 0; step < 150000; ++step) {
+    clocks.advance(now - clocks.steady());
     const int event = walked.entries.empty() ? 0 : number(0, 999);
     if (event < 5 && walked.entries.size() < 40) {
       std::vector<int> sections(static_cast<std::size_t>(number(1, 3)));
@@ -408,4 +448,77 @@ TEST_F(CarrouselTest, ChoosesAsAWalkOverAllSubtablesWould) {
     now = std::max(now, start + slot) + milliseconds(number(0, 9) == 0 ? number(0, 60) : 0);
   }
   EXPECT_GT(sent, 100000);
+  EXPECT_GT(walked.returnsToTheFirst, 100);
+}
+
+// --- Threads ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Does something on another thread each time that the thread which made it is about to lock `mutex`: the first
+/// action at the first lock and so on.
+class AtLocks {
+ public:
+  using Action = std::function<void()>;
+
+  AtLocks(const void* mutex, std::vector<Action> actions)
+      : actions(std::move(actions)), hook([this, mutex](const void* locked) {
+          if (locked != mutex || next == this->actions.size()) return;
+          const Action& action = this->actions[next++];
+          std::thread(action).join();
+        }) {}
+  ~AtLocks() { EXPECT_EQ(next, actions.size()); }
+
+ private:
+  const std::vector<Action> actions;
+  std::size_t next = 0;
+  const LockHook hook;
+};
+
+class SharedCarrousel : public CarrouselTest {
+ protected:
+  void SetUp() override {
+    const LockHook hook([this](const void* mutex) { listMutex = mutex; });
+    carrousel->unlinkFromMuxer();
+  }
+
+  const void* listMutex = nullptr;
+};
+
+}  // namespace
+
+TEST_F(SharedCarrousel, StaysLinkedWhenASubtableIsAddedWhileTheLastOneIsCleared) {
+  SubTable* const sub = add({1}, 1, 100);
+  {
+    const AtLocks leaving(listMutex, {[this] { add({1}, 2, 100); }});
+    EXPECT_EQ(carrousel->clear_packetized_subtable(sub), 0);
+  }
+  EXPECT_EQ(carrousel->GetNumberSubTables(), 1U);
+  EXPECT_TRUE(carrousel->is_linked());
+}
+
+TEST_F(SharedCarrousel, IsNotLinkedWhenTheAddedSubtableIsClearedAtOnce) {
+  SubTable* const sub = add({1}, 1, 100);
+  SubTable* added = nullptr;
+  {
+    const AtLocks leaving(listMutex, {[&] { added = add({1}, 2, 100); },
+                                      [&] { EXPECT_EQ(carrousel->clear_packetized_subtable(added), 0); }});
+    EXPECT_EQ(carrousel->clear_packetized_subtable(sub), 0);
+  }
+  EXPECT_EQ(carrousel->GetNumberSubTables(), 0U);
+  EXPECT_FALSE(carrousel->is_linked());
+}
+
+TEST_F(SharedCarrousel, LinksAndUnlinksWithoutItsOwnMutex) {
+  int held = 0;
+  const LockHook hook(
+      [&](const void* mutex) {
+        if (mutex == listMutex) {
+          EXPECT_EQ(held, 0);
+        }
+        ++held;
+      },
+      [](const void*) {}, [&](const void*) { --held; });
+  SubTable* const sub = add({1}, 1, 100);
+  EXPECT_EQ(carrousel->clear_packetized_subtable(sub), 0);
 }

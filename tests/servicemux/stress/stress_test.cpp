@@ -136,7 +136,7 @@ class Traffic {
         table->SetPeriod(random(20));
         break;
       case 3:
-        EXPECT_LE(table->onAir().packets, 5U);
+        EXPECT_LE(table->onAir().facts.packets, 5U);
         break;
       default:
         setPackets(*table, pid);
@@ -320,17 +320,18 @@ void sendMessages(serviceMux& mux, int i) {
 }  // namespace
 
 TEST(Stress, MessagesComeWhileTheConfigurationChanges) {
+  constexpr int kRounds = 100000;  // of either side; the one that is through goes on until the other is
   Sender sender;
   serviceMux mux("mux", makeAddress(), "");
   mux.newNULLPkts(1);
-  std::atomic<bool> done{false};
+  std::atomic<int> messages{0};
+  std::atomic<int> configurations{0};
+  const auto isThrough = [&] { return messages >= kRounds && configurations >= kRounds; };
   std::thread messenger([&] {
-    for (int i = 0; !done; ++i) {
-      sendMessages(mux, i);
-      std::this_thread::yield();
-    }
+    for (; !isThrough(); ++messages) sendMessages(mux, messages);
   });
-  for (int i = 0; i < 2000; ++i) {
+  for (; !isThrough(); ++configurations) {
+    const int i = configurations;
     mux.setDRMConfig(makeConfig(i % 4, i % 6 != 0));
     if (i % 5 == 0) mux.clearLiveECMs();
     if (i % 7 == 0) mux.clearLiveEMMs();
@@ -339,7 +340,6 @@ TEST(Stress, MessagesComeWhileTheConfigurationChanges) {
     if (i % 50 == 0) mux.clearAllTables();
     EXPECT_LE(mux.tablesOnAir().size(), 4U);
   }
-  done.store(true);
   messenger.join();
 }
 

@@ -10,6 +10,7 @@
 #include "tests/servicemux/doubles/UtcClock.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/registries/RegistryTest.h"
+#include "tests/servicemux/registries/ownPeriods.h"
 
 namespace {
 
@@ -232,9 +233,11 @@ TEST_F(TimeUpdaterTest, WakeUpBeforeItsTimeDoesNotShortenThePeriod) {
 }
 
 TEST_F(TimeUpdaterTest, RateFillsThePeriodOfTheOutput) {
+  output.periods = ownPeriods();
   output.periods.timeUpdater = 300;
   EXPECT_THAT(packetsWith({}), SizeIs(1));
   EXPECT_EQ(queue->getBitrate(), 5014U);
+  EXPECT_EQ(SimulatedTime::now() - time.start(), milliseconds(300)) << "which is also the time to the next";
 }
 
 TEST_F(TimeUpdaterTest, StopComesBeforeTheFirstUpdate) {
@@ -329,13 +332,13 @@ TEST_F(TimeUpdaterTest, TellsWhatIsOnAir) {
     EXPECT_THAT(take(), SizeIs(3));
     const auto tables = onAirNow();
     ASSERT_THAT(tables, SizeIs(2));
-    EXPECT_EQ(tables[0].table, "TDT");
+    EXPECT_EQ(tables[0].name, "TDT");
     EXPECT_EQ(tables[0].pid, 0x14);
     EXPECT_EQ(tables[0].version, -1);
     EXPECT_EQ(tables[0].period, 1000U);
     EXPECT_EQ(tables[0].packets, 1U);
     EXPECT_EQ(tables[0].repetitions, 1U);
-    EXPECT_EQ(tables[1].table, "TOT");
+    EXPECT_EQ(tables[1].name, "TOT");
     EXPECT_EQ(tables[1].packets, 2U);
   }});
 }

@@ -76,6 +76,14 @@ TEST(DaylightSavings, ChangeInJanuaryIsNotAnnouncedInDecember) {
   EXPECT_EQ(paramsAt(lto, {2026, 12, 20, 12}), 0);
 }
 
+TEST(DaylightSavings, YearOfTheChangeDoesNotCount) {
+  const auto lto = makeOffset(kEast, 0x0100, 0x0200, {2027, 3, 29, 1});
+  EXPECT_EQ(paramsAt(lto, {2026, 3, 10, 12}), 0x1D02) << "a year too early";
+  EXPECT_EQ(paramsAt(lto, {2028, 3, 10, 12}), 0x1D02) << "a year late";
+  const auto early = makeOffset(kEast, 0x0100, 0x0200, {2027, 4, 5, 1});
+  EXPECT_EQ(paramsAt(early, {2026, 3, 20, 12}), 5 << 8 | 2);
+}
+
 TEST(DaylightSavings, ChangeIsAnnouncedUpToItsHour) {
   const auto lto = makeOffset(kEast, 0x0100, 0x0200, {2026, 3, 29, 1, 30});
   EXPECT_EQ(paramsAt(lto, {2026, 3, 29, 0, 59}), 0x1D02);

@@ -222,12 +222,22 @@ TEST(CapturedServices, ATableOfAScheduleWithoutTheOthersKeepsItsPlace) {
 }
 
 TEST(CapturedServices, EventsOutsideTheirSegmentsArePacked) {
-  const Sections sections{scheduleSection(0, 1, 0, {{1, at(1)}, {2, at(5)}}),
-                          scheduleSection(1, 1, 0, {{3, at(3)}})};
+  const Sections sections{scheduleSection(0, 1, 1, {{1, at(1)}, {2, at(5)}}),
+                          scheduleSection(1, 1, 1, {{3, at(3)}})};
   const TableSet set = readTableSet(writeTableSet(tablesIn(sections)));
   ASSERT_EQ(set.eitSchedule.size(), 1U);
   EXPECT_EQ(set.eitSchedule[0].sectioning, EITSectioning::PACKED);
   EXPECT_EQ(sectionsOf(set.eitSchedule[0]), sections);
+}
+
+TEST(CapturedServices, TheSegmentOfPackedSectionsEndsWithTheLastOfThem) {
+  const auto sectionsWith = [](unsigned segmentLast) {
+    return Sections{scheduleSection(0, 1, segmentLast, {{1, 0xFFFFFFFFFF}}),
+                    scheduleSection(1, 1, segmentLast, {{2, 0xFFFFFFFFFF}})};
+  };
+  const TableSet set = readTableSet(writeTableSet(tablesIn(sectionsWith(0))));
+  ASSERT_EQ(set.eitSchedule.size(), 1U);
+  EXPECT_EQ(sectionsOf(set.eitSchedule[0]), sectionsWith(1));
 }
 
 TEST(CapturedServices, AnEventAtNoTimeIsPacked) {

@@ -14,7 +14,7 @@
 #include "programs/tables/sets/tableSetJson.h"
 #include "tests/programs/streams.h"
 
-/// Broadcast captures that lie beside the project: what is imported from them is sent as it was.
+/// Captures, our own and broadcast ones that lie beside the project: what is imported from them is sent as it was.
 
 namespace vantor::tables {
 namespace {
@@ -32,8 +32,6 @@ std::string contentsOf(const fs::path& path) {
   bytes << file.rdbuf();
   return bytes.str();
 }
-
-std::string captured(const char* name) { return contentsOf(captureDirectory() / name); }
 
 /// What tells one subtable from another: table_id, extension, and of SDT and EIT the identifiers in the payload.
 using Subtable = std::tuple<unsigned, unsigned, std::string>;
@@ -145,32 +143,55 @@ std::string nameOf(const Subtable& subtable) {
   return tableName(static_cast<std::uint8_t>(std::get<0>(subtable))) + " " + std::to_string(std::get<1>(subtable));
 }
 
+/// Of a file of sections, whose PAT does not name it.
+constexpr unsigned kProgramWithoutPid = 11690;
+
+/// Takes the capture through a JSON text and compares the sections that the library makes of that with those of the
+/// capture.
+void expectUnchanged(const fs::path& capture, std::size_t expectedSubtables) {
+  Subtables before = lastVersions(contentsOf(capture), capture.extension() == ".ts");
+  before.erase({0x02, kProgramWithoutPid, ""});
+  const TableSet set = readTableSet(writeTableSet(readInputFile(capture).tables));
+  const Subtables after = generated(set);
+  EXPECT_EQ(before.size(), expectedSubtables);
+  EXPECT_EQ(after.size(), before.size());
+  for (const auto& [subtable, sections] : before) {
+    const auto found = after.find(subtable);
+    ASSERT_NE(found, after.end()) << nameOf(subtable);
+    ASSERT_EQ(found->second.size(), sections.size()) << nameOf(subtable);
+    for (auto [was, is] = std::pair(sections.begin(), found->second.begin()); was != sections.end(); ++was, ++is)
+      EXPECT_EQ(normalised(is->second), normalised(was->second)) << nameOf(subtable) << "/" << int(was->first);
+  }
+}
+
+TEST(OwnCaptures, AMultiplexWithItsGuideComesBackSectionBySection) {
+  expectUnchanged(SERVICEMUX_OWN_CAPTURES "/dvb-t.ts", 33);
+}
+
+TEST(OwnCaptures, AScrambledServiceComesBackSectionBySection) {
+  expectUnchanged(SERVICEMUX_OWN_CAPTURES "/scrambled.ts", 5);
+}
+
+TEST(OwnCaptures, AtscTablesComeBackSectionBySection) { expectUnchanged(SERVICEMUX_OWN_CAPTURES "/atsc.ts", 6); }
+
+TEST(OwnCaptures, TheirEcmsAreCountedAndNothingElseIsInThem) {
+  const auto scrambled = readInputFile(SERVICEMUX_OWN_CAPTURES "/scrambled.ts");
+  const std::set<int> evenEcms = {0x0101, 0x0103};
+  const std::set<int> oddEcms = {0x0102, 0x0104};
+  EXPECT_EQ(scrambled.capture->sections.at(0x80).pids, evenEcms);
+  EXPECT_EQ(scrambled.capture->sections.at(0x81).pids, oddEcms);
+  EXPECT_EQ(scrambled.capture->otherPackets, 0U);
+}
+
 class RealCaptures : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!fs::is_directory(captureDirectory())) GTEST_SKIP() << captureDirectory() << " is not there";
   }
 
-  /// Takes the capture through a JSON text and compares the sections that the library makes of that with those of
-  /// the capture.
   static void expectUnchanged(const char* capture, std::size_t expectedSubtables) {
-    Subtables before = lastVersions(captured(capture), fs::path(capture).extension() == ".ts");
-    before.erase({0x02, kProgramWithoutPid, ""});
-    const TableSet set = readTableSet(writeTableSet(readInputFile(captureDirectory() / capture).tables));
-    const Subtables after = generated(set);
-    EXPECT_EQ(before.size(), expectedSubtables);
-    EXPECT_EQ(after.size(), before.size());
-    for (const auto& [subtable, sections] : before) {
-      const auto found = after.find(subtable);
-      ASSERT_NE(found, after.end()) << nameOf(subtable);
-      ASSERT_EQ(found->second.size(), sections.size()) << nameOf(subtable);
-      for (auto [was, is] = std::pair(sections.begin(), found->second.begin()); was != sections.end(); ++was, ++is)
-        EXPECT_EQ(normalised(is->second), normalised(was->second)) << nameOf(subtable) << "/" << int(was->first);
-    }
+    tables::expectUnchanged(captureDirectory() / capture, expectedSubtables);
   }
-
-  /// Of a file of sections, whose PAT does not name it.
-  static constexpr unsigned kProgramWithoutPid = 11690;
 };
 
 TEST_F(RealCaptures, AMultiplexWithItsGuideComesBackSectionBySection) { expectUnchanged("dvb-t-si.ts", 47); }

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <sys/socket.h>
+
+#include "servicemux/muxer/DatagramSink.h"
+
+namespace vantor {
+
+/// Sends to one IPv4 destination through a socket that somebody else has opened and will close.
+class SocketSink final : public DatagramSink {
+ public:
+  /// A `socket` of -1 makes every send fail. `destination` is kept by pointer.
+  SocketSink(int socket, const sockaddr* destination) : socket(socket), destination(destination) {}
+
+  [[nodiscard]] ssize_t send(const void* datagram, std::size_t size) override;
+
+ private:
+  const int socket;
+  const sockaddr* const destination;
+};
+
+}  // namespace vantor
