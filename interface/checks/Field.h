@@ -23,7 +23,6 @@ constexpr std::int64_t kMax16Bits = 0xFFFF;
 constexpr std::int64_t kMax24Bits = 0xFFFFFF;
 constexpr std::int64_t kMax32Bits = 0xFFFFFFFF;
 constexpr std::int64_t kMax40Bits = 0xFFFFFFFFFF;
-constexpr std::int64_t kMaxPid = 0x1FFF;
 
 /// Names a field of a record. It only points at its parent and its name, which must outlive it.
 class Field {
@@ -32,10 +31,11 @@ class Field {
   explicit Field(std::optional<Refusal>& refusal) : refusal(&refusal) {}
 
   Field operator[](const char* member) const { return {this, member, std::nullopt}; }
-  /// An element of a list, or what a map has under a number.
-  Field element(const char* list, std::int64_t i) const { return {this, list, i}; }
+  Field element(const char* list, std::size_t i) const { return {this, list, static_cast<std::int64_t>(i)}; }
   /// An element of the list that this field is.
-  Field element(std::int64_t i) const { return {this, nullptr, i}; }
+  Field element(std::size_t i) const { return {this, nullptr, static_cast<std::int64_t>(i)}; }
+  /// What a map has under a number.
+  Field entry(const char* map, std::int64_t key) const { return {this, map, key}; }
 
   /// Refuses the field's value. Returns false, so that a check can end with it.
   bool refuse(std::string value, std::string reason) const;

@@ -3,6 +3,9 @@
 #include <string_view>
 
 #include "interface/checks/Field.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
+#include "interface/psi/section.h"
 
 namespace vantor::thrift {
 
@@ -13,7 +16,6 @@ constexpr std::int32_t kPackets = 1;
 constexpr std::int32_t kFixedPids = 0;
 constexpr std::int32_t kSimulcrypt = 3;
 constexpr std::size_t kPacketSize = 188;
-constexpr std::size_t kSectionHeaderSize = 3;  // table_id, flags and section_length
 
 /// Of the section that the bytes begin with, header included.
 std::size_t sectionSize(std::string_view bytes) {
@@ -44,9 +46,9 @@ bool isMessage(const Field& field, const Message& message) {
 
 bool arePids(const Field& field, const char* name, const std::map<std::int32_t, std::vector<std::int32_t>>& lists) {
   for (const auto& [usid, pids] : lists) {
-    const Field list = field.element(name, usid);
+    const Field list = field.entry(name, usid);
     for (std::size_t i = 0; i < pids.size(); ++i)
-      if (!inRange(list.element(static_cast<std::int64_t>(i)), pids[i], kMaxPid)) return false;
+      if (!inRange(list.element(i), pids[i], kMaxPid)) return false;
   }
   return true;
 }

@@ -23,7 +23,7 @@ bool isPlainForShell(const std::string& path) {
 std::string foreignFileIn(const std::string& path, std::error_code& failed) {
   using Entries = std::filesystem::directory_iterator;
   for (Entries entry(path, failed); !failed && entry != Entries(); entry.increment(failed)) {
-    const std::string name = entry->path().filename();
+    std::string name = entry->path().filename();
     const bool isDump = name.rfind("table_", 0) == 0 || name.rfind("current_", 0) == 0;
     if (entry->path().extension() == ".bin" && !isDump) return name;
   }
@@ -32,8 +32,7 @@ std::string foreignFileIn(const std::string& path, std::error_code& failed) {
 
 bool isSafe(const Field& field, const std::string& path) {
   const auto refuse = [&](const std::string& reason) { return field.refuse('\'' + path + '\'', reason); };
-  if (!isPlainForShell(path))
-    return refuse("is no name for it: only letters, digits and /._- are, and no - at the beginning");
+  if (!isPlainForShell(path)) return refuse("may only hold letters, digits and /._- and not begin with -");
   std::error_code failed;
   if (!std::filesystem::is_directory(path, failed)) return refuse("is not an existing directory");
   if (faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0)

@@ -26,7 +26,7 @@ bool canBeEntries(const Field& field, const std::vector<LocalTimeOffset>& record
     return field.refuse(std::to_string(records.size()),
                         "are more than the " + std::to_string(kMaxLocalTimeOffsets) + " that a TOT has room for");
   for (std::size_t i = 0; i < records.size(); ++i)
-    if (!canBeEntry(field.element(static_cast<std::int64_t>(i)), records[i])) return false;
+    if (!canBeEntry(field.element(i), records[i])) return false;
   return true;
 }
 

@@ -1,10 +1,13 @@
 #include "interface/checks/programMapPid.h"
 
 #include "interface/checks/Field.h"
+#include "interface/psi/pids.h"
 
 namespace vantor {
 
 namespace {
+
+constexpr std::int32_t kLastProgramPid = kNullPid - 1;
 
 bool canBeSent(const Field& arguments, const std::int32_t& pid) {
   const Field field = arguments["pid"];

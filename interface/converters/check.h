@@ -7,8 +7,9 @@
 
 #include "interface/checks/Field.h"
 #include "interface/dvbpsi.h"
-#include "interface/records.h"
+#include "interface/psi/pids.h"
 #include "interface/psi/sectioning.h"
+#include "interface/records.h"
 
 /// What the converters share: checks that a record's values can be carried on the wire, and what becomes of one
 /// that fails. Safe to call from any thread.

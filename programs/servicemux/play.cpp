@@ -105,11 +105,7 @@ class Show {
 };
 
 thrift::general::OutputAddress addressOf(const PlayOptions& options) {
-  Destination destination;
-  parseDestination(options.to, destination);
-  thrift::general::OutputAddress address;
-  address.ip = destination.ip;
-  address.port = destination.port;
+  thrift::general::OutputAddress address = parseDestination(options.to).value();
   address.vlan = options.vlan;
   return address;
 }

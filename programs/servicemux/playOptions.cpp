@@ -1,11 +1,10 @@
 #include "programs/servicemux/playOptions.h"
 
-#include <arpa/inet.h>
-
-#include <algorithm>
 #include <charconv>
-#include <filesystem>
 #include <string_view>
+
+#include "interface/checks/dumpDirectory.h"
+#include "interface/checks/outputAddress.h"
 
 namespace vantor::cli {
 
@@ -21,10 +20,12 @@ bool parseNumber(std::string_view text, Number& value) {
 }
 
 /// A check in CLI11's sense: returns what is wrong, or nothing.
+std::string problemOf(const std::optional<Refusal>& refusal) { return refusal ? textOf(*refusal) : ""; }
+
 std::string checkDestination(const std::string& text) {
-  Destination ignored;
-  return parseDestination(text, ignored) ? ""
-                                         : "'" + text + "' is not an IPv4 address and a port like 239.1.1.1:5004";
+  const auto address = parseDestination(text);
+  if (!address) return "'" + text + "' is not an IPv4 address and a port like 239.1.1.1:5004";
+  return problemOf(check(*address));
 }
 
 std::string checkDuration(const std::string& text) {
@@ -32,28 +33,6 @@ std::string checkDuration(const std::string& text) {
   const bool isNumber = parseNumber(text, value);
   return isNumber && value > 0 && value <= kLongestDuration ? ""
                                                             : "'" + text + "' is not a number of seconds above 0";
-}
-
-template <typename Predicate>
-bool allOf(std::string_view text, Predicate predicate) {
-  return std::all_of(text.begin(), text.end(), predicate);
-}
-
-/// The library hands the name to a shell, and removes every *.bin in the directory when it ends.
-std::string checkDumpDirectory(const std::string& path) {
-  constexpr std::string_view kAllowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-";
-  const auto isAllowed = [&](char c) { return kAllowed.find(c) != std::string_view::npos; };
-  if (path.empty() || path.front() == '-' || !allOf(path, isAllowed))
-    return "the name '" + path + "' may only hold letters, digits and /._- and not begin with -";
-  std::error_code failed;
-  if (!std::filesystem::is_directory(path, failed)) return "'" + path + "' is not an existing directory";
-  for (const auto& entry : std::filesystem::directory_iterator(path, failed)) {
-    const std::string name = entry.path().filename();
-    const bool isDump = name.rfind("table_", 0) == 0 || name.rfind("current_", 0) == 0;
-    if (entry.path().extension() == ".bin" && !isDump)
-      return "'" + path + "' holds " + name + ", and every *.bin there is removed at the end";
-  }
-  return failed ? "'" + path + "': " + failed.message() : "";
 }
 
 template <typename Number>
@@ -70,14 +49,14 @@ CLI::Option* addNumber(CLI::App& app, const std::string& name, Number& value, Nu
 
 }  // namespace
 
-bool parseDestination(const std::string& text, Destination& destination) {
+std::optional<thrift::general::OutputAddress> parseDestination(const std::string& text) {
   const std::size_t colon = text.find(':');
-  if (colon == std::string::npos) return false;
-  destination.ip = text.substr(0, colon);
-  in_addr ignored{};
-  if (inet_pton(AF_INET, destination.ip.c_str(), &ignored) != 1) return false;
-  return parseNumber(std::string_view(text).substr(colon + 1), destination.port) && destination.port >= 1 &&
-         destination.port <= 65535;
+  if (colon == std::string::npos) return std::nullopt;
+  thrift::general::OutputAddress address;
+  address.ip = text.substr(0, colon);
+  address.vlan = PlayOptions().vlan;
+  if (!parseNumber(std::string_view(text).substr(colon + 1), address.port)) return std::nullopt;
+  return address;
 }
 
 void declarePlayOptions(CLI::App& app, PlayOptions& options) {
@@ -100,7 +79,7 @@ void declarePlayOptions(CLI::App& app, PlayOptions& options) {
       ->check(checkDuration);
   app.add_option("--dump", options.dump, "Keep files of the tables' sections there while on air")
       ->type_name("DIR")
-      ->check(checkDumpDirectory);
+      ->check([](const std::string& path) { return problemOf(vantor::checkDumpDirectory(path)); });
   app.add_option("--name", options.name, "Name of the output in log messages")->type_name("NAME");
   app.add_flag("-v,--verbose", options.verbose, "Log what happens to the tables; twice: every call");
   app.add_flag("-q,--quiet", options.quiet, "No live view and no summary");

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "interface/records.h"
 
 namespace vantor::cli {
 
@@ -22,12 +25,8 @@ struct PlayOptions {
 /// Declares the options of `play`; they refer to `options`.
 void declarePlayOptions(CLI::App& app, PlayOptions& options);
 
-struct Destination {
-  std::string ip;
-  int port = 0;
-};
-
-/// Reads "IP:PORT". Returns false unless it is a dotted IPv4 address and a port from 1 to 65535.
-bool parseDestination(const std::string& text, Destination& destination);
+/// Reads "IP:PORT"; none when the text has not this form. The address is still to be checked, and has the VLAN that
+/// is taken when none is given.
+std::optional<thrift::general::OutputAddress> parseDestination(const std::string& text);
 
 }  // namespace vantor::cli

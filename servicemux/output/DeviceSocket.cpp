@@ -10,6 +10,7 @@
 #include <cstring>
 #include <utility>
 
+#include "interface/checks/outputAddress.h"
 #include "interface/host.h"
 #include "servicemux/muxer/SocketSink.h"
 
@@ -18,11 +19,6 @@ namespace vantor {
 namespace {
 
 constexpr unsigned char kTtl = 1;  // the output stays on the local network
-constexpr unsigned int kMulticastNibble = 14;
-
-/// Looks at the last octet and not at the first: 10.0.0.230 is multicast here and 239.1.1.1 is not. Kept for
-/// compatibility.
-bool isMulticast(const in_addr& address) { return address.s_addr >> 28 == kMulticastNibble; }
 
 const sockaddr* generic(const sockaddr_in& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
@@ -39,7 +35,7 @@ bool DeviceSocket::open() {
   descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
   const bool opened = descriptor >= 0;
   if (!opened) log_function(HOST_LOG_ERROR, 0, "Unable to open socket.");
-  const bool ready = isMulticast(destination.sin_addr) ? setUpMulticast() : setUpUnicast();
+  const bool ready = thrift::general::isMulticast(destination.sin_addr) ? setUpMulticast() : setUpUnicast();
   return opened && ready;
 }
 

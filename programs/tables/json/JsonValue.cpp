@@ -110,6 +110,18 @@ int hexDigit(char c) {
   return -1;
 }
 
+/// What one step of a JSON pointer leads to; null when there is nothing. No name that is looked for needs escapes.
+const Json* childAt(const Json& json, const std::string& step) {
+  if (json.is_object()) {
+    const auto field = json.find(step);
+    return field == json.end() ? nullptr : &*field;
+  }
+  const bool isIndex = !step.empty() && step.find_first_not_of("0123456789") == std::string::npos;
+  if (!json.is_array() || !isIndex || step.size() > std::to_string(json.size()).size()) return nullptr;
+  const std::size_t index = std::stoul(step);
+  return index < json.size() ? &json[index] : nullptr;
+}
+
 /// The parser takes a NUL for the end of the text and would not look at what follows. No JSON text holds one.
 void refuseNul(std::string_view text) {
   const std::size_t at = text.find('\0');
@@ -138,6 +150,15 @@ Json parseJson(std::string_view text) {
 }
 
 void JsonValue::fail(const std::string& what) const { throw InputError(atPointer(pointer(), what)); }
+
+void JsonValue::failAt(std::string_view pointer, const std::string& what) const {
+  if (pointer.empty()) fail(what);
+  const std::size_t end = std::min(pointer.find('/', 1), pointer.size());
+  const std::string step(pointer.substr(1, end - 1));
+  const Json* const child = childAt(json, step);
+  if (child == nullptr) fail(what);
+  JsonValue(*child, *this, step).failAt(pointer.substr(end), what);
+}
 
 std::string JsonValue::shown() const { return describe(json); }
 

@@ -26,6 +26,8 @@ class JsonValue {
 
   /// Throws "POINTER: what".
   [[noreturn]] void fail(const std::string& what) const;
+  /// The same for what a JSON pointer leads to from here, or where it ends when the document goes less far.
+  [[noreturn]] void failAt(std::string_view pointer, const std::string& what) const;
   /// The value as a message shows it: JSON in one printable line.
   std::string shown() const;
 

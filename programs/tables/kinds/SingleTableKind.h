@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "programs/tables/kinds/TableKind.h"
+#include "programs/tables/kinds/refusals.h"
 
 namespace vantor::tables {
 
@@ -19,7 +20,7 @@ class SingleTableKind : public TableKind {
   }
   void read(const JsonValue& value, UtcTime /*now*/, TableSet& set) const override {
     Record record = readRecord(value);
-    if (!converts(record)) failUnsendable(value);
+    throwIfRefused(value, whyUnsendable(record));
     set.*Member = std::move(record);
   }
   OrderedJson write(const TableSet& set) const override { return writeRecord(*(set.*Member)); }
@@ -30,11 +31,13 @@ class SingleTableKind : public TableKind {
     return {section.tableId(), section.extension(), 0};
   }
   bool isSingle() const override { return true; }
-  bool decode(const SubtableKey& /*key*/, const std::vector<Section>& sections, TableSet& set) const override {
+  std::optional<Refusal> decode(const SubtableKey& /*key*/, const std::vector<Section>& sections,
+                                TableSet& set) const override {
     auto record = decodeRecord(sections);
-    if (!record || !converts(*record)) return false;
+    if (!record) return Refusal{"", "", "its sections are laid out otherwise"};
+    if (auto refusal = whyUnsendable(*record)) return refusal;
     set.*Member = std::move(record);
-    return true;
+    return std::nullopt;
   }
   std::string nameOf(const SubtableKey& /*key*/) const override { return ""; }
 
@@ -54,7 +57,7 @@ class SingleTableKind : public TableKind {
   virtual Record readRecord(const JsonValue& value) const = 0;
   virtual OrderedJson writeRecord(const Record& record) const = 0;
   virtual std::optional<Record> decodeRecord(const std::vector<Section>& sections) const = 0;
-  virtual bool converts(const Record& record) const = 0;
+  virtual std::optional<Refusal> whyUnsendable(const Record& record) const { return check(record); }
   virtual bool send(const Record& record, serviceMux& mux) const = 0;
 };
 

@@ -12,8 +12,6 @@ bool TableKind::isWhole(const NumberedSections& sections) const {
   return !sections.empty() && sections.size() == sections.begin()->second.lastNumber() + 1U;
 }
 
-void failUnsendable(const JsonValue& value) { value.fail("the table cannot be sent"); }
-
 std::int32_t versionOnAir(std::int32_t version) { return version > kMaxVersion ? 0 : version; }
 
 void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "interface/checks/Refusal.h"
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/json/writeJson.h"
 #include "programs/tables/kinds/TableSet.h"
@@ -18,8 +20,8 @@ class serviceMux;
 namespace vantor::tables {
 
 /// One kind of table and all its ways: in and out of JSON, out of a capture, on air. Kinds have no state; a further
-/// kind is a pair of files of its own and a line in allTableKinds(). What read() and decode() put into a set, the
-/// library's converter takes; it logs what it refuses.
+/// kind is a pair of files of its own and a line in allTableKinds(). What read() and decode() put into a set has
+/// passed the check of its record.
 class TableKind {
  public:
   TableKind() = default;
@@ -63,9 +65,10 @@ class TableKind {
   virtual bool sectionsStandAlone() const { return false; }
   /// True when these sections of one version are all of it.
   virtual bool isWhole(const NumberedSections& sections) const;
-  /// Puts the table that the sections of one version make into the set. Returns false when they make none that can
-  /// be sent.
-  virtual bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const = 0;
+  /// Puts the table that the sections of one version make into the set. Returns why they make none that can be
+  /// sent, if so.
+  [[nodiscard]] virtual std::optional<Refusal> decode(const SubtableKey& key, const std::vector<Section>& sections,
+                                                      TableSet& set) const = 0;
   /// What a table set does not keep of a section without versions, for people; empty for nothing.
   virtual std::string lossOf(const Section& /*section*/) const { return ""; }
   /// What tells the subtable from others of its table_id, for people; empty for a single table.
@@ -78,9 +81,6 @@ class TableKind {
   /// Whether the table that was put on air then is another one now. The set has the table.
   virtual bool isOutdated(const TableSet& /*set*/, UtcTime /*then*/, UtcTime /*now*/) const { return false; }
 };
-
-/// Why a record that was read cannot be sent stands in the converter's log line.
-[[noreturn]] void failUnsendable(const JsonValue& value);
 
 /// What goes on air as the version: a value above 31 as 0.
 std::int32_t versionOnAir(std::int32_t version);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "programs/tables/kinds/TableKind.h"
+#include "programs/tables/kinds/refusals.h"
 
 namespace vantor::tables {
 
@@ -21,14 +22,17 @@ class TableListKind : public TableKind {
   }
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
     std::map<Identity, std::size_t> seen;
-    for (std::size_t i = 0; i < value.size(); ++i)
-      for (Item& item : readItems(value.at(i), now)) {
+    for (std::size_t i = 0; i < value.size(); ++i) {
+      std::vector<Item> items = readItems(value.at(i), now);
+      for (std::size_t n = 0; n < items.size(); ++n)
+        throwIfRefused(value.at(i), inElement(whyUnsendable(items[n]), items, n));
+      for (Item& item : items) {
         const auto [first, isNew] = seen.try_emplace(identityOf(item), i);
         if (!isNew)
           value.at(i).fail("the same table as in /" + std::string(key()) + "/" + std::to_string(first->second));
-        if (!converts(item)) failUnsendable(value.at(i));
         put(std::move(item), set);
       }
+    }
   }
   OrderedJson write(const TableSet& set) const override {
     OrderedJson json = OrderedJson::array();
@@ -37,11 +41,12 @@ class TableListKind : public TableKind {
   }
 
   bool isSingle() const override { return false; }
-  bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const override {
+  std::optional<Refusal> decode(const SubtableKey& key, const std::vector<Section>& sections,
+                                TableSet& set) const override {
     Item item = decodeItem(key, sections);
-    if (!converts(item)) return false;
+    if (auto refusal = whyUnsendable(item)) return refusal;
     put(std::move(item), set);
-    return true;
+    return std::nullopt;
   }
 
   std::vector<std::string> warnings(const TableSet& set) const override {
@@ -61,7 +66,12 @@ class TableListKind : public TableKind {
   virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;
   virtual OrderedJson writeItem(const Item& item) const = 0;
   virtual Item decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const = 0;
-  virtual bool converts(const Item& item) const = 0;
+  virtual std::optional<Refusal> whyUnsendable(const Item& item) const { return check(item); }
+  /// The refusal of one of the items that an element was read to, with its path as the element has it.
+  virtual std::optional<Refusal> inElement(std::optional<Refusal> refusal, const std::vector<Item>& /*items*/,
+                                           std::size_t /*refused*/) const {
+    return refusal;
+  }
 
   /// In its place among the others, over the one with the same identity.
   void put(Item item, TableSet& set) const {

@@ -52,7 +52,6 @@ class CatKind : public SingleTableKind<CAT, &TableSet::cat> {
     return cat;
   }
 
-  bool converts(const CAT& cat) const override { return CatTable(t2dCAT(cat)) != nullptr; }
   bool send(const CAT& cat, serviceMux& mux) const override { return mux.newCAT(cat) >= 0; }
 };
 

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "interface/checks/conditionalAccess.h"
 #include "programs/tables/kinds/fields.h"
 #include "programs/tables/kinds/programPids.h"
+#include "programs/tables/kinds/refusals.h"
 #include "servicemux/front/serviceMux.h"
 #include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
@@ -17,25 +19,13 @@ using thrift::general::simulCryptData;
 
 constexpr std::uint8_t kEvenEcm = 0x80;
 constexpr std::uint8_t kOddEcm = 0x81;
-constexpr int kFixedPids = 0;
 constexpr int kSimulcrypt = 3;
 constexpr std::int32_t kSections = 0;
 constexpr std::int32_t kPackets = 1;
 constexpr std::size_t kMaxMessageSize = 1U << 20;
-constexpr std::int64_t kMaxPeriod = 32767;  // ms
 constexpr std::int32_t kImportedUsid = 1;
 
 using PidLists = std::map<std::int32_t, std::vector<std::int32_t>>;
-
-/// True when the bytes are whole sections back to back.
-bool holdsSections(std::string_view bytes) {
-  while (bytes.size() >= kSectionHeaderSize) {
-    const std::size_t size = kSectionHeaderSize + sectionLength(bytes);
-    if (size > bytes.size()) return false;
-    bytes.remove_prefix(size);
-  }
-  return bytes.empty();
-}
 
 /// Reads "sections" or "packets", of which one must be there, into the fields of a message.
 template <typename Message>
@@ -47,31 +37,45 @@ void readData(const JsonValue& value, Message& message) {
   message.format = sections ? kSections : kPackets;
   message.data = data.hexBytes(kMaxMessageSize);
   if (message.data.empty()) data.fail("there are no bytes");
-  if (sections && !holdsSections(message.data)) data.fail("the bytes are no whole sections");
-  if (packets && message.data.size() % kPacketSize != 0)
-    data.fail(std::to_string(message.data.size()) + " bytes are no whole packets of 188");
+}
+
+/// Format and data are one field of JSON, named after the format.
+template <typename Message>
+const char* dataField(const Message& message) {
+  return message.format == kSections ? "sections" : "packets";
+}
+
+template <typename Message>
+void checkMessage(const JsonValue& value, const Message& message) {
+  auto refusal = check(message);
+  if (refusal && refusal->path == "/data") refusal->path = std::string("/") + dataField(message);
+  throwIfRefused(value, refusal);
 }
 
 template <typename Message>
 void writeData(const Message& message, OrderedJson& json) {
-  json[message.format == kSections ? "sections" : "packets"] = hexDigits(message.data);
+  json[dataField(message)] = hexDigits(message.data);
 }
 
 simulCryptData readFixed(const JsonValue& value) {
   value.allowOnly({"sections", "packets"});
   simulCryptData message;
   readData(value, message);
+  checkMessage(value, message);
   return message;
 }
 
-/// The PID of a message, which the configuration must have.
-std::int32_t readListedPid(const JsonValue& value, const PidLists& lists) {
-  const std::int32_t pid = readPid(value, "pid");
+/// As it stands there, for the check of the record.
+std::int32_t readInt32(const JsonValue& value) {
+  return static_cast<std::int32_t>(value.integer(INT32_MIN, INT32_MAX));
+}
+
+/// The configuration must have the PID of each message.
+void refuseUnlisted(const JsonValue& value, std::int32_t pid, const PidLists& lists) {
   const bool isListed = std::any_of(lists.begin(), lists.end(), [pid](const auto& list) {
     return std::count(list.second.begin(), list.second.end(), pid) != 0;
   });
   if (!isListed) value.required("pid").fail(std::to_string(pid) + " is in none of the PID lists");
-  return pid;
 }
 
 PidLists readPidLists(const JsonValue& owner, const char* field) {
@@ -84,10 +88,29 @@ PidLists readPidLists(const JsonValue& owner, const char* field) {
     const auto [entry, isNew] = lists.try_emplace(static_cast<std::int32_t>(usid.integer(0, INT32_MAX)));
     if (!isNew) usid.fail(std::to_string(entry->first) + " stands there twice");
     const JsonValue pids = list.required("pids");
-    for (std::size_t n = 0; n < pids.size(); ++n)
-      entry->second.push_back(static_cast<std::int32_t>(pids.at(n).integer(0, kNullPid)));
+    for (std::size_t n = 0; n < pids.size(); ++n) entry->second.push_back(readInt32(pids.at(n)));
   }
   return lists;
+}
+
+/// Where JSON has what the record has at `path`: a list of usids and their PIDs instead of a map.
+std::string placeInJson(const std::string& path, const JsonValue& value) {
+  for (const char* field : {"ecm_pids", "emm_pids"}) {
+    const auto lists = value.optional(field);
+    for (std::size_t i = 0; lists && i < lists->size(); ++i) {
+      const std::string list = std::string("/") + field + '/';
+      const std::string ofUsid = list + std::to_string(readInt32(lists->at(i).required("usid"))) + '/';
+      if (path.compare(0, ofUsid.size(), ofUsid) == 0)
+        return list + std::to_string(i) + "/pids/" + path.substr(ofUsid.size());
+    }
+  }
+  return path;
+}
+
+void checkConfig(const JsonValue& value, const ScramblerConfig& config) {
+  auto refusal = check(config);
+  if (refusal) refusal->path = placeInJson(refusal->path, value);
+  throwIfRefused(value, refusal);
 }
 
 void writePidLists(const PidLists& lists, const char* field, OrderedJson& owner) {
@@ -115,37 +138,41 @@ void readSimulcrypt(const JsonValue& value, ConditionalAccess& access) {
   ScramblerConfig& config = access.config;
   config.ecm_pids = readPidLists(value, "ecm_pids");
   config.emm_pids = readPidLists(value, "emm_pids");
+  checkConfig(value, config);
   access.liveEcms = readList<thrift::simulcrypt::ECMItem>(value, "ecms", [&](const JsonValue& item) {
     item.allowOnly({"pid", "sections", "packets", "period"});
     thrift::simulcrypt::ECMItem ecm;
-    ecm.pid = readListedPid(item, config.ecm_pids);
+    ecm.pid = readInt32(item.required("pid"));
     readData(item, ecm);
     if (const auto period = item.optional("period")) {
       if (ecm.format == kSections) period->fail("sections have the period of the library, 100 ms");
-      ecm.period = static_cast<std::int16_t>(period->integer(1, kMaxPeriod));
+      ecm.period = static_cast<std::int16_t>(period->integer(INT16_MIN, INT16_MAX));
+      if (ecm.period == 0) period->fail("0 is no period");
     }
+    checkMessage(item, ecm);
+    refuseUnlisted(item, ecm.pid, config.ecm_pids);
     return ecm;
   });
   access.liveEmms = readList<thrift::simulcrypt::EMMItem>(value, "emms", [&](const JsonValue& item) {
     item.allowOnly({"pid", "sections", "packets"});
     thrift::simulcrypt::EMMItem emm;
-    emm.pid = readListedPid(item, config.emm_pids);
+    emm.pid = readInt32(item.required("pid"));
     readData(item, emm);
+    checkMessage(item, emm);
+    refuseUnlisted(item, emm.pid, config.emm_pids);
     return emm;
   });
 }
 
 ConditionalAccess readAccess(const JsonValue& value) {
-  const JsonValue type = value.required("scrambler_type");
   ConditionalAccess access;
   access.config.enabled = true;
-  access.config.scrambler_type = static_cast<std::int32_t>(type.integer(kFixedPids, kSimulcrypt));
-  if (access.config.scrambler_type == kFixedPids)
-    readFixedPids(value, access);
-  else if (access.config.scrambler_type == kSimulcrypt)
+  access.config.scrambler_type = readInt32(value.required("scrambler_type"));
+  checkConfig(value, access.config);
+  if (access.config.scrambler_type == kSimulcrypt)
     readSimulcrypt(value, access);
   else
-    type.fail("is neither 0 (fixed PIDs) nor 3 (Simulcrypt)");
+    readFixedPids(value, access);
   return access;
 }
 
@@ -214,9 +241,10 @@ class ConditionalAccessKind : public TableKind {
   bool isWellFormed(const Section& /*section*/) const override { return true; }
   SubtableKey keyOf(const Section& /*section*/, int pid) const override { return {kEvenEcm, 0, pid}; }
   bool isSingle() const override { return false; }
-  bool decode(const SubtableKey& key, const std::vector<Section>& sections, TableSet& set) const override {
+  std::optional<Refusal> decode(const SubtableKey& key, const std::vector<Section>& sections,
+                                TableSet& set) const override {
     takeEcm(static_cast<std::int32_t>(key.scope), sections.front().bytes(), set.conditionalAccess);
-    return true;
+    return std::nullopt;
   }
   std::string nameOf(const SubtableKey& key) const override { return "PID " + std::to_string(key.scope); }
 

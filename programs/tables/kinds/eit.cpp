@@ -1,6 +1,5 @@
 #include "programs/tables/kinds/eit.h"
 
-#include "interface/converters/owned.h"
 #include "interface/converters/t2dEIT.h"
 #include "interface/psi/sectioning.h"
 #include "programs/tables/descriptors/loops.h"
@@ -152,7 +151,6 @@ class EitKind : public TableListKind<EIT, Member> {
   EIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeEit(sections);
   }
-  bool converts(const EIT& eit) const override { return EitTable(t2dEIT(eit)) != nullptr; }
 
  private:
   /// The library tells EITs apart by table_id and service_id alone.
@@ -278,6 +276,18 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
     if (const auto last = value.optional("last_table_id")) last->fail("given without a table_id");
     refuseMisplaced(value, eit);
     return splitSchedule(eit);
+  }
+
+  /// The events of a schedule stand in one list, whichever of its tables has them.
+  std::optional<Refusal> inElement(std::optional<Refusal> refusal, const std::vector<EIT>& tables,
+                                   std::size_t refused) const override {
+    static const std::string kEvents = "/events/";
+    if (!refusal || refusal->path.compare(0, kEvents.size(), kEvents) != 0) return refusal;
+    std::size_t end = 0;
+    std::size_t event = std::stoul(refusal->path.substr(kEvents.size()), &end);
+    for (std::size_t before = 0; before < refused; ++before) event += tables[before].events.size();
+    refusal->path.replace(kEvents.size(), end, std::to_string(event));
+    return refusal;
   }
 
   /// A whole schedule.

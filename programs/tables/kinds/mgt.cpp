@@ -1,6 +1,5 @@
 #include "programs/tables/kinds/mgt.h"
 
-#include "interface/converters/owned.h"
 #include "interface/converters/t2dMGT.h"
 #include "programs/tables/kinds/SingleTableKind.h"
 #include "programs/tables/kinds/masterGuide.h"
@@ -109,13 +108,13 @@ class MgtKind : public SingleTableKind<MGT, &TableSet::mgt> {
   }
 
   /// What is to come from the set is not known yet; any value takes the same room.
-  bool converts(const MGT& mgt) const override {
+  std::optional<Refusal> whyUnsendable(const MGT& mgt) const override {
     MGT whole = mgt;
     for (MGTTable& table : whole.tables) {
       table.table_type_version_number = std::max<std::int16_t>(table.table_type_version_number, 0);
       table.number_bytes = std::max<std::int64_t>(table.number_bytes, 0);
     }
-    return MgtTable(t2dMGT(whole)) != nullptr;
+    return check(whole);
   }
   bool send(const MGT& mgt, serviceMux& mux) const override { return mux.newMGT(mgt) >= 0; }
 };

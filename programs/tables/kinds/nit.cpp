@@ -82,7 +82,6 @@ class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
     return nit;
   }
 
-  bool converts(const NIT& nit) const override { return NitTable(t2dNIT(nit)) != nullptr; }
   bool send(const NIT& nit, serviceMux& mux) const override { return mux.newNIT(nit) >= 0; }
 
  private:

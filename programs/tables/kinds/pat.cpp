@@ -71,7 +71,6 @@ class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
     return pat;
   }
 
-  bool converts(const PAT& pat) const override { return PatTable(t2dPAT(pat)) != nullptr; }
   bool send(const PAT& pat, serviceMux& mux) const override { return mux.newPAT(pat) >= 0; }
 };
 

@@ -1,6 +1,6 @@
 #include "programs/tables/kinds/pmt.h"
 
-#include "interface/converters/owned.h"
+#include "interface/checks/programMapPid.h"
 #include "interface/converters/t2dPMT.h"
 #include "programs/tables/descriptors/descriptors.h"
 #include "programs/tables/descriptors/loops.h"
@@ -68,7 +68,7 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
     PMT& pmt = map.pmt;
     pmt.program_number = static_cast<std::int32_t>(value.required("program_number").integer(1, 0xFFFF));
     if (const auto pid = value.optional("pid"))
-      map.pid = static_cast<std::int32_t>(pid->integer(kFirstProgramPid, kLastProgramPid));
+      map.pid = static_cast<std::int32_t>(pid->integer(INT32_MIN, INT32_MAX));
     pmt.pcr_pid = readPid(value, "pcr_pid");
     readVersion(value, pmt);
     pmt.descriptors = readDescriptors(value);
@@ -114,8 +114,6 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
     return map;
   }
 
-  bool converts(const ProgramMap& map) const override { return PmtTable(t2dPMT(map.pmt)) != nullptr; }
-
  private:
   static void checkPid(const JsonValue& value, const TableSet& set) {
     ProgramMap map;
@@ -135,6 +133,11 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
 };
 
 }  // namespace
+
+std::optional<Refusal> check(const ProgramMap& map) {
+  auto refusal = map.pid ? checkProgramMapPid(*map.pid) : std::nullopt;
+  return refusal ? refusal : check(map.pmt);
+}
 
 const TableKind& pmtKind() {
   static const PmtKind kind;

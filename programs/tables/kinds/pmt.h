@@ -6,4 +6,7 @@ namespace vantor::tables {
 
 const TableKind& pmtKind();
 
+/// Why the PMT cannot be sent on its PID, if it cannot.
+[[nodiscard]] std::optional<Refusal> check(const ProgramMap& map);
+
 }  // namespace vantor::tables

@@ -5,17 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "interface/psi/pids.h"
 #include "programs/tables/kinds/TableSet.h"
 
 /// The PIDs of PMTs, which a PMT itself does not tell.
 
 namespace vantor::tables {
 
-// Below are the PIDs that the standards reserve for tables of their own; above is the null packets' one.
-constexpr std::int32_t kFirstProgramPid = 0x0020;
-constexpr std::int32_t kLastProgramPid = 0x1FFE;
-
-inline bool isProgramPid(std::int32_t pid) { return pid >= kFirstProgramPid && pid <= kLastProgramPid; }
+inline bool isProgramPid(std::int32_t pid) { return pid >= kFirstProgramPid && pid < kNullPid; }
 
 /// What keeps the PMT from going on air where the set says, empty when nothing does. A PMT without a PID gets that
 /// of the PAT.

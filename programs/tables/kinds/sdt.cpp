@@ -1,6 +1,5 @@
 #include "programs/tables/kinds/sdt.h"
 
-#include "interface/converters/owned.h"
 #include "interface/converters/t2dSDT.h"
 #include "programs/tables/descriptors/loops.h"
 #include "programs/tables/kinds/SingleTableKind.h"
@@ -95,8 +94,6 @@ SDT decodeSdt(const std::vector<Section>& sections) {
   return sdt;
 }
 
-bool convertsSdt(const SDT& sdt) { return SdtTable(t2dSDT(sdt)) != nullptr; }
-
 class SdtActualKind : public SingleTableKind<SDT, &TableSet::sdtActual> {
  public:
   const char* key() const override { return "sdt_actual"; }
@@ -111,7 +108,6 @@ class SdtActualKind : public SingleTableKind<SDT, &TableSet::sdtActual> {
   std::optional<SDT> decodeRecord(const std::vector<Section>& sections) const override {
     return decodeSdt(sections);
   }
-  bool converts(const SDT& sdt) const override { return convertsSdt(sdt); }
   bool send(const SDT& sdt, serviceMux& mux) const override { return mux.newSDTActual(sdt) >= 0; }
 };
 
@@ -147,7 +143,6 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
   SDT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeSdt(sections);
   }
-  bool converts(const SDT& sdt) const override { return convertsSdt(sdt); }
 };
 
 }  // namespace

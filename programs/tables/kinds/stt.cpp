@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "interface/checks/localTimeOffsets.h"
 #include "programs/tables/kinds/psip.h"
+#include "programs/tables/kinds/refusals.h"
 #include "programs/tables/values/localTimeJson.h"
 #include "servicemux/front/serviceMux.h"
 #include "interface/psi/pids.h"
@@ -28,10 +30,13 @@ class SttKind : public TableKind {
   }
 
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
-    if (value.isObject())
-      set.stt = readLocalTime(value, {}, now);
-    else if (value.boolean())
+    if (value.isObject()) {
+      const LocalTime local = readLocalTime(value, {}, now);
+      throwIfRefused(value, check(recordAt(local, now)));
+      set.stt = local;
+    } else if (value.boolean()) {
       set.stt.emplace();
+    }
   }
   OrderedJson write(const TableSet& set) const override {
     if (*set.stt == LocalTime()) return true;
@@ -48,9 +53,10 @@ class SttKind : public TableKind {
   }
   SubtableKey keyOf(const Section& section, int /*pid*/) const override { return {section.tableId(), 0, 0}; }
   bool isSingle() const override { return false; }
-  bool decode(const SubtableKey& /*key*/, const std::vector<Section>& /*sections*/, TableSet& set) const override {
+  std::optional<Refusal> decode(const SubtableKey& /*key*/, const std::vector<Section>& /*sections*/,
+                                TableSet& set) const override {
     set.stt.emplace();
-    return true;
+    return std::nullopt;
   }
   /// Which change of the local time was announced cannot be told from what announced it.
   std::string lossOf(const Section& section) const override {

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "interface/checks/localTimeOffsets.h"
 #include "interface/dvbpsi.h"
 #include "programs/tables/descriptors/loops.h"
+#include "programs/tables/kinds/refusals.h"
 #include "programs/tables/values/localTimeJson.h"
 #include "servicemux/front/serviceMux.h"
 #include "interface/psi/pids.h"
@@ -12,6 +14,7 @@ namespace vantor::tables {
 
 namespace {
 
+using thrift::dvb_tables::kMaxLocalTimeOffsets;
 using thrift::dvb_tables::LocalTimeOffset;
 
 // EN 300 468 clauses 5.2.5, 5.2.6 and 6.2.20.
@@ -22,7 +25,6 @@ constexpr std::size_t kTotHead = 10;  // up to and with descriptors_loop_length
 constexpr std::size_t kCrcSize = 4;
 constexpr std::int16_t kLocalTimeOffsetTag = 0x58;
 constexpr std::size_t kOffsetSize = 13;
-constexpr std::size_t kMaxOffsets = 19;  // of one descriptor
 constexpr std::int64_t kMaxRegion = 63;
 constexpr std::size_t kCodeSize = 3;
 
@@ -67,6 +69,12 @@ LocalTime decodeEntry(std::string_view bytes) {
   for (std::size_t i = 6; i < 11; ++i) record.time_of_change = record.time_of_change << 8 | byteAt(bytes, i);
   record.next_time_offset = static_cast<std::int16_t>(wordAt(bytes, 11));
   return entry;
+}
+
+std::vector<LocalTimeOffset> recordsAt(const std::vector<LocalTime>& entries, UtcTime now) {
+  std::vector<LocalTimeOffset> records;
+  for (const LocalTime& entry : entries) records.push_back(recordAt(entry, now));
+  return records;
 }
 
 dvbpsi_local_time_offset_s toDvbpsi(const LocalTimeOffset& record) {
@@ -115,9 +123,7 @@ class TimeKind : public TableKind {
     }
     TimeTables time;
     for (std::size_t i = 0; list && i < list->size(); ++i) time.localTimes.push_back(readEntry(list->at(i), now));
-    if (time.localTimes.size() > kMaxOffsets)
-      list->fail(std::to_string(time.localTimes.size()) + " are more than the " + std::to_string(kMaxOffsets) +
-                 " that a TOT has room for");
+    if (list) throwIfRefused(*list, check(recordsAt(time.localTimes, now)));
     set.time = std::move(time);
   }
 
@@ -138,22 +144,23 @@ class TimeKind : public TableKind {
   }
   SubtableKey keyOf(const Section& section, int /*pid*/) const override { return {section.tableId(), 0, 0}; }
   bool isSingle() const override { return false; }
-  bool decode(const SubtableKey& /*key*/, const std::vector<Section>& sections, TableSet& set) const override {
+  std::optional<Refusal> decode(const SubtableKey& /*key*/, const std::vector<Section>& sections,
+                                TableSet& set) const override {
     if (!set.time) set.time.emplace();
     const Section& section = sections.front();
-    if (section.tableId() != kTot) return true;
+    if (section.tableId() != kTot) return std::nullopt;
     set.time->localTimes = decodeEntries(descriptorsOfTot(section));
-    set.time->localTimes.resize(std::min(set.time->localTimes.size(), kMaxOffsets));
-    return true;
+    set.time->localTimes.resize(std::min(set.time->localTimes.size(), kMaxLocalTimeOffsets));
+    return std::nullopt;
   }
   std::string lossOf(const Section& section) const override {
     if (section.tableId() != kTot) return "";
     const std::string_view loop = descriptorsOfTot(section);
     const std::size_t entries = decodeEntries(loop).size();
     if (entries == 0) return "left out, as it has no local time offsets";
-    if (entries > kMaxOffsets)
-      return std::to_string(entries - kMaxOffsets) + " of " + std::to_string(entries) +
-             " local time offsets left out: a TOT has room for " + std::to_string(kMaxOffsets);
+    if (entries > kMaxLocalTimeOffsets)
+      return std::to_string(entries - kMaxLocalTimeOffsets) + " of " + std::to_string(entries) +
+             " local time offsets left out: a TOT has room for " + std::to_string(kMaxLocalTimeOffsets);
     for (const auto& descriptor : descriptorsOf(loop))
       if (descriptor.tag != kLocalTimeOffsetTag) return "descriptors other than local time offsets left out";
     return "";
@@ -163,7 +170,7 @@ class TimeKind : public TableKind {
   std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
   bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const override {
     std::vector<dvbpsi_local_time_offset_s> offsets;
-    for (const LocalTime& entry : set.time->localTimes) offsets.push_back(toDvbpsi(recordAt(entry, now)));
+    for (const LocalTimeOffset& record : recordsAt(set.time->localTimes, now)) offsets.push_back(toDvbpsi(record));
     mux.setLocalTimeOffsetTable(std::move(offsets));
     return true;  // there is room for them: they were counted when they were read
   }

@@ -1,6 +1,5 @@
 #include "programs/tables/kinds/vct.h"
 
-#include "interface/converters/owned.h"
 #include "interface/converters/t2dVCT.h"
 #include "programs/tables/kinds/SingleTableKind.h"
 #include "programs/tables/kinds/psip.h"
@@ -170,7 +169,6 @@ class VctKind : public SingleTableKind<VCT, Member> {
     return decodePsip<VCT>(sections, &addSection);
   }
 
-  bool converts(const VCT& vct) const override { return VctTable(t2dVCT(vct)) != nullptr; }
   bool send(const VCT& vct, serviceMux& mux) const override { return mux.newVCT(vct) >= 0; }
 
  private:

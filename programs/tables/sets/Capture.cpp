@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/SignallingPids.h"
 #include "programs/tables/kinds/allTableKinds.h"
 #include "programs/tables/kinds/programPids.h"
@@ -39,6 +40,7 @@ class Collector {
     settlePmts();
     for (const auto& [key, loss] : losses)
       if (!loss.empty()) capture.leftOut.push_back(tableName(key.tableId) + ": " + loss);
+    for (const auto& [key, why] : refused) capture.leftOut.push_back(why);
     return std::move(capture);
   }
 
@@ -67,7 +69,7 @@ class Collector {
 
   /// Without versions each section is a table, over the one before.
   void takeLatest(const TableKind& kind, const SubtableKey& key, const Section& section) {
-    if (!kind.decode(key, {section}, capture.tables)) return;
+    if (const auto refusal = kind.decode(key, {section}, capture.tables)) return noteRefusal(kind, key, *refusal);
     Capture::Import import = importOf(kind, key);
     import.versions = 1;
     import.current = true;
@@ -82,7 +84,10 @@ class Collector {
     // What is announced for later does not take the place of what is in force.
     const bool isKept = section.currentNext() || !import.current;
     TableSet unused;
-    if (!kind.decode(key, sections, isKept ? capture.tables : unused)) return false;
+    if (const auto refusal = kind.decode(key, sections, isKept ? capture.tables : unused)) {
+      noteRefusal(kind, key, *refusal);
+      return false;
+    }
     if (import.versions > 0 && import.version == section.version() && import.current == section.currentNext())
       ++import.rewrites;
     ++import.versions;
@@ -92,6 +97,13 @@ class Collector {
     }
     capture.imports[importKey(kind, key)] = import;
     return true;
+  }
+
+  void noteRefusal(const TableKind& kind, const SubtableKey& key, const Refusal& refusal) {
+    const std::string name = kind.nameOf(key);
+    const std::string place = refusal.path.empty() ? "" : refusal.path + ": ";
+    refused[importKey(kind, key)] = tableName(key.tableId) + (name.empty() ? "" : " of " + name) +
+                                    " left out: " + printable(place + textOf(refusal));
   }
 
   Capture::Import importOf(const TableKind& kind, const SubtableKey& key) const {
@@ -106,7 +118,7 @@ class Collector {
     if (capture.imports.count(importKey(kind, key)) != 0) return;
     if (kind.sectionsStandAlone() && import(kind, key, builder.sections()))
       capture.imports[key].whole = false;
-    else
+    else if (refused.count(importKey(kind, key)) == 0)
       capture.unfinished[key] = &kind;
   }
 
@@ -130,7 +142,8 @@ class Collector {
 
   Capture capture;
   std::map<SubtableKey, Subtable> subtables;
-  std::map<SubtableKey, std::string> losses;  // of sections without versions
+  std::map<SubtableKey, std::string> losses;   // of sections without versions
+  std::map<SubtableKey, std::string> refused;  // what came whole and cannot be sent
 };
 
 }  // namespace

@@ -27,7 +27,7 @@ TEST(Field, IsNamedByAJsonPointer) {
   EXPECT_THAT(refusal, refuses("", "", "the reason"));
   EXPECT_FALSE(record["pid"].refuse("1", "is odd"));
   EXPECT_THAT(refusal, refuses("/pid", "1", "is odd"));
-  const Field entry = record.element("lists", -3);
+  const Field entry = record.entry("lists", -3);
   EXPECT_FALSE(entry.element(12).refuse("x", "y"));
   EXPECT_THAT(refusal, refuses("/lists/-3/12", "x", "y"));
   const Field program = record.element("programs", 0);

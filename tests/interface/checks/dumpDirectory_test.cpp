@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kNoName = "is no name for it: only letters, digits and /._- are, and no - at the beginning";
+constexpr const char* kNoName = "may only hold letters, digits and /._- and not begin with -";
 constexpr uid_t kNobody = 65534;
 
 class DumpDirectoryCheck : public testing::Test {

@@ -99,7 +99,10 @@ VCT vct() {
   return record;
 }
 
-Descriptors loopOf(std::size_t count) { return Descriptors(count, descriptorOf(255)); }
+Descriptors loopOf(std::size_t count) {
+  Descriptors loop(count, descriptorOf(255));
+  return loop;
+}
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "programs/tables/json/InputError.h"
+#include "programs/tables/json/JsonValue.h"
 #include "programs/tables/sets/tableSetJson.h"
 
 namespace vantor::tables {
@@ -53,6 +54,25 @@ TEST(JsonValue, ReadsEveryFieldOfATableSet) {
   ASSERT_EQ(set.nit->transport_streams[0].descriptors.size(), 1U);
   EXPECT_EQ(set.nit->transport_streams[0].descriptors[0].tag, 255);
   EXPECT_EQ(set.nit->transport_streams[0].descriptors[0].data, std::string("\x00\xFF", 2));
+}
+
+TEST(JsonValue, FailsAtThePlaceThatAPointerLeadsToOrWhereItEnds) {
+  const Json document = parseJson(R"({"streams": [{"pid": 1}, {"descriptors": [{"service": {}}], "7": [2]}]})");
+  const auto placeOf = [&](const char* pointer) -> std::string {
+    try {
+      JsonValue(document).failAt(pointer, "wrong");
+    } catch (const InputError& error) {
+      return error.what();
+    }
+  };
+  EXPECT_EQ(placeOf(""), "wrong");
+  EXPECT_EQ(placeOf("/streams/0/pid"), "/streams/0/pid: wrong");
+  EXPECT_EQ(placeOf("/streams/1/descriptors/0/data"), "/streams/1/descriptors/0: wrong");
+  EXPECT_EQ(placeOf("/streams/1/7/0"), "/streams/1/7/0: wrong");
+  EXPECT_EQ(placeOf("/streams/2/pid"), "/streams: wrong");
+  EXPECT_EQ(placeOf("/streams/99999999999999999999999/pid"), "/streams: wrong");
+  EXPECT_EQ(placeOf("/streams/pid"), "/streams: wrong");
+  EXPECT_EQ(placeOf("/table_id"), "wrong");
 }
 
 TEST(JsonValue, LeavesOutWhatIsNotThere) {

@@ -268,6 +268,26 @@ TEST(CapturedServices, AScheduleNumberedWithoutSegmentsIsWholeWithAllItsNumbers)
   EXPECT_FALSE(readSections(joined(sections)).imports.begin()->second.whole);
 }
 
+/// The longest section there is has two bytes more than libdvbpsi fills.
+TEST(CapturedServices, ATableThatCannotBeSentIsLeftOutWithTheReason) {
+  constexpr std::size_t kLoopSize = 4096 - 12 - 6 - 12;
+  std::string payload = eitPayload(0, 0x4E, {{1, at(0), 0}});
+  std::string loop;
+  while (loop.size() < kLoopSize) {
+    const std::size_t size = std::min<std::size_t>(kLoopSize - loop.size() - 2, 200);
+    loop += std::string{'\x80', static_cast<char>(size)} + std::string(size, 'x');
+  }
+  payload.replace(16, std::string::npos, std::string{'\x0F', '\xE2'} + loop);
+  const std::string section = makeSection(0x4E, 7, 3, 0, 0, payload);
+  ASSERT_EQ(section.size(), 4096U);
+  const Capture capture = readSections(section + section);
+  EXPECT_THAT(capture.tables.eitPf, IsEmpty());
+  EXPECT_THAT(capture.unfinished, IsEmpty());
+  EXPECT_THAT(capture.leftOut,
+              ElementsAre("EIT p/f actual of service 7 left out: /events/0/descriptors: 4066 bytes "
+                          "do not fit in a section"));
+}
+
 TEST(CapturedServices, SectionsWhoseContentsDoNotAddUpAreCounted) {
   using namespace std::string_literals;
   const std::string streams = "\xE1\x00\xF0\x00"s;

@@ -97,8 +97,9 @@ TEST(ConditionalAccessJson, WhatIsWrittenReadsTheSame) {
 TEST(ConditionalAccessJson, EachWrongFieldIsNamed) {
   const std::string at = "/conditional_access";
   EXPECT_THAT(errorOf(R"("ecms": [])"), HasSubstr(at));
-  EXPECT_THAT(errorOf(R"("scrambler_type": 4)"), HasSubstr(at + "/scrambler_type: 4"));
-  EXPECT_THAT(errorOf(R"("scrambler_type": 2)"), HasSubstr(at + "/scrambler_type: is neither"));
+  EXPECT_THAT(errorOf(R"("scrambler_type": 4)"),
+              HasSubstr(at + "/scrambler_type: 4 is neither 0 (fixed PIDs) nor 3 (Simulcrypt)"));
+  EXPECT_THAT(errorOf(R"("scrambler_type": 2)"), HasSubstr(at + "/scrambler_type: 2 is neither"));
   EXPECT_THAT(errorOf(R"("scrambler_type": 0, "ecms": [])"), HasSubstr("ecms"));
   EXPECT_THAT(errorOf(R"("scrambler_type": 3, "ecm_pids": [{"usid": 1, "pids": [8192]}])"),
               HasSubstr(at + "/ecm_pids/0/pids/0: 8192"));
@@ -114,13 +115,35 @@ TEST(ConditionalAccessJson, EachWrongFieldIsNamed) {
   EXPECT_THAT(errorOf(simulcrypt(R"("ecms": [{"pid": 256, "sections": ""}])")),
               HasSubstr(at + "/ecms/0/sections: there are no bytes"));
   EXPECT_THAT(errorOf(simulcrypt(R"("ecms": [{"pid": 256, "sections": "80700200"}])")),
-              HasSubstr(at + "/ecms/0/sections: the bytes are no whole sections"));
+              HasSubstr(at + "/ecms/0/sections: 4 bytes are no whole sections"));
   EXPECT_THAT(errorOf(simulcrypt(R"("ecms": [{"pid": 256, "packets": "4700"}])")),
               HasSubstr(at + "/ecms/0/packets: 2 bytes are no whole packets of 188"));
   EXPECT_THAT(errorOf(simulcrypt(R"("ecms": [{"pid": 256, "sections": "80700100", "period": 100}])")),
               HasSubstr(at + "/ecms/0/period: "));
   EXPECT_THAT(errorOf(R"("scrambler_type": 0, "emms": [{"sections": "8070"}])"),
-              HasSubstr(at + "/emms/0/sections: the bytes are no whole sections"));
+              HasSubstr(at + "/emms/0/sections: 2 bytes are no whole sections"));
+}
+
+TEST(ConditionalAccessJson, WhatTheLibraryWouldTruncateIsRefused) {
+  const std::string at = "/conditional_access";
+  const std::string lists = R"("emm_pids": [{"usid": 9, "pids": [1]}, {"usid": 4, "pids": [2, )";
+  EXPECT_EQ(errorOf(R"("scrambler_type": 3, )" + lists + "9000]}]"),
+            at + "/emm_pids/1/pids/1: 9000 is above 0x1FFF");
+  EXPECT_EQ(errorOf(R"("scrambler_type": 3, )" + lists + "-1]}]"), at + "/emm_pids/1/pids/1: -1 is negative");
+  EXPECT_EQ(errorOf(R"("scrambler_type": -1)"),
+            at + "/scrambler_type: -1 is neither 0 (fixed PIDs) nor 3 (Simulcrypt)");
+  EXPECT_EQ(errorOf(simulcrypt(R"("ecms": [{"pid": 65792, "sections": "80700100"}])")),
+            at + "/ecms/0/pid: 65792 is above 0x1FFF");
+  EXPECT_EQ(errorOf(simulcrypt(R"("emms": [{"pid": -1, "sections": "80700100"}])")),
+            at + "/emms/0/pid: -1 is negative");
+  const std::string packet(2 * 188, 'a');
+  const auto withPeriod = [&](const std::string& period) {
+    return simulcrypt(R"("ecms": [{"pid": 256, "packets": ")" + packet + R"(", "period": )" + period + "}]");
+  };
+  EXPECT_EQ(errorOf(withPeriod("-5")), at + "/ecms/0/period: -5 is negative");
+  EXPECT_EQ(errorOf(withPeriod("32768")), at + "/ecms/0/period: 32768 is above 0x7FFF");
+  EXPECT_EQ(errorOf(withPeriod("0")), at + "/ecms/0/period: 0 is no period");
+  EXPECT_EQ(errorOf(withPeriod("32767")), "accepted");
 }
 
 TEST(ConditionalAccessCapture, LatestEcmOfEachPidThatAPmtNamesIsTaken) {

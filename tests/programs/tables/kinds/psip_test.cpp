@@ -162,7 +162,8 @@ TEST(PsipJson, EachWrongFieldIsNamed) {
             at + "service_type: 64 is above 0x3F");
   EXPECT_EQ(errorOf(changed(tvct, R"("hidden")", R"("path_select")")), at + "path_select: unknown field");
   EXPECT_EQ(errorOf(changed(tvct, "K-TÉST", "A\\u0000")), at + "short_name: U+0000 only fills a name up");
-  EXPECT_EQ(errorOf(changed(tvct, "K-TÉST", "A NAME TOO LONG")), "/atsc/tvct: the table cannot be sent");
+  EXPECT_EQ(errorOf(changed(tvct, "K-TÉST", "A NAME TOO LONG")),
+            at + R"(short_name: "A NAME TOO LONG" has 15 UTF-16 code units, more than 7)");
   EXPECT_EQ(errorOf(R"("stt": 1)"), "/atsc/stt: 1 is not true or false");
   EXPECT_EQ(errorOf(R"("stt": {})"), "/atsc/stt/local_time_offset: missing field");
   EXPECT_EQ(errorOf(R"("stt": {"country_code": "USA", "local_time_offset": "-05:00"})"),

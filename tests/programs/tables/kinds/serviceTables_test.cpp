@@ -228,8 +228,8 @@ TEST(ServiceTables, NameTheFieldThatIsWrong) {
       {pmts(R"({"program_number": 0})"), "/pmts/0/program_number: 0 is below 1"},
       {pmts("5"), "/pmts/0: 5 is not an object"},
       {R"({"pmts": {}})", "/pmts: an object is not an array"},
-      {pmt(R"("pid": 31)"), "/pmts/0/pid: 31 is below 0x20"},
-      {pmt(R"("pid": 8191)"), "/pmts/0/pid: 8191 is above 0x1FFE"},
+      {pmt(R"("pid": 31, "streams": [])"), "/pmts/0/pid: 31 is below 0x20"},
+      {pmt(R"("pid": 8191, "streams": [])"), "/pmts/0/pid: 8191 is above 0x1FFE"},
       {pmt(R"("x": 1)"), "/pmts/0/x: unknown field"},
       {pmt(R"("pid": 256)"), "/pmts/0/streams: missing field"},
       {pmt(R"("streams": [{"stream_type": 256}])"), "/pmts/0/streams/0/stream_type: 256 is above 0xFF"},
@@ -278,11 +278,26 @@ TEST(ServiceTables, AreRefusedWhenTheLibraryCouldNotSendThem) {
   for (int i = 0; i < 5; ++i)
     descriptors += (i > 0 ? ", " : "") + (R"({"tag": 128, "data": ")" + std::string(510, '0') + "\"}");
   const std::string longList = R"("descriptors": [)" + descriptors + "]";
-  EXPECT_EQ(errorOf(pmt(longList + R"(, "streams": [])")), "/pmts/0: the table cannot be sent");
-  EXPECT_EQ(errorOf(service(R"("service_id": 1, )" + longList)), "/sdt_actual: the table cannot be sent");
+  EXPECT_EQ(errorOf(pmt(longList + R"(, "streams": [])")),
+            "/pmts/0: needs 1301 bytes, more than the 1024 of its one section");
+  EXPECT_EQ(errorOf(service(R"("service_id": 1, )" + longList)),
+            "/sdt_actual/services/0/descriptors: 1285 bytes do not fit in a section");
   const std::string three = std::string(kNoon) + ", " + kNoon + ", " + kNoon;
-  EXPECT_EQ(errorOf(eit("eit_pf", R"("events": [)" + three + "]")), "/eit_pf/0: the table cannot be sent");
+  EXPECT_EQ(errorOf(eit("eit_pf", R"("events": [)" + three + "]")),
+            "/eit_pf/0/events: 3 are more than the 2 that present/following has");
   EXPECT_EQ(errorOf(eit("eit_pf", R"("sectioning": "packed", "events": [)" + three + "]")), "accepted");
+}
+
+TEST(ServiceTables, NameAnEventWhereItStandsInTheScheduleAndNotInItsTable) {
+  std::string descriptors;
+  for (int i = 0; i < 16; ++i)
+    descriptors += (i > 0 ? ", " : "") + (R"({"tag": 128, "data": ")" + std::string(510, '0') + "\"}");
+  const std::string event = R"({"event_id": 1, "duration": "01:00:00", "start_time": )";
+  const std::string events = event + R"("2026-11-21T00:00:00Z"}, )" + event + R"("2026-11-22T00:00:00Z"}, )" +
+                             event + R"("2026-11-25T00:00:00Z"}, )" + event + R"("2026-11-29T00:00:00Z")";
+  EXPECT_EQ(errorOf(schedule(R"("events": [)" + events + "}]")), "accepted");
+  EXPECT_EQ(errorOf(schedule(R"("events": [)" + events + R"(, "descriptors": [)" + descriptors + "]}]")),
+            "/eit_schedule/0/events/3/descriptors: 4112 bytes do not fit in a section");
 }
 
 TEST(ServiceTables, AreRefusedWhenGivenTwice) {
