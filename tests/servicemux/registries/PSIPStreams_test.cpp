@@ -22,7 +22,7 @@ using vantor::thrift::dvb_tables::LocalTimeOffset;
 constexpr unsigned short kPid = 0x1FFB;
 constexpr unsigned char kMgt = 0xC7;
 constexpr unsigned char kTerrestrialVct = 0xC8;
-constexpr unsigned char kCableVct = 0xC9;
+constexpr unsigned char kCableVctTableId = 0xC9;
 constexpr unsigned char kStt = 0xCD;
 
 /// An offset of +01:00 that becomes +02:00 on 2023-11-`day` at 01:00 UTC.
@@ -135,7 +135,7 @@ TEST_F(PSIPStreamsTest, UnsupportedTableIdIsSentAtTheFallbackPeriod) {
 
 TEST_F(PSIPStreamsTest, CarrouselLivesAsLongAsOneOfItsTables) {
   add(kMgt);
-  add(kCableVct);
+  add(kCableVctTableId);
   const std::weak_ptr<vantor::TableCarrousel> carrousel = psips->findPSIPTable(kMgt)->carrousel;
   takeLines(log);
   psips->clearPSIPTable(kMgt);
@@ -144,7 +144,7 @@ TEST_F(PSIPStreamsTest, CarrouselLivesAsLongAsOneOfItsTables) {
   EXPECT_TRUE(carrousel.lock()->is_linked());
   psips->clearPSIPTable(kTerrestrialVct);
   EXPECT_FALSE(carrousel.expired());
-  psips->clearPSIPTable(kCableVct);
+  psips->clearPSIPTable(kCableVctTableId);
   EXPECT_TRUE(carrousel.expired());
   EXPECT_THAT(takeLines(log), IsEmpty());
 }
@@ -152,7 +152,7 @@ TEST_F(PSIPStreamsTest, CarrouselLivesAsLongAsOneOfItsTables) {
 TEST_F(PSIPStreamsTest, NextCarrouselContinuesTheCounter) {
   add(kMgt);
   for (int i = 0; i < 6; ++i) take(carrouselOf(kMgt));
-  add(kCableVct);
+  add(kCableVctTableId);
   psips->clearAllPSIPTables();
   EXPECT_EQ(psips->findPSIPTable(kMgt), nullptr);
   add(kMgt);
@@ -194,7 +194,7 @@ TEST_F(PSIPStreamsTest, RefusedTableLeavesNothingBehind) {
   EXPECT_EQ(psips->getLocalTimeOffsetInfo(), offsetOn(29)) << "taken over all the same";
   EXPECT_THAT(onAir(*psips), IsEmpty());
   takeLines(log);
-  EXPECT_TRUE(add(kCableVct));
+  EXPECT_TRUE(add(kCableVctTableId));
   EXPECT_THAT(takeLines(log), testing::Contains("4 PSIP empty carrousel."));
 }
 
@@ -246,7 +246,7 @@ TEST_F(PSIPStreamsTest, PacketIsLeftAloneWhenThereIsNoMemory) {
 }
 
 TEST_F(PSIPStreamsTest, TellsWhatIsOnAir) {
-  for (const unsigned char tid : {kMgt, kTerrestrialVct, kCableVct, vantor::kRrtTableId}) {
+  for (const unsigned char tid : {kMgt, kTerrestrialVct, kCableVctTableId, vantor::kRrtTableId}) {
     std::string packets;
     vantor::packetizeBytes(kPid, 0, packets,
                            std::string({static_cast<char>(tid), '\x70', '\xC8'}) + std::string(200, 'x'));
@@ -256,7 +256,7 @@ TEST_F(PSIPStreamsTest, TellsWhatIsOnAir) {
   const auto tables = onAir(*psips);
   std::vector<std::string> names;
   for (const auto& table : tables) names.push_back(table.name);
-  EXPECT_THAT(names, ElementsAre("ATSC MGT", "ATSC VCT terrestrial", "ATSC VCT cable", "ATSC RRT", "ATSC STT"));
+  EXPECT_THAT(names, ElementsAre("ATSC MGT", "ATSC VCT terrestrial", "ATSC VCT cable", "ATSC RRT 0", "ATSC STT"));
   EXPECT_EQ(tables[0].pid, kPid);
   EXPECT_EQ(tables[0].period, 150U);
   EXPECT_EQ(tables[0].packets, 2U);
