@@ -10,6 +10,8 @@ install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_di
 foreach(header
     servicemux/export.h
     servicemux/front/serviceMux.h
+    servicemux/muxer/ClassicPace.h
+    servicemux/muxer/ClassicTurns.h
     servicemux/muxer/DatagramSink.h
     servicemux/muxer/MuxerStatistics.h
     servicemux/muxer/VBRmuxer.h
@@ -29,6 +31,7 @@ foreach(header
     servicemux/streams/SttSource.h
     servicemux/streams/SubTable.h
     servicemux/streams/TableCarrousel.h
+    servicemux/streams/TableContent.h
     servicemux/time/getDSTParams.h
     interface/psi/packet.h
     interface/psi/pids.h

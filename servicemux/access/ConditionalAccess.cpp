@@ -7,6 +7,7 @@
 #include "interface/host.h"
 #include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
+#include "servicemux/muxer/classicRates.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/output/TableOnAir.h"
 #include "servicemux/packetize/packetize.h"
@@ -40,7 +41,7 @@ unsigned short pidOf(std::int32_t field) { return static_cast<unsigned short>(fi
 /// Queues a set of EMMs at the rate that sends all of it within `spreading` ms.
 void queueEmms(SectionQueue& stream, const std::string& packets, unsigned int spreading) {
   if (packets.empty()) return;
-  stream.queue_section(packets, 8000 * sizeOf(packets) / spreading);
+  stream.queue_section(packets, classic::emmRate(packets.size(), spreading));
 }
 
 }  // namespace

@@ -1,17 +1,10 @@
 #include "servicemux/streams/SectionQueue.h"
 
 #include <boost/thread/lock_guard.hpp>
-#include <cstring>
 
-#include "interface/psi/packet.h"
+#include "servicemux/muxer/classicRates.h"
 
 namespace vantor {
-
-namespace {
-
-constexpr std::uint64_t kNanosecondsTimesBps = 1504000000000;  // 188 bytes of 8 bits at 1 bit/s, in ns
-
-}  // namespace
 
 SectionQueue::SectionQueue(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned int rate)
     : muxed_stream(muxer, pid, true, kNoCC), rate(rate) {
@@ -28,13 +21,15 @@ void SectionQueue::SetRate(unsigned int newRate) {
 
 void SectionQueue::queue_section(const std::string& data, unsigned int newRate) {
   if (data.empty()) return;
-  Items added{{data, newRate}};
+  std::string copy = data;
+  Items added(1);
+  added.front().data.swap(copy);
+  added.front().rate = newRate;
   Items gone;  // freed when the lock is free again
   {
     const boost::lock_guard<boost::mutex> guard(lock);
     if (queue.empty()) {
-      readOffset = 0;
-      dueTime = boost::chrono::steady_clock::now();
+      pace.begin(boost::chrono::steady_clock::now());
       adoptRate(newRate);
     }
     queue.splice(queue.end(), added);
@@ -48,7 +43,6 @@ void SectionQueue::clear_queue() {
   Items gone;
   Items dropped;
   const boost::lock_guard<boost::mutex> guard(lock);
-  readOffset = 0;
   begun = {};
   gone.swap(sent);
   dropped.swap(queue);
@@ -67,28 +61,22 @@ unsigned int SectionQueue::getBitrate() {
 int SectionQueue::get_packet(signed char* packet, time_point now, time_point& next) {
   const boost::lock_guard<boost::mutex> guard(lock);
   if (queue.empty()) return 0;
-  int result = 0;
-  if (now >= dueTime) {
-    if (readOffset == 0) begun.begin(now);
+  const bool sent = pace.offer(now, next, [&] {
+    if (queue.front().data.isAtBeginning()) begun.begin(now);
     takePacket(packet);
-    // From the previous due time and not from now: the average holds when the producer comes late.
-    dueTime += boost::chrono::nanoseconds(packetInterval);
     restamp_cc(packet);
-    result = 1;
-  }
-  if (dueTime < next) next = dueTime;
-  return result;
+    return true;
+  });
+  return sent ? 1 : 0;
 }
 
 /// Takes the front item's next packet (lock held). An item that is through only changes lists: this is the packet
 /// path, which frees no memory.
 void SectionQueue::takePacket(signed char* packet) {
-  const queued_data& front = queue.front();
-  std::memcpy(packet, front.data.data() + readOffset, kPacketSize);
-  readOffset += kPacketSize;
-  if (readOffset < front.data.size()) return;
+  queued_data& front = queue.front();
+  front.data.take(packet);
+  if (!front.data.isAtBeginning()) return;
   sent.splice(sent.end(), queue, queue.begin());
-  readOffset = 0;
   adoptRate(front.rate);
 }
 
@@ -99,9 +87,7 @@ void SectionQueue::adoptRate(unsigned int newRate) {
   recalculate_timing();
 }
 
-/// To the nearest nanosecond (lock held).
-void SectionQueue::recalculate_timing() {
-  packetInterval = rate == 0 ? 0 : (kNanosecondsTimesBps + rate / 2) / rate;
-}
+/// Lock held.
+void SectionQueue::recalculate_timing() { pace.setInterval(classic::queueInterval(rate)); }
 
 }  // namespace vantor

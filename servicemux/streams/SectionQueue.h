@@ -1,12 +1,13 @@
 #pragma once
 
 #include <boost/thread/mutex.hpp>
-#include <cstdint>
 #include <list>
 #include <string>
 
+#include "servicemux/muxer/ClassicPace.h"
 #include "servicemux/muxer/muxed_stream.h"
 #include "servicemux/streams/Repetition.h"
+#include "servicemux/streams/TableContent.h"
 
 namespace vantor {
 
@@ -39,8 +40,8 @@ class SERVICEMUX_API SectionQueue : public muxed_stream {
 
  private:
   struct queued_data {
-    std::string data;   // whole packets
-    unsigned int rate;  // bit/s, 0 keeps the current one
+    TableContent data;
+    unsigned int rate = 0;  // bit/s, 0 keeps the current one
   };
   using Items = std::list<queued_data>;
 
@@ -50,11 +51,9 @@ class SERVICEMUX_API SectionQueue : public muxed_stream {
 
   // Guarded by lock.
   Items queue;
-  Items sent;                        // kept for the next caller to free, away from the producer
-  unsigned int rate;                 // bit/s
-  unsigned int readOffset = 0;       // bytes
-  std::uint64_t packetInterval = 0;  // ns
-  time_point dueTime;
+  Items sent;         // kept for the next caller to free, away from the producer
+  unsigned int rate;  // bit/s
+  ClassicPace pace;
   Repetition begun;
 
   boost::mutex lock;

@@ -1,18 +1,10 @@
 #include "servicemux/streams/SimpleTable.h"
 
 #include <boost/thread/lock_guard.hpp>
-#include <cstring>
 
-#include "interface/psi/packet.h"
-#include "servicemux/packetize/packetize.h"
+#include "servicemux/muxer/classicRates.h"
 
 namespace vantor {
-
-namespace {
-
-constexpr std::uint64_t kNanosecondsPerMillisecond = 1000000;
-
-}  // namespace
 
 SimpleTable::SimpleTable(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned int period)
     : muxed_stream(muxer, pid, true, kNoCC), period(period) {}
@@ -32,9 +24,8 @@ void SimpleTable::new_packetized_table(std::string& newPackets) {
   }
   {
     const boost::lock_guard<boost::mutex> guard(lock);
-    packets.swap(newPackets);
-    readOffset = 0;
-    dueTime = boost::chrono::steady_clock::now();
+    content.swap(newPackets);
+    pace.begin(boost::chrono::steady_clock::now());
     repetition = {};
     recalculate_timing();
   }
@@ -51,8 +42,7 @@ void SimpleTable::new_packetized_table_with_metadata(std::string& newPackets, un
 int SimpleTable::clear_packetized_table() {
   unlinkFromMuxer();
   const boost::lock_guard<boost::mutex> guard(lock);
-  packets.clear();
-  readOffset = 0;
+  content.clear();
   size.store(0);
   return 0;
 }
@@ -68,7 +58,7 @@ StreamedTable SimpleTable::onAir() {
     const boost::lock_guard<boost::mutex> guard(lock);
     sent.period = period;
     sent.repetition = repetition;
-    copy = packets;
+    copy = content.bytes();
   }
   sent.facts = factsOf(copy);
   return sent;
@@ -81,31 +71,21 @@ unsigned int SimpleTable::getBitrate() {
 
 int SimpleTable::get_packet(signed char* packet, time_point now, time_point& next) {
   const boost::lock_guard<boost::mutex> guard(lock);
-  if (packets.empty()) return 0;
-  int result = 0;
-  if (now >= dueTime) {
-    if (readOffset == 0) repetition.begin(now);
-    std::memcpy(packet, packets.data() + readOffset, kPacketSize);
-    readOffset += kPacketSize;
-    if (readOffset >= packets.size()) readOffset = 0;
-    // From the previous due time and not from now: the average holds when the producer comes late.
-    dueTime += boost::chrono::nanoseconds(packetInterval);
+  if (content.empty()) return 0;
+  const bool sent = pace.offer(now, next, [&] {
+    if (content.isAtBeginning()) repetition.begin(now);
+    content.take(packet);
     restamp_cc(packet);
-    result = 1;
-  }
-  if (dueTime < next) next = dueTime;
-  return result;
+    return true;
+  });
+  return sent ? 1 : 0;
 }
 
-/// Spreads the packets over the period (lock held). The 32-bit arithmetic is kept for compatibility.
+/// Lock held.
 void SimpleTable::recalculate_timing() {
-  bitrate = 0;
-  packetInterval = 0;
-  if (packets.empty() || period == 0) return;
-  const auto bytes = static_cast<std::uint32_t>(packets.size());
-  bitrate = bytes * 8000U / period;
-  const std::uint32_t packetPeriods = static_cast<std::uint32_t>(kPacketSize) * period;
-  packetInterval = packetPeriods * kNanosecondsPerMillisecond / bytes;
+  const classic::TablePace asked = classic::tablePace(content.bytes().size(), period);
+  bitrate = asked.bitrate;
+  pace.setInterval(asked.interval);
 }
 
 }  // namespace vantor

@@ -2,11 +2,12 @@
 
 #include <atomic>
 #include <boost/thread/mutex.hpp>
-#include <cstdint>
 #include <string>
 
+#include "servicemux/muxer/ClassicPace.h"
 #include "servicemux/muxer/muxed_stream.h"
 #include "servicemux/streams/Repetition.h"
+#include "servicemux/streams/TableContent.h"
 
 namespace vantor {
 
@@ -53,12 +54,10 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
   std::atomic<unsigned char> version{0};
 
   // Guarded by lock.
-  std::string packets;
-  unsigned int readOffset = 0;       // bytes
-  unsigned int bitrate = 0;          // bit/s
-  unsigned int period;               // ms
-  std::uint64_t packetInterval = 0;  // ns
-  time_point dueTime;
+  TableContent content;
+  ClassicPace pace;
+  unsigned int bitrate = 0;  // bit/s
+  unsigned int period;       // ms
   Repetition repetition;
 
   boost::mutex lock;

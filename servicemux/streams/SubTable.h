@@ -2,12 +2,12 @@
 
 #include <boost/chrono.hpp>
 #include <boost/intrusive/list_hook.hpp>
-#include <boost/intrusive/set_hook.hpp>
-#include <cstdint>
 #include <string>
 
 #include "servicemux/export.h"
+#include "servicemux/muxer/ClassicTurns.h"
 #include "servicemux/streams/Repetition.h"
+#include "servicemux/streams/TableContent.h"
 
 namespace vantor {
 
@@ -17,11 +17,11 @@ struct subtable_tag;
 using subtable_hook = boost::intrusive::list_base_hook<boost::intrusive::tag<subtable_tag>,
                                                        boost::intrusive::link_mode<boost::intrusive::safe_link>>;
 
-/// One subtable of a TableCarrousel: its packets, its period in ms and when it is due next.
+/// One subtable of a TableCarrousel: its packets, its period in ms and its turn.
 ///
 /// A dynamic subtable has no packets of its own; a source makes its single packet whenever it is sent. All members
 /// are guarded by the mutex of the carousel that owns the subtable.
-class SERVICEMUX_API SubTable : public subtable_hook {
+class SERVICEMUX_API SubTable : public subtable_hook, public ClassicTurn {
  public:
   using time_point = boost::chrono::steady_clock::time_point;
 
@@ -48,20 +48,12 @@ class SERVICEMUX_API SubTable : public subtable_hook {
  private:
   friend class TableCarrousel;
 
-  void completeRepetition();
-
-  std::string packets;
-  unsigned int readOffset = 0;  // bytes
-  unsigned int bitrate = 0;     // bit/s
-  unsigned int period = 0;      // ms
+  TableContent content;
+  unsigned int bitrate = 0;  // bit/s
+  unsigned int period = 0;   // ms
   unsigned char numberOfSections = 0;
   const bool dynamic;
   SttSource* const registry;
-  time_point dueTime;
-
-  // The carousel's: its order in the list, its place in the index and what displays show.
-  std::uint64_t order = 0;
-  boost::intrusive::set_member_hook<> indexHook;
   Repetition repetition;
 };
 

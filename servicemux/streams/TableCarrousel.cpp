@@ -3,15 +3,13 @@
 #include <boost/thread/lock_guard.hpp>
 #include <memory>
 
-#include "interface/psi/packet.h"
-#include "servicemux/packetize/packetize.h"
+#include "servicemux/muxer/classicRates.h"
 
 namespace vantor {
 
 namespace {
 
-constexpr unsigned int kShortestPeriod = 25;                   // ms
-constexpr std::uint64_t kNanosecondsTimesBps = 1504000000000;  // 188 bytes of 8 bits at 1 bit/s, in ns
+constexpr unsigned int kShortestPeriod = 25;  // ms
 
 }  // namespace
 
@@ -40,12 +38,11 @@ SubTable* TableCarrousel::add(std::unique_ptr<SubTable> owned) {
   SubTable* const sub = owned.release();
   {
     const boost::lock_guard<boost::mutex> guard(lock);
-    sub->order = nextOrder++;
     subtables.push_back(*sub);
-    byDueTime.insert(*sub);
+    turns.add(*sub);
     if (subtables.size() == 1) {
       current = sub;
-      dueTime = boost::chrono::steady_clock::now();
+      pace.begin(boost::chrono::steady_clock::now());
     }
     totalBitrate += sub->bitrate;
     recalculate_timing();
@@ -98,7 +95,7 @@ StreamedTable TableCarrousel::onAir(const SubTable& sub) {
     const boost::lock_guard<boost::mutex> guard(lock);
     sent.period = sub.period;
     sent.repetition = sub.repetition;
-    copy = sub.packets;
+    copy = sub.content.bytes();
   }
   sent.facts = factsOf(copy);
   return sent;
@@ -112,13 +109,7 @@ unsigned int TableCarrousel::getBitrate() {
 int TableCarrousel::get_packet(signed char* packet, time_point now, time_point& next) {
   const boost::lock_guard<boost::mutex> guard(lock);
   if (subtables.empty()) return 0;
-  bool sent = false;
-  if (now >= dueTime) {
-    dueTime += boost::chrono::nanoseconds(packetInterval);
-    sent = sendPacket(packet, now);
-  }
-  if (dueTime < next) next = dueTime;
-  return sent ? 1 : 0;
+  return pace.offer(now, next, [&] { return sendPacket(packet, now); }) ? 1 : 0;
 }
 
 /// Uses the slot (lock held): sends the current subtable's next packet, or only chooses a subtable when the current
@@ -133,38 +124,22 @@ bool TableCarrousel::sendPacket(signed char* packet, time_point now) {
   return true;
 }
 
-/// Takes a subtable's packet, out of the index meanwhile: the due time it is filed under may move on.
+/// Takes a subtable's packet; true when another subtable may follow.
 bool TableCarrousel::takePacket(SubTable& sub, signed char* packet, time_point now) {
-  if (sub.readOffset == 0) sub.repetition.begin(now);
-  byDueTime.erase(byDueTime.iterator_to(sub));
-  const bool mayChange = sub.GetSubtablePacket(packet);
-  byDueTime.insert(sub);
-  return mayChange;
+  if (sub.content.isAtBeginning()) sub.repetition.begin(now);
+  return turns.change(sub, [&] { return sub.GetSubtablePacket(packet); });
 }
 
-/// Makes the subtable current that has been due longest; among those due equally long the first one after the
-/// current in list order, wrapping around; the first of the list when none is overdue (lock held).
+/// Makes the subtable current whose turn it is, the first of the list when none is overdue (lock held).
 void TableCarrousel::GetNextTable(time_point now) {
-  SubTable& earliest = *byDueTime.begin();
-  if (earliest.getCurrentTicket(now) == boost::chrono::nanoseconds::zero()) {
-    current = &subtables.front();
-    return;
-  }
-  SubTable* choice = &earliest;
-  if (current != nullptr) {
-    const auto dueLater = [](const auto& key, const SubTable& sub) {
-      return key.first != sub.dueTime ? key.first < sub.dueTime : key.second < sub.order;
-    };
-    const auto after = byDueTime.upper_bound(std::make_pair(earliest.dueTime, current->order), dueLater);
-    if (after != byDueTime.end() && after->dueTime == earliest.dueTime) choice = &*after;
-  }
-  current = choice;
+  ClassicTurn* const turn = turns.choose(current, now);
+  current = turn == nullptr ? &subtables.front() : static_cast<SubTable*>(turn);
 }
 
 /// Takes a subtable out (lock held) and hands it to whoever is to free it.
 std::unique_ptr<SubTable> TableCarrousel::remove(SubTable& sub) {
   if (current == &sub) current = nullptr;
-  byDueTime.erase(byDueTime.iterator_to(sub));
+  turns.remove(sub);
   subtables.erase(subtables.iterator_to(sub));
   return std::unique_ptr<SubTable>(&sub);
 }
@@ -183,8 +158,7 @@ void TableCarrousel::linkWhileFilled() {
   } while (filled != (GetNumberSubTables() != 0));
 }
 
-void TableCarrousel::recalculate_timing() {
-  packetInterval = totalBitrate == 0 ? 0 : kNanosecondsTimesBps / totalBitrate;
-}
+/// Lock held.
+void TableCarrousel::recalculate_timing() { pace.setInterval(classic::carrouselInterval(totalBitrate)); }
 
 }  // namespace vantor

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <boost/intrusive/list.hpp>
-#include <boost/intrusive/set.hpp>
 #include <boost/thread/mutex.hpp>
-#include <cstdint>
 #include <memory>
 #include <string>
 
+#include "servicemux/muxer/ClassicPace.h"
+#include "servicemux/muxer/ClassicTurns.h"
 #include "servicemux/muxer/muxed_stream.h"
 #include "servicemux/streams/SubTable.h"
 
@@ -53,19 +53,9 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
   [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
 
  private:
-  /// What is due earliest comes first; subtables due at the same time stand in list order.
-  struct DueEarlier {
-    bool operator()(const SubTable& a, const SubTable& b) const {
-      return a.dueTime != b.dueTime ? a.dueTime < b.dueTime : a.order < b.order;
-    }
-  };
   using SubTableList =
       boost::intrusive::list<SubTable, boost::intrusive::base_hook<subtable_hook>,
                              boost::intrusive::constant_time_size<true>, boost::intrusive::size_type<unsigned int>>;
-  using DueIndex = boost::intrusive::set<
-      SubTable, boost::intrusive::member_hook<SubTable, boost::intrusive::set_member_hook<>, &SubTable::indexHook>,
-      boost::intrusive::compare<DueEarlier>, boost::intrusive::constant_time_size<false>>;
-
   SubTable* add(std::unique_ptr<SubTable> owned);
   std::unique_ptr<SubTable> remove(SubTable& sub);
   void linkWhileFilled();
@@ -75,13 +65,11 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
   void recalculate_timing();
 
   // Guarded by lock.
-  SubTableList subtables;            // in the order of their adding
-  SubTable* current = nullptr;       // being sent, null when it was removed
-  unsigned int totalBitrate = 0;     // bit/s
-  std::uint64_t packetInterval = 0;  // ns
-  time_point dueTime;                // of the next slot
-  DueIndex byDueTime;                // the same subtables
-  std::uint64_t nextOrder = 0;
+  SubTableList subtables;         // in the order of their adding
+  SubTable* current = nullptr;    // being sent, null when it was removed
+  unsigned int totalBitrate = 0;  // bit/s
+  ClassicPace pace;               // of the slots
+  ClassicTurns turns;             // of the same subtables
 
   boost::mutex lock;
 };

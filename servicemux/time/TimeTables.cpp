@@ -9,6 +9,7 @@
 #include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
 #include "interface/psi/tableIds.h"
+#include "servicemux/muxer/classicRates.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/output/TableOnAir.h"
 #include "servicemux/packetize/packetize.h"
@@ -24,11 +25,6 @@ using Clock = boost::chrono::steady_clock;
 // EN 300 468 clauses 5.2.5 and 5.2.6: UTC_time follows section_length.
 constexpr std::size_t kUtcOffset = 3;
 constexpr int kUtcSize = 5;
-
-/// The rate in bit/s at which so many bytes take one period, rounded down and one more.
-unsigned int rateOf(std::size_t bytes, unsigned int period) {
-  return (8000U * static_cast<unsigned int>(bytes) + period) / period;
-}
 
 struct DescriptorDeleter {
   void operator()(dvbpsi_descriptor_t* descriptor) const { dvbpsi_DeleteDescriptors(descriptor); }
@@ -111,7 +107,7 @@ void TimeTables::update() {
   std::string packets;
   if (tdtSections) packets += updateUTC(utc, tdtSections.get());
   if (totSections) packets += updateUTC(utc, totSections.get());
-  timeQueue->queue_section(packets, rateOf(packets.size(), owner->insertionPeriods().timeUpdater));
+  timeQueue->queue_section(packets, classic::timeTablesRate(packets.size(), owner->insertionPeriods().timeUpdater));
 }
 
 void TimeTables::stopUpdating() {
