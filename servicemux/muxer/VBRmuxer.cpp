@@ -23,6 +23,7 @@ constexpr unsigned int kNanosecondsTimesKbps = 1504000000;  // 188 bytes of 8 bi
 
 constexpr milliseconds kLongestIdle{500};
 constexpr milliseconds kFlushGap{25};
+constexpr milliseconds kLongestTurn{2};  // of a caller
 constexpr seconds kAlivePeriod{10};
 
 }  // namespace
@@ -125,10 +126,14 @@ void VBRmuxer::produce(unsigned int watchdog) {
 /// Steps back until a waiting caller has had the mutex. A producer that is behind its slot clock does not sleep and
 /// would take the mutex again before any caller wakes up. No wake-up is lost: a caller is counted until it holds
 /// the mutex, so the one that was seen here is still to come, and it ends the turn and notifies under the mutex.
+/// The turn has an end of its own, so that a caller which gets no processor time does not hold up what is on air.
 void VBRmuxer::letCallerIn(boost::unique_lock<boost::mutex>& lock) {
   if (callersWaiting.load() == 0) return;
   callersTurn.store(true);
-  while (callersTurn.load()) producerCondition.wait(lock);
+  const time_point end = Clock::now() + kLongestTurn;
+  while (callersTurn.load() && producerCondition.wait_until(lock, end) != boost::cv_status::timeout) {
+  }
+  callersTurn.store(false);
 }
 
 /// Sleeps to the slot time or to the next link; false once the muxer is stopped. A slot time that has passed is not

@@ -133,10 +133,13 @@ class Refusals(Scratch):
 
     def test_destinations_that_are_none(self):
         file = table_set(self.directory, pat=PAT)
-        ports = ("65536", "0", "-1", "", "5004x", "99999999999999999999")
-        for to in (*(f"127.0.0.1:{port}" for port in ports), "127.0.0.1", ":5004", "127.0.0.256:1", "localhost:5004", ""):
+        refused = {"127.0.0.1:65536": "65536", "127.0.0.1:0": "0 is", "127.0.0.1:-1": "-1", "127.0.0.1:": "127.0.0.1:",
+                   "127.0.0.1:5004x": "5004x", "127.0.0.1:99999999999999999999": "99999999999999999999",
+                   "127.0.0.1": "127.0.0.1", ":5004": '""', "127.0.0.256:1": "127.0.0.256",
+                   "localhost:5004": "localhost", "": "--to"}
+        for to, named in refused.items():
             with self.subTest(to):
-                self.check(BAD_USAGE, ["--to", to], "play", file, "--to", to)
+                self.check(BAD_USAGE, ["--to", named], "play", file, "--to", to)
 
     def test_options_out_of_range(self):
         file = table_set(self.directory, pat=PAT)

@@ -381,7 +381,10 @@ TEST(StreamList, CallerWaitsForNoMoreThanThePassUnderWay) {
   const auto muxer = makeMuxer();
   RestlessStream always(muxer);
   always.linkToMuxer();
-  const WatchedThread producer([&] { muxer->muxerRun(); });
+  const WatchedThread producer([&] {
+    const EndlessWaits untilTheCallerHasHadIt;
+    muxer->muxerRun();
+  });
   RestlessStream stream(muxer);
   for (int round = 0; round < 20; ++round) {
     stream.linkToMuxer();
@@ -407,7 +410,10 @@ TEST(StreamList, StopIsLetInToo) {
   const auto muxer = makeMuxer();
   RestlessStream stream(muxer);
   stream.linkToMuxer();
-  std::thread producer([&] { muxer->muxerRun(); });
+  std::thread producer([&] {
+    const EndlessWaits untilTheCallerHasHadIt;
+    muxer->muxerRun();
+  });
   EXPECT_TRUE(stream.awaitPass());
   int before = -1;
   {
@@ -418,4 +424,25 @@ TEST(StreamList, StopIsLetInToo) {
   }
   producer.join();
   EXPECT_LE(stream.passes - before, 1) << "the pass under way";
+}
+
+// The caller is held for as long as the producer does not go on without it.
+TEST(StreamList, CallerThatDoesNotComeHoldsTheProducerUpForATimeOnly) {
+  const auto muxer = makeMuxer();
+  RestlessStream always(muxer);
+  always.linkToMuxer();
+  RestlessStream stream(muxer);
+  std::thread producer([&] { muxer->muxerRun(); });
+  EXPECT_TRUE(always.awaitPass());
+  {
+    int asked = -1;
+    const LockHook hook([&](const void*) {
+      if (asked >= 0) return;
+      asked = always.passes;
+      while (always.passes < asked + 3) std::this_thread::yield();
+    });
+    stream.linkToMuxer();
+  }
+  muxer->muxerStop();
+  producer.join();
 }
