@@ -1,7 +1,6 @@
 #include "servicemux/packetize/TableFacts.h"
 
 #include <cstdint>
-#include <string_view>
 
 #include "interface/psi/packet.h"
 #include "interface/psi/section.h"
@@ -10,65 +9,82 @@ namespace vantor {
 
 namespace {
 
-std::uint8_t byteAt(std::string_view bytes, std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); }
+/// What packets carry from one payload_unit_start_indicator to the next, behind a pointer_field of 0.
+class Unit {
+ public:
+  Unit(const char* packets, std::size_t count) : packets(packets), count(count) {}
 
-std::uint16_t wordAt(std::string_view bytes, std::size_t i) {
-  return static_cast<std::uint16_t>(byteAt(bytes, i) << 8 | byteAt(bytes, i + 1));
-}
+  [[nodiscard]] std::size_t size() const { return kFirstRoom + (count - 1) * kRoom; }
+
+  [[nodiscard]] std::uint8_t byte(std::size_t i) const {
+    if (i < kFirstRoom) return static_cast<std::uint8_t>(packets[kPacketSize - kFirstRoom + i]);
+    const std::size_t packet = 1 + (i - kFirstRoom) / kRoom;
+    return static_cast<std::uint8_t>(packets[packet * kPacketSize + kPacketHeaderSize + (i - kFirstRoom) % kRoom]);
+  }
+
+  [[nodiscard]] std::uint16_t word(std::size_t i) const {
+    return static_cast<std::uint16_t>(byte(i) << 8 | byte(i + 1));
+  }
+
+ private:
+  static constexpr std::size_t kRoom = kPacketSize - kPacketHeaderSize;
+  static constexpr std::size_t kFirstRoom = kRoom - 1;
+
+  const char* const packets;
+  const std::size_t count;
+};
 
 /// Which stream the table is of, where its payload begins with that: EN 300 468 clauses 5.2.3 and 5.2.4.
-void readStream(std::string_view section, psi::TableKey& key) {
-  constexpr std::size_t kFirst = kLongSectionHeaderSize;
-  if (section.size() < kFirst + 4) return;
+void readStream(const Unit& unit, std::size_t size, psi::TableKey& key) {
+  constexpr std::size_t kPayload = kLongSectionHeaderSize;
+  if (size < kPayload + 4) return;
   if (psi::kSdtActual.has(key.table_id) || psi::kSdtOther.has(key.table_id)) {
     key.transport_stream_id = key.extension;
-    key.original_network_id = wordAt(section, kFirst);
-  } else if (key.table_id >= kEitPfActualTableId && key.table_id <= kEitScheduleOtherLast) {
-    key.transport_stream_id = wordAt(section, kFirst);
-    key.original_network_id = wordAt(section, kFirst + 2);
+    key.original_network_id = unit.word(kPayload);
+  } else if (kEitPfActualTableId <= key.table_id && key.table_id <= kEitScheduleOtherLast) {
+    key.transport_stream_id = unit.word(kPayload);
+    key.original_network_id = unit.word(kPayload + 2);
   }
 }
 
-void readHeader(std::string_view section, TableFacts& facts) {
+/// Reads the header of the section of so many bytes that the unit begins with.
+void readHeader(const Unit& unit, std::size_t size, TableFacts& facts) {
   facts.hasSection = true;
-  facts.key.table_id = byteAt(section, 0);
-  const bool hasLongHeader = (byteAt(section, 1) & kSectionSyntax) != 0;
-  if (!hasLongHeader || section.size() < kLongSectionHeaderSize) return;
-  facts.key.extension = wordAt(section, kExtensionOffset);
-  facts.version = byteAt(section, kVersionOffset) >> 1 & kMaxVersion;
-  readStream(section, facts.key);
+  facts.key.table_id = unit.byte(0);
+  const bool hasLongHeader = (unit.byte(1) & kSectionSyntax) != 0;
+  if (!hasLongHeader || size < kLongSectionHeaderSize) return;
+  facts.key.extension = unit.word(kExtensionOffset);
+  facts.version = unit.byte(kVersionOffset) >> 1 & kMaxVersion;
+  readStream(unit, size, facts.key);
 }
 
-/// Takes the sections that stand back to back at the beginning of `payload`.
-void readSections(std::string_view payload, TableFacts& facts) {
-  while (payload.size() >= kSectionHeaderSize && byteAt(payload, 0) != kStuffing) {
-    const std::size_t size = kSectionHeaderSize + (wordAt(payload, 1) & kSectionLengthMask);
-    if (size > payload.size()) return;
-    if (!facts.hasSection) readHeader(payload.substr(0, size), facts);
+/// Takes the sections that stand back to back at the unit's beginning.
+void readSections(const Unit& unit, TableFacts& facts) {
+  std::size_t begin = 0;
+  while (begin + kSectionHeaderSize <= unit.size() && unit.byte(begin) != kStuffing) {
+    const std::size_t size = kSectionHeaderSize + (unit.word(begin + 1) & kSectionLengthMask);
+    if (begin + size > unit.size()) return;
+    if (!facts.hasSection) readHeader(unit, size, facts);
     ++facts.sections;
     facts.bytes += static_cast<unsigned int>(size);
-    payload.remove_prefix(size);
+    begin += size;
   }
 }
 
-bool beginsUnit(std::string_view packet) { return (byteAt(packet, 1) & kPayloadUnitStart) != 0; }
+bool beginsUnit(const char* packet) { return (static_cast<std::uint8_t>(packet[1]) & kPayloadUnitStart) != 0; }
 
 }  // namespace
 
 TableFacts factsOf(const std::string& packets) {
+  const std::size_t count = packets.size() / kPacketSize;
+  const auto packet = [&packets](std::size_t i) { return packets.data() + i * kPacketSize; };
   TableFacts facts;
-  std::string payload;
-  for (std::size_t i = 0; i + kPacketSize <= packets.size(); i += kPacketSize) {
-    const std::string_view packet = std::string_view(packets).substr(i, kPacketSize);
-    ++facts.packets;
-    if (beginsUnit(packet)) {
-      readSections(payload, facts);
-      payload = packet.substr(kPacketHeaderSize + 1);
-    } else if (!payload.empty()) {
-      payload += packet.substr(kPacketHeaderSize);
-    }
+  facts.packets = static_cast<unsigned int>(count);
+  for (std::size_t first = 0, end = 0; first < count; first = end) {
+    end = first + 1;
+    while (end < count && !beginsUnit(packet(end))) ++end;
+    if (beginsUnit(packet(first))) readSections({packet(first), end - first}, facts);
   }
-  readSections(payload, facts);
   return facts;
 }
 

@@ -22,9 +22,11 @@ void SimpleTable::new_packetized_table(std::string& newPackets) {
     clear_packetized_table();
     return;
   }
+  const TableFacts newFacts = factsOf(newPackets);
   {
     const boost::lock_guard<boost::mutex> guard(lock);
     content.swap(newPackets);
+    facts = newFacts;
     pace.begin(boost::chrono::steady_clock::now());
     repetition = {};
     recalculate_timing();
@@ -43,6 +45,7 @@ int SimpleTable::clear_packetized_table() {
   unlinkFromMuxer();
   const boost::lock_guard<boost::mutex> guard(lock);
   content.clear();
+  facts = {};
   size.store(0);
   return 0;
 }
@@ -52,16 +55,8 @@ unsigned char SimpleTable::metadataVersion() const { return version.load(); }
 unsigned int SimpleTable::metadataSize() const { return size.load(); }
 
 StreamedTable SimpleTable::onAir() {
-  StreamedTable sent;
-  std::string copy;  // looked at when the producer does not wait for it
-  {
-    const boost::lock_guard<boost::mutex> guard(lock);
-    sent.period = period;
-    sent.repetition = repetition;
-    copy = content.bytes();
-  }
-  sent.facts = factsOf(copy);
-  return sent;
+  const boost::lock_guard<boost::mutex> guard(lock);
+  return {period, facts, repetition};
 }
 
 unsigned int SimpleTable::getBitrate() {

@@ -55,6 +55,7 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
 
   // Guarded by lock.
   TableContent content;
+  TableFacts facts;  // of the content
   ClassicPace pace;
   unsigned int bitrate = 0;  // bit/s
   unsigned int period;       // ms

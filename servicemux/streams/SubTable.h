@@ -49,6 +49,7 @@ class SERVICEMUX_API SubTable : public subtable_hook, public ClassicTurn {
   friend class TableCarrousel;
 
   TableContent content;
+  TableFacts facts;          // of the content; the carousel's
   unsigned int bitrate = 0;  // bit/s
   unsigned int period = 0;   // ms
   unsigned char numberOfSections = 0;

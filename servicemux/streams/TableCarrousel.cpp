@@ -36,6 +36,7 @@ SubTable* TableCarrousel::new_packetized_subtable(unsigned int period, SttSource
 
 SubTable* TableCarrousel::add(std::unique_ptr<SubTable> owned) {
   SubTable* const sub = owned.release();
+  sub->facts = factsOf(sub->content.bytes());
   {
     const boost::lock_guard<boost::mutex> guard(lock);
     subtables.push_back(*sub);
@@ -52,6 +53,7 @@ SubTable* TableCarrousel::add(std::unique_ptr<SubTable> owned) {
 }
 
 int TableCarrousel::replace_packetized_subtable(SubTable* sub, std::string& packets, unsigned char nSections) {
+  const TableFacts facts = factsOf(packets);
   std::unique_ptr<SubTable> removed;  // freed when the lock is free again
   {
     const boost::lock_guard<boost::mutex> guard(lock);
@@ -61,6 +63,7 @@ int TableCarrousel::replace_packetized_subtable(SubTable* sub, std::string& pack
       removed = remove(*sub);
     } else {
       sub->NewPackets(packets);
+      sub->facts = facts;
       sub->NewNSections(nSections);
       sub->NewPeriod(sub->period);
       sub->repetition = {};
@@ -89,16 +92,8 @@ unsigned int TableCarrousel::GetNumberSubTables() {
 }
 
 StreamedTable TableCarrousel::onAir(const SubTable& sub) {
-  StreamedTable sent;
-  std::string copy;  // looked at when the producer does not wait for it
-  {
-    const boost::lock_guard<boost::mutex> guard(lock);
-    sent.period = sub.period;
-    sent.repetition = sub.repetition;
-    copy = sub.content.bytes();
-  }
-  sent.facts = factsOf(copy);
-  return sent;
+  const boost::lock_guard<boost::mutex> guard(lock);
+  return {sub.period, sub.facts, sub.repetition};
 }
 
 unsigned int TableCarrousel::getBitrate() {
