@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Prints which room of the house leans on which, read from the includes, and fails on an arrow that runs back up.
+With --write PAGE it puts what it prints into that page too, between the page's marks.
 
 A room is a folder without the folders in it. It may include itself and the rooms of the floors below it; rooms of
 one floor do not know one another. What stands above the surface sees of what stands below it only the surface.
 """
 
+import argparse
 import os
 import pathlib
 import re
@@ -69,6 +71,7 @@ INCLUDE = re.compile(r'\s*(?:#\s*)?include\s*(?:"([^"]+)"|<([^>]+)>)')
 GENERATED = re.compile(r"(\w+)_types\.h")  # from the IDL
 IDL = "interface/idl"
 WIDTH = 100
+PLACE = re.compile(r"(?<=<!-- made by scripts/check-arrows.py -->\n```\n).*?(?=```\n<!-- end -->)", re.DOTALL)
 
 
 class House:
@@ -183,9 +186,22 @@ class House:
         return None
 
 
+def with_picture(page, picture):
+    """The text of a page, with the picture in the place that its marks keep for it."""
+    text, places = PLACE.subn(lambda _: picture + "\n", page)
+    if places != 1:
+        raise ValueError(f"the page has {places} places for the picture")
+    return text
+
+
 def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--write", metavar="PAGE", type=pathlib.Path)
+    page = parser.parse_args().write
     house = House(pathlib.Path(__file__).resolve().parent.parent)
     print(house.picture())
+    if page:
+        page.write_text(with_picture(page.read_text(encoding="utf-8"), house.picture()), encoding="utf-8")
     for problem in house.problems:
         print(f"check-arrows: {problem}", file=sys.stderr)
     return 1 if house.problems else 0
