@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Sets up what the program alone needs, builds it, and plays an example to 127.0.0.1:5004 until Ctrl-C:
-# ./demo.sh [dvb-t|atsc]. Further arguments go to `servicemux play`, for example: ./demo.sh atsc --duration 10
+# ./demo.sh [dvb-t|atsc|scrambled]. Further arguments go to `servicemux play`, for example: ./demo.sh atsc --duration 10
 set -euo pipefail
 cd "$(dirname "$0")"
 example=dvb-t
