@@ -9,6 +9,7 @@ install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_di
 
 foreach(header
     servicemux/export.h
+    servicemux/guarded.h
     servicemux/front/serviceMux.h
     servicemux/muxer/ClassicPace.h
     servicemux/muxer/ClassicTurns.h

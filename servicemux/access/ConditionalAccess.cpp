@@ -38,6 +38,22 @@ unsigned int sizeOf(const std::string& data) { return static_cast<unsigned int>(
 
 unsigned short pidOf(std::int32_t field) { return static_cast<unsigned short>(field); }
 
+/// Two mutexes, taken together.
+class SERVICEMUX_SCOPED_LOCK BothLocks {
+ public:
+  BothLocks(boost::mutex& first, boost::mutex& second) SERVICEMUX_ACQUIRE(first, second)
+      : first(first, boost::defer_lock), second(second, boost::defer_lock) {
+    boost::lock(this->first, this->second);
+  }
+  BothLocks(const BothLocks&) = delete;
+  BothLocks& operator=(const BothLocks&) = delete;
+  ~BothLocks() SERVICEMUX_RELEASE() = default;
+
+ private:
+  boost::unique_lock<boost::mutex> first;
+  boost::unique_lock<boost::mutex> second;
+};
+
 /// Queues a set of EMMs at the rate that sends all of it within `spreading` ms.
 void queueEmms(SectionQueue& stream, const std::string& packets, unsigned int spreading) {
   if (packets.empty()) return;
@@ -71,7 +87,7 @@ void ConditionalAccess::setDRMConfig(const vantor::thrift::general::ScramblerCon
   }
 }
 
-/// Removes what the configuration in force has made (CA lock held).
+/// Removes what the configuration in force has made.
 void ConditionalAccess::closeStreams() {
   if (!scramblerConfig.enabled) return;
   if (scramblerConfig.scrambler_type == kFixedPids) {
@@ -87,7 +103,6 @@ void ConditionalAccess::closeStreams() {
   }
 }
 
-/// CA lock held.
 void ConditionalAccess::openLiveEcms() {
   const boost::lock_guard<boost::mutex> liveGuard(liveEcmLock);
   liveEcms.clear();
@@ -106,7 +121,6 @@ void ConditionalAccess::openLiveEcms() {
   }
 }
 
-/// CA lock held.
 void ConditionalAccess::openLiveEmms() {
   const boost::lock_guard<boost::mutex> liveGuard(liveEmmLock);
   liveEmms.clear();
@@ -277,17 +291,13 @@ void ConditionalAccess::setLiveEMM(const EMMItem& emm) {
 
 void ConditionalAccess::clearLiveECMs() {
   log_function(HOST_LOG_WARNING, 0, "[%s]", "clearLiveECMs");
-  boost::unique_lock<boost::mutex> guard(caLock, boost::defer_lock);
-  boost::unique_lock<boost::mutex> liveGuard(liveEmmLock, boost::defer_lock);
-  boost::lock(guard, liveGuard);
+  const BothLocks guard(caLock, liveEmmLock);
   liveEcms.clear();
 }
 
 void ConditionalAccess::clearLiveEMMs() {
   log_function(HOST_LOG_WARNING, 0, "[%s]", "clearLiveEMMs");
-  boost::unique_lock<boost::mutex> guard(caLock, boost::defer_lock);
-  boost::unique_lock<boost::mutex> liveGuard(liveEmmLock, boost::defer_lock);
-  boost::lock(guard, liveGuard);
+  const BothLocks guard(caLock, liveEmmLock);
   liveEmms.clear();
 }
 

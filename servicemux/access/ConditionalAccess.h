@@ -7,6 +7,7 @@
 
 #include "interface/records.h"
 #include "servicemux/export.h"
+#include "servicemux/guarded.h"
 
 namespace vantor {
 
@@ -46,23 +47,21 @@ class SERVICEMUX_API ConditionalAccess {
   void listOnAir(std::vector<TableOnAir>& tables) const;
 
  private:
-  void closeStreams();
-  void openLiveEcms();
-  void openLiveEmms();
+  void closeStreams() SERVICEMUX_REQUIRES(caLock);
+  void openLiveEcms() SERVICEMUX_REQUIRES(caLock);
+  void openLiveEmms() SERVICEMUX_REQUIRES(caLock);
 
   RegistryOwner* const owner;
 
-  // Guarded by caLock; the maps by their own lock too.
-  std::unique_ptr<SimpleTable> caEcm;
-  std::unique_ptr<SectionQueue> caEmm;
-  std::map<unsigned short, std::unique_ptr<SimpleTable>> liveEcms;  // by PID
-  std::map<unsigned short, std::unique_ptr<SectionQueue>> liveEmms;
-  boost::mutex liveEcmLock;
+  std::unique_ptr<SimpleTable> caEcm SERVICEMUX_GUARDED_BY(caLock);
+  std::unique_ptr<SectionQueue> caEmm SERVICEMUX_GUARDED_BY(caLock);
+  std::map<unsigned short, std::unique_ptr<SimpleTable>> liveEcms SERVICEMUX_GUARDED_BY(caLock);  // by PID
+  std::map<unsigned short, std::unique_ptr<SectionQueue>> liveEmms SERVICEMUX_GUARDED_BY(caLock);
+  boost::mutex liveEcmLock;  // the live locks only accompany caLock, which guards the maps
   boost::mutex liveEmmLock;
 
-  // Guarded by caLock.
-  vantor::thrift::general::ScramblerConfig scramblerConfig;
-  mutable boost::mutex caLock;  // before the live locks
+  vantor::thrift::general::ScramblerConfig scramblerConfig SERVICEMUX_GUARDED_BY(caLock);
+  mutable boost::mutex caLock SERVICEMUX_ACQUIRED_BEFORE(liveEcmLock, liveEmmLock);
 };
 
 }  // namespace vantor

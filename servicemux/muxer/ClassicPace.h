@@ -3,6 +3,8 @@
 #include <boost/chrono.hpp>
 #include <cstdint>
 
+#include "servicemux/guarded.h"
+
 namespace vantor {
 
 /// When a stream may send its packets, in the classic pacing: one packet an interval, each due time counted from
@@ -18,9 +20,10 @@ class ClassicPace {
   void setInterval(std::uint64_t ns) { interval = boost::chrono::nanoseconds(ns); }
 
   /// Uses the slot at `now` when it is due: `send` writes a packet and tells whether there was one; it may set the
-  /// interval that leads to the packet after. Lowers `next` to the due time. True when a packet was written.
+  /// interval that leads to the packet after. Lowers `next` to the due time. True when a packet was written. What
+  /// `send` requires is held by whoever calls this with it, and not known here.
   template <typename Send>
-  bool offer(time_point now, time_point& next, Send send) {
+  bool offer(time_point now, time_point& next, Send send) SERVICEMUX_NOT_ANALYSED {
     bool sent = false;
     if (now >= dueTime) {
       sent = send();

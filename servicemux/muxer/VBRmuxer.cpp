@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "interface/host.h"
+#include "servicemux/WaitLock.h"
 #include "servicemux/muxer/SocketSink.h"
 
 namespace vantor {
@@ -27,6 +28,24 @@ constexpr milliseconds kLongestTurn{2};  // of a caller
 constexpr seconds kAlivePeriod{10};
 
 }  // namespace
+
+/// The stream-list mutex, held by a caller. A producer that has stepped back for the sake of waiting callers goes
+/// on behind the first one that gets here.
+class SERVICEMUX_SCOPED_LOCK VBRmuxer::CallerLock {
+ public:
+  explicit CallerLock(VBRmuxer& muxer) SERVICEMUX_ACQUIRE(muxer.streamListMutex) : muxer(muxer) {
+    muxer.callersWaiting.fetch_add(1);
+    muxer.streamListMutex.lock();
+    muxer.callersWaiting.fetch_sub(1);
+    if (muxer.callersTurn.exchange(false)) muxer.producerCondition.notify_one();
+  }
+  CallerLock(const CallerLock&) = delete;
+  CallerLock& operator=(const CallerLock&) = delete;
+  ~CallerLock() SERVICEMUX_RELEASE() { muxer.streamListMutex.unlock(); }
+
+ private:
+  VBRmuxer& muxer;
+};
 
 VBRmuxer::VBRmuxer(int& socket, sockaddr* destination, unsigned int bitrate, unsigned int packetsPerDatagram)
     : VBRmuxer(std::make_unique<SocketSink>(socket, destination), nullptr, bitrate, packetsPerDatagram) {}
@@ -55,7 +74,7 @@ void VBRmuxer::SetBitrate(unsigned int kbps) {
 
 void VBRmuxer::muxerStop() {
   {
-    const auto producerWaits = lockAsCaller();
+    const CallerLock producerWaits(*this);
     const boost::lock_guard<boost::mutex> consumerWaits(consumerMutex);
     stop.store(true);
   }
@@ -68,25 +87,15 @@ MuxerStatistics VBRmuxer::statistics() const {
           sendErrors.get(), ringFullSlots.get(), packetsOverrun.get()};
 }
 
-/// Takes the stream-list mutex for a caller. A producer that has stepped back for the sake of waiting callers goes
-/// on behind the first one that gets here.
-boost::unique_lock<boost::mutex> VBRmuxer::lockAsCaller() {
-  callersWaiting.fetch_add(1);
-  boost::unique_lock<boost::mutex> lock(streamListMutex);
-  callersWaiting.fetch_sub(1);
-  if (callersTurn.exchange(false)) producerCondition.notify_one();
-  return lock;
-}
-
 void VBRmuxer::link(muxed_stream& stream) {
-  const auto lock = lockAsCaller();
+  const CallerLock lock(*this);
   if (!stream.is_linked()) streams.push_back(stream);
   reschedule.store(true);
   producerCondition.notify_one();
 }
 
 void VBRmuxer::unlink(muxed_stream& stream) {
-  const auto lock = lockAsCaller();
+  const CallerLock lock(*this);
   if (stream.is_linked()) streams.erase(streams.iterator_to(stream));
 }
 
@@ -103,7 +112,7 @@ void VBRmuxer::produce(unsigned int watchdog) {
   time_point slotClock = Clock::now();
   time_point lastAlive = slotClock;
   while (!stop.load()) {
-    boost::unique_lock<boost::mutex> lock(streamListMutex);
+    WaitLock lock(streamListMutex);
     letCallerIn(lock);
     if (!waitForSlot(lock, slotClock)) return;
     if (reschedule.exchange(false)) slotClock = Clock::now();
@@ -217,7 +226,7 @@ void VBRmuxer::consumerRun() {
 
 /// Sleeps until there is a packet to take or a flush to do; false once the muxer is stopped.
 bool VBRmuxer::waitForPackets(bool& flushPending) {
-  boost::unique_lock<boost::mutex> lock(consumerMutex);
+  WaitLock lock(consumerMutex);
   while (!stop.load() && filled.load() == 0 && !flush.load()) consumerCondition.wait(lock);
   if (stop.load()) return false;
   if (flush.exchange(false)) flushPending = true;

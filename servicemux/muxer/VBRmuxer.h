@@ -13,6 +13,7 @@
 
 #include "interface/psi/packet.h"
 #include "servicemux/export.h"
+#include "servicemux/guarded.h"
 #include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
 #include "servicemux/muxer/muxed_stream.h"
@@ -59,7 +60,7 @@ class SERVICEMUX_API VBRmuxer {
 
   /// Makes both loops return, whatever they are waiting for; does not wait for them. Any thread that holds
   /// neither a stream's mutex nor the muxer's.
-  void muxerStop();
+  void muxerStop() SERVICEMUX_EXCLUDES(streamListMutex, consumerMutex);
 
   /// The counts so far. Each is exact, but they are not read in one instant. Any thread, no lock.
   [[nodiscard]] MuxerStatistics statistics() const;
@@ -86,15 +87,18 @@ class SERVICEMUX_API VBRmuxer {
     std::atomic<std::uint64_t> value{0};
   };
 
-  boost::unique_lock<boost::mutex> lockAsCaller();
-  void link(muxed_stream& stream);
-  void unlink(muxed_stream& stream);
+  class CallerLock;
+
+  void link(muxed_stream& stream) SERVICEMUX_EXCLUDES(streamListMutex);
+  void unlink(muxed_stream& stream) SERVICEMUX_EXCLUDES(streamListMutex);
 
   void produce(unsigned int watchdog);
-  void letCallerIn(boost::unique_lock<boost::mutex>& lock);
-  bool waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point slotClock);
-  void pollStreams(time_point& slotClock, time_point& earliestDue);
-  bool pollStream(muxed_stream& stream, time_point slotClock, time_point& earliestDue);
+  void letCallerIn(boost::unique_lock<boost::mutex>& lock) SERVICEMUX_REQUIRES(streamListMutex);
+  bool waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point slotClock)
+      SERVICEMUX_REQUIRES(streamListMutex);
+  void pollStreams(time_point& slotClock, time_point& earliestDue) SERVICEMUX_REQUIRES(streamListMutex);
+  bool pollStream(muxed_stream& stream, time_point slotClock, time_point& earliestDue)
+      SERVICEMUX_REQUIRES(streamListMutex);
   void overwrite(unsigned int slot);
   void idleUntil(time_point& slotClock, time_point earliestDue);
   [[nodiscard]] boost::chrono::nanoseconds slotInterval() const;
@@ -108,8 +112,7 @@ class SERVICEMUX_API VBRmuxer {
   // Constant after construction.
   const unsigned int packetsPerDatagram;
 
-  // Guarded by streamListMutex.
-  StreamList streams;
+  StreamList streams SERVICEMUX_GUARDED_BY(streamListMutex);
 
   // Written by SetBitrate. The producer reads the interval for every packet. Nothing reads the bitrate: it is kept
   // beside the interval that follows from it for the sake of the interface.
@@ -120,7 +123,7 @@ class SERVICEMUX_API VBRmuxer {
   const std::unique_ptr<DatagramSink> ownSink;  // for a muxer that was given a socket
   DatagramSink& sink;
 
-  boost::mutex streamListMutex;
+  boost::mutex streamListMutex SERVICEMUX_ACQUIRED_BEFORE(consumerMutex);
   boost::condition_variable producerCondition;  // with streamListMutex
   std::atomic<bool> reschedule{true};
   std::atomic<unsigned int> callersWaiting{0};  // raised before a caller locks streamListMutex, lowered under it

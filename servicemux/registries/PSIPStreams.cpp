@@ -129,12 +129,12 @@ void PSIPStreams::remove(psip_data& psip) {
 }
 
 LocalTimeOffset PSIPStreams::getLocalTimeOffsetInfo() {
-  const boost::lock_guard<boost::recursive_mutex> guard(lock);
+  const boost::lock_guard<Lock> guard(lock);
   return localTimeOffset;
 }
 
 void PSIPStreams::setLocalTimeOffsetInfo(const LocalTimeOffset& lto) {
-  const boost::lock_guard<boost::recursive_mutex> guard(lock);
+  const boost::lock_guard<Lock> guard(lock);
   localTimeOffset = lto;
 }
 

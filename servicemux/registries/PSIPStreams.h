@@ -9,6 +9,7 @@
 #include "interface/psi/tableIds.h"
 #include "interface/records.h"
 #include "servicemux/export.h"
+#include "servicemux/guarded.h"
 #include "servicemux/streams/SttSource.h"
 
 namespace vantor {
@@ -81,6 +82,9 @@ class SERVICEMUX_API PSIPStreams final : public SttSource {
  private:
   using List = boost::intrusive::list<psip_data, boost::intrusive::constant_time_size<true>>;
 
+  /// Boost does not annotate this one.
+  class SERVICEMUX_MUTEX Lock : public boost::recursive_mutex {};
+
   std::string makeSTT();
   std::shared_ptr<TableCarrousel> commonCarrousel();
   template <typename Replace, typename Add>
@@ -91,8 +95,8 @@ class SERVICEMUX_API PSIPStreams final : public SttSource {
   List list;  // in the order of their adding
   unsigned char lastCC;
 
-  boost::recursive_mutex lock;
-  vantor::thrift::dvb_tables::LocalTimeOffset localTimeOffset;  // guarded by lock
+  Lock lock;
+  vantor::thrift::dvb_tables::LocalTimeOffset localTimeOffset SERVICEMUX_GUARDED_BY(lock);
 };
 
 }  // namespace vantor

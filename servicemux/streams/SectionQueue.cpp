@@ -61,7 +61,7 @@ unsigned int SectionQueue::getBitrate() {
 int SectionQueue::get_packet(signed char* packet, time_point now, time_point& next) {
   const boost::lock_guard<boost::mutex> guard(lock);
   if (queue.empty()) return 0;
-  const bool sent = pace.offer(now, next, [&] {
+  const bool sent = pace.offer(now, next, [&]() SERVICEMUX_REQUIRES(lock) {
     if (queue.front().data.isAtBeginning()) begun.begin(now);
     takePacket(packet);
     restamp_cc(packet);
@@ -70,7 +70,7 @@ int SectionQueue::get_packet(signed char* packet, time_point now, time_point& ne
   return sent ? 1 : 0;
 }
 
-/// Takes the front item's next packet (lock held). An item that is through only changes lists: this is the packet
+/// Takes the front item's next packet. An item that is through only changes lists: this is the packet
 /// path, which frees no memory.
 void SectionQueue::takePacket(signed char* packet) {
   queued_data& front = queue.front();
@@ -80,14 +80,12 @@ void SectionQueue::takePacket(signed char* packet) {
   adoptRate(front.rate);
 }
 
-/// Lock held.
 void SectionQueue::adoptRate(unsigned int newRate) {
   if (newRate == 0 || newRate == rate) return;
   rate = newRate;
   recalculate_timing();
 }
 
-/// Lock held.
 void SectionQueue::recalculate_timing() { pace.setInterval(classic::queueInterval(rate)); }
 
 }  // namespace vantor

@@ -4,6 +4,7 @@
 #include <list>
 #include <string>
 
+#include "servicemux/guarded.h"
 #include "servicemux/muxer/ClassicPace.h"
 #include "servicemux/muxer/muxed_stream.h"
 #include "servicemux/streams/Repetition.h"
@@ -27,10 +28,10 @@ class SERVICEMUX_API SectionQueue : public muxed_stream {
 
   /// Appends a copy of `data`, whole packets; nothing when it is empty. `rate` in bit/s, 0 to keep the current one.
   /// Any thread that holds no stream's mutex.
-  void queue_section(const std::string& data, unsigned int rate);
+  void queue_section(const std::string& data, unsigned int rate) SERVICEMUX_EXCLUDES(lock);
 
   /// Drops all that has not been sent. Any thread that holds no stream's mutex.
-  void clear_queue();
+  void clear_queue() SERVICEMUX_EXCLUDES(lock);
 
   /// How often an item has begun to leave since construction or the last clear_queue(). Any thread.
   [[nodiscard]] Repetition sendings();
@@ -45,16 +46,15 @@ class SERVICEMUX_API SectionQueue : public muxed_stream {
   };
   using Items = std::list<queued_data>;
 
-  void takePacket(signed char* packet);
-  void adoptRate(unsigned int newRate);
-  void recalculate_timing();
+  void takePacket(signed char* packet) SERVICEMUX_REQUIRES(lock);
+  void adoptRate(unsigned int newRate) SERVICEMUX_REQUIRES(lock);
+  void recalculate_timing() SERVICEMUX_REQUIRES(lock);
 
-  // Guarded by lock.
-  Items queue;
-  Items sent;         // kept for the next caller to free, away from the producer
-  unsigned int rate;  // bit/s
-  ClassicPace pace;
-  Repetition begun;
+  Items queue SERVICEMUX_GUARDED_BY(lock);
+  Items sent SERVICEMUX_GUARDED_BY(lock);         // kept for the next caller to free, away from the producer
+  unsigned int rate SERVICEMUX_GUARDED_BY(lock);  // bit/s
+  ClassicPace pace SERVICEMUX_GUARDED_BY(lock);
+  Repetition begun SERVICEMUX_GUARDED_BY(lock);
 
   boost::mutex lock;
 };

@@ -67,7 +67,7 @@ unsigned int SimpleTable::getBitrate() {
 int SimpleTable::get_packet(signed char* packet, time_point now, time_point& next) {
   const boost::lock_guard<boost::mutex> guard(lock);
   if (content.empty()) return 0;
-  const bool sent = pace.offer(now, next, [&] {
+  const bool sent = pace.offer(now, next, [&]() SERVICEMUX_REQUIRES(lock) {
     if (content.isAtBeginning()) repetition.begin(now);
     content.take(packet);
     restamp_cc(packet);
@@ -76,7 +76,6 @@ int SimpleTable::get_packet(signed char* packet, time_point now, time_point& nex
   return sent ? 1 : 0;
 }
 
-/// Lock held.
 void SimpleTable::recalculate_timing() {
   const classic::TablePace asked = classic::tablePace(content.bytes().size(), period);
   bitrate = asked.bitrate;

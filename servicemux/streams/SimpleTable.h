@@ -4,6 +4,7 @@
 #include <boost/thread/mutex.hpp>
 #include <string>
 
+#include "servicemux/guarded.h"
 #include "servicemux/muxer/ClassicPace.h"
 #include "servicemux/muxer/muxed_stream.h"
 #include "servicemux/streams/Repetition.h"
@@ -26,14 +27,15 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
 
   /// Puts a table on air at once. The stream swaps it with what it held, so the caller gets the previous packets
   /// back; an empty string clears the stream. Any thread that holds no stream's mutex.
-  void new_packetized_table(std::string& packets);
+  void new_packetized_table(std::string& packets) SERVICEMUX_EXCLUDES(lock);
 
   /// The same, and remembers the table's version and size in bytes for the owner. One caller at a time.
-  void new_packetized_table_with_metadata(std::string& packets, unsigned char version, unsigned int size);
+  void new_packetized_table_with_metadata(std::string& packets, unsigned char version, unsigned int size)
+      SERVICEMUX_EXCLUDES(lock);
 
   /// Takes the table off air. Version and bitrate stay as they were. Any thread that holds no stream's mutex.
   /// Returns 0.
-  int clear_packetized_table();
+  int clear_packetized_table() SERVICEMUX_EXCLUDES(lock);
 
   /// The version of the table set last. Any thread.
   unsigned char metadataVersion() const;
@@ -47,19 +49,17 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
   [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
 
  private:
-  void recalculate_timing();
+  void recalculate_timing() SERVICEMUX_REQUIRES(lock);
 
   // Written by the owner, read by displays too.
   std::atomic<unsigned int> size{0};
   std::atomic<unsigned char> version{0};
 
-  // Guarded by lock.
-  TableContent content;
-  TableFacts facts;  // of the content
-  ClassicPace pace;
-  unsigned int bitrate = 0;  // bit/s
-  unsigned int period;       // ms
-  Repetition repetition;
+  TableContent content SERVICEMUX_GUARDED_BY(lock);
+  ClassicPace pace SERVICEMUX_GUARDED_BY(lock);
+  unsigned int bitrate SERVICEMUX_GUARDED_BY(lock) = 0;  // bit/s
+  unsigned int period SERVICEMUX_GUARDED_BY(lock);       // ms
+  Repetition repetition SERVICEMUX_GUARDED_BY(lock);
 
   boost::mutex lock;
 };

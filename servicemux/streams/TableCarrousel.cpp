@@ -104,10 +104,10 @@ unsigned int TableCarrousel::getBitrate() {
 int TableCarrousel::get_packet(signed char* packet, time_point now, time_point& next) {
   const boost::lock_guard<boost::mutex> guard(lock);
   if (subtables.empty()) return 0;
-  return pace.offer(now, next, [&] { return sendPacket(packet, now); }) ? 1 : 0;
+  return pace.offer(now, next, [&]() SERVICEMUX_REQUIRES(lock) { return sendPacket(packet, now); }) ? 1 : 0;
 }
 
-/// Uses the slot (lock held): sends the current subtable's next packet, or only chooses a subtable when the current
+/// Uses the slot: sends the current subtable's next packet, or only chooses a subtable when the current
 /// one was removed.
 bool TableCarrousel::sendPacket(signed char* packet, time_point now) {
   if (current == nullptr) {
@@ -125,13 +125,13 @@ bool TableCarrousel::takePacket(SubTable& sub, signed char* packet, time_point n
   return turns.change(sub, [&] { return sub.GetSubtablePacket(packet); });
 }
 
-/// Makes the subtable current whose turn it is, the first of the list when none is overdue (lock held).
+/// Makes the subtable current whose turn it is, the first of the list when none is overdue.
 void TableCarrousel::GetNextTable(time_point now) {
   ClassicTurn* const turn = turns.choose(current, now);
   current = turn == nullptr ? &subtables.front() : static_cast<SubTable*>(turn);
 }
 
-/// Takes a subtable out (lock held) and hands it to whoever is to free it.
+/// Takes a subtable out and hands it to whoever is to free it.
 std::unique_ptr<SubTable> TableCarrousel::remove(SubTable& sub) {
   if (current == &sub) current = nullptr;
   turns.remove(sub);
@@ -139,7 +139,7 @@ std::unique_ptr<SubTable> TableCarrousel::remove(SubTable& sub) {
   return std::unique_ptr<SubTable>(&sub);
 }
 
-/// Links the carousel when it holds a subtable and unlinks it when it does not (lock not held). Another thread may
+/// Links the carousel when it holds a subtable and unlinks it when it does not. Another thread may
 /// add a first subtable or clear the last one meanwhile, so whoever changed the link looks again: the last change
 /// of the link then agrees with the last change of the content.
 void TableCarrousel::linkWhileFilled() {
@@ -153,7 +153,6 @@ void TableCarrousel::linkWhileFilled() {
   } while (filled != (GetNumberSubTables() != 0));
 }
 
-/// Lock held.
 void TableCarrousel::recalculate_timing() { pace.setInterval(classic::carrouselInterval(totalBitrate)); }
 
 }  // namespace vantor

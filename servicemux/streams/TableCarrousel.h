@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "servicemux/guarded.h"
 #include "servicemux/muxer/ClassicPace.h"
 #include "servicemux/muxer/ClassicTurns.h"
 #include "servicemux/muxer/muxed_stream.h"
@@ -29,25 +30,27 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
   /// Adds a subtable that repeats `packets` (swapped in) every `period` ms. Null, with nothing changed, for an
   /// empty string or a period below 25 ms.
   [[nodiscard]] SubTable* new_packetized_subtable(std::string& packets, unsigned int period,
-                                                  unsigned char nSections);
+                                                  unsigned char nSections) SERVICEMUX_EXCLUDES(lock);
 
   /// Adds a subtable whose packet `registry` makes at each sending. Null for a period below 25 ms.
-  [[nodiscard]] SubTable* new_packetized_subtable(unsigned int period, SttSource* registry);
+  [[nodiscard]] SubTable* new_packetized_subtable(unsigned int period, SttSource* registry)
+      SERVICEMUX_EXCLUDES(lock);
 
   /// Replaces a subtable's packets (the caller gets the old ones) in its place, with its period and due time; an
   /// empty string removes it. Returns 0, or -1 for a subtable that is in no carousel.
-  int replace_packetized_subtable(SubTable* sub, std::string& packets, unsigned char nSections);
+  int replace_packetized_subtable(SubTable* sub, std::string& packets, unsigned char nSections)
+      SERVICEMUX_EXCLUDES(lock);
 
   /// Returns 0 when the subtable is in a carousel, else -1.
-  int replace_packetized_subtable(SubTable* sub);
+  int replace_packetized_subtable(SubTable* sub) SERVICEMUX_EXCLUDES(lock);
 
   /// Removes and deletes a subtable. Returns 0, or -1 for one that is in no carousel.
-  int clear_packetized_subtable(SubTable* sub);
+  int clear_packetized_subtable(SubTable* sub) SERVICEMUX_EXCLUDES(lock);
 
-  [[nodiscard]] unsigned int GetNumberSubTables();
+  [[nodiscard]] unsigned int GetNumberSubTables() SERVICEMUX_EXCLUDES(lock);
 
   /// What is on air of one subtable and how often it has been sent.
-  [[nodiscard]] StreamedTable onAir(const SubTable& sub);
+  [[nodiscard]] StreamedTable onAir(const SubTable& sub) SERVICEMUX_EXCLUDES(lock);
 
   unsigned int getBitrate() override;
   [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
@@ -56,20 +59,19 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
   using SubTableList =
       boost::intrusive::list<SubTable, boost::intrusive::base_hook<subtable_hook>,
                              boost::intrusive::constant_time_size<true>, boost::intrusive::size_type<unsigned int>>;
-  SubTable* add(std::unique_ptr<SubTable> owned);
-  std::unique_ptr<SubTable> remove(SubTable& sub);
-  void linkWhileFilled();
-  bool sendPacket(signed char* packet, time_point now);
-  bool takePacket(SubTable& sub, signed char* packet, time_point now);
-  void GetNextTable(time_point now);
-  void recalculate_timing();
+  SubTable* add(std::unique_ptr<SubTable> owned) SERVICEMUX_EXCLUDES(lock);
+  std::unique_ptr<SubTable> remove(SubTable& sub) SERVICEMUX_REQUIRES(lock);
+  void linkWhileFilled() SERVICEMUX_EXCLUDES(lock);
+  bool sendPacket(signed char* packet, time_point now) SERVICEMUX_REQUIRES(lock);
+  bool takePacket(SubTable& sub, signed char* packet, time_point now) SERVICEMUX_REQUIRES(lock);
+  void GetNextTable(time_point now) SERVICEMUX_REQUIRES(lock);
+  void recalculate_timing() SERVICEMUX_REQUIRES(lock);
 
-  // Guarded by lock.
-  SubTableList subtables;         // in the order of their adding
-  SubTable* current = nullptr;    // being sent, null when it was removed
-  unsigned int totalBitrate = 0;  // bit/s
-  ClassicPace pace;               // of the slots
-  ClassicTurns turns;             // of the same subtables
+  SubTableList subtables SERVICEMUX_GUARDED_BY(lock);         // in the order of their adding
+  SubTable* current SERVICEMUX_GUARDED_BY(lock) = nullptr;    // being sent, null when it was removed
+  unsigned int totalBitrate SERVICEMUX_GUARDED_BY(lock) = 0;  // bit/s
+  ClassicPace pace SERVICEMUX_GUARDED_BY(lock);               // of the slots
+  ClassicTurns turns SERVICEMUX_GUARDED_BY(lock);             // of the same subtables
 
   boost::mutex lock;
 };

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <boost/thread/lock_guard.hpp>
-#include <boost/thread/lock_types.hpp>
 
 #include "interface/converters/owned.h"
 #include "interface/host.h"
 #include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
 #include "interface/psi/tableIds.h"
+#include "servicemux/WaitLock.h"
 #include "servicemux/muxer/classicRates.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/output/TableOnAir.h"
@@ -59,7 +59,7 @@ void TimeTables::setLocalTimeOffsetTable(const std::vector<dvbpsi_local_time_off
   totSections = offsets.empty() ? nullptr : makeTot(kTotTableId, offsets);
 }
 
-/// With the time that was read last, which the updater overwrites before it sends the table (lock held).
+/// With the time that was read last, which the updater overwrites before it sends the table.
 SectionChain TimeTables::makeTot(unsigned char tableId,
                                  const std::vector<dvbpsi_local_time_offset_s>& offsets) const {
   const TotTable tot(dvbpsi_tot_new(tableId, 0, 0, true, static_cast<std::uint64_t>(lastUTCTime)));
@@ -67,8 +67,11 @@ SectionChain TimeTables::makeTot(unsigned char tableId,
   return generateSections(*tot);
 }
 
+/// For the owner's thread, which alone takes the queue away: without the mutex it still finds it.
+SectionQueue& TimeTables::ownersQueue() { return *timeQueue; }
+
 void TimeTables::clearLocalTimeOffsetTable() {
-  timeQueue->clear_queue();
+  ownersQueue().clear_queue();
   const boost::lock_guard<boost::mutex> guard(timeMutex);
   tdtSections.reset();
   totSections.reset();
@@ -88,7 +91,7 @@ std::string TimeTables::updateUTC(long long utc, dvbpsi_psi_section_s* section) 
 void TimeTables::timeUpdateFct() {
   Clock::time_point deadline = Clock::now();
   while (!stop.load()) {
-    boost::unique_lock<boost::mutex> lock(timeMutex);
+    WaitLock lock(timeMutex);
     update();
     // From the previous deadline and not from now: the period holds however long the update takes.
     deadline += boost::chrono::milliseconds(owner->insertionPeriods().timeUpdater);
@@ -97,7 +100,7 @@ void TimeTables::timeUpdateFct() {
   }
 }
 
-/// Sends the time if it is known and has changed (lock held).
+/// Sends the time if it is known and has changed.
 void TimeTables::update() {
   if (IsSystemTimeSet() != 0) return;
   const long long utc = GetUTCTime();
@@ -126,7 +129,7 @@ void TimeTables::dropQueue() {
 
 void TimeTables::listOnAir(std::vector<TableOnAir>& tables) {
   const boost::lock_guard<boost::mutex> guard(timeMutex);
-  const auto add = [&](const SectionChain& sections) {
+  const auto add = [&](const SectionChain& sections) SERVICEMUX_REQUIRES(timeMutex) {
     if (!sections) return;
     std::string packets;
     packetize(kTimePid, 0, packets, sections.get());

@@ -9,6 +9,7 @@
 
 #include "interface/dvbpsi.h"
 #include "servicemux/export.h"
+#include "servicemux/guarded.h"
 #include "servicemux/sections/SectionChain.h"
 
 namespace vantor {
@@ -55,17 +56,19 @@ class SERVICEMUX_API TimeTables {
   static std::string updateUTC(long long utc, dvbpsi_psi_section_s* section);
 
  private:
-  void update();
+  void update() SERVICEMUX_REQUIRES(timeMutex);
+  SectionQueue& ownersQueue() SERVICEMUX_NOT_ANALYSED;
   [[nodiscard]] SectionChain makeTot(unsigned char tableId,
-                                     const std::vector<dvbpsi_local_time_offset_s>& offsets) const;
+                                     const std::vector<dvbpsi_local_time_offset_s>& offsets) const
+      SERVICEMUX_REQUIRES(timeMutex);
 
   RegistryOwner* const owner;
 
-  // Guarded by timeMutex. The queue is thread-safe by itself; it goes away under the mutex.
-  SectionChain tdtSections;
-  SectionChain totSections;
-  long long lastUTCTime = 0;  // as GetUTCTime gives it
-  std::unique_ptr<SectionQueue> timeQueue;
+  SectionChain tdtSections SERVICEMUX_GUARDED_BY(timeMutex);
+  SectionChain totSections SERVICEMUX_GUARDED_BY(timeMutex);
+  long long lastUTCTime SERVICEMUX_GUARDED_BY(timeMutex) = 0;  // as GetUTCTime gives it
+  // Thread-safe by itself; it goes away under the mutex.
+  std::unique_ptr<SectionQueue> timeQueue SERVICEMUX_GUARDED_BY(timeMutex);
 
   std::atomic<bool> stop{false};            // set under timeMutex, so that the updater does not miss it
   boost::condition_variable timeCondition;  // with timeMutex
