@@ -79,8 +79,7 @@ TEST(CapturedServices, APmtThatThePatHasElsewhereIsLeftOut) {
   const Capture capture = readTransportStream(stream);
   EXPECT_THAT(capture.tables.pmts, IsEmpty());
   EXPECT_EQ(capture.imports.count({0x02, 1, 0x101}), 0U);
-  EXPECT_THAT(capture.leftOut,
-              ElementsAre("PMT of program 1 left out: 0x0101 is not the PID 0x0200 that the PAT gives it"));
+  EXPECT_THAT(capture.leftOut, ElementsAre("PMT 1 left out: 0x0101 is not the PID 0x0200 that the PAT gives it"));
 }
 
 TEST(CapturedServices, SdtOthersAreToldApartByStreamAndNetwork) {
@@ -283,9 +282,8 @@ TEST(CapturedServices, ATableThatCannotBeSentIsLeftOutWithTheReason) {
   const Capture capture = readSections(section + section);
   EXPECT_THAT(capture.tables.eitPf, IsEmpty());
   EXPECT_THAT(capture.unfinished, IsEmpty());
-  EXPECT_THAT(capture.leftOut,
-              ElementsAre("EIT p/f actual of service 7 left out: /events/0/descriptors: 4066 bytes "
-                          "do not fit in a section"));
+  EXPECT_THAT(capture.leftOut, ElementsAre("EIT p/f actual 7 left out: /events/0/descriptors: 4066 bytes "
+                                           "do not fit in a section"));
 }
 
 TEST(CapturedServices, SectionsWhoseContentsDoNotAddUpAreCounted) {

@@ -8,7 +8,6 @@
 #include <sstream>
 #include <tuple>
 
-#include "programs/tables/kinds/tableName.h"
 #include "programs/tables/sections/SectionAssembler.h"
 #include "programs/tables/sets/inputFile.h"
 #include "programs/tables/sets/tableSetJson.h"
@@ -140,7 +139,8 @@ std::string normalised(const Section& section) {
 }
 
 std::string nameOf(const Subtable& subtable) {
-  return tableName(static_cast<std::uint8_t>(std::get<0>(subtable))) + " " + std::to_string(std::get<1>(subtable));
+  return psi::tableTypeName(static_cast<std::uint8_t>(std::get<0>(subtable))) + " " +
+         std::to_string(std::get<1>(subtable));
 }
 
 /// Of a file of sections, whose PAT does not name it.
