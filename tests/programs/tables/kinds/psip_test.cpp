@@ -272,7 +272,7 @@ TEST(PsipCapture, SttIsTurnedOnAndWhatItAnnouncedIsNamed) {
   EXPECT_EQ(capture.tables.stt, LocalTime());
   EXPECT_THAT(capture.leftOut, ElementsAre("ATSC STT: daylight_savings 0x9d02 left out: a time_zone of /atsc/stt "
                                            "gives it again; descriptors left out"));
-  EXPECT_EQ(capture.imports.at({0xCD}).rewrites, 0U);
+  EXPECT_EQ(capture.imports.at({{0xCD, 0, 0, 0}, 0}).rewrites, 0U);
 }
 
 TEST(PsipCapture, TablesOnAnotherPidAreLeft) {

@@ -208,11 +208,11 @@ TEST_F(RealCaptures, AtscTablesComeBackSectionBySection) { expectUnchanged("atsc
 
 TEST_F(RealCaptures, TheirVersionsAreCounted) {
   const auto file = readInputFile(captureDirectory() / "dvb-table-updates.ts");
-  EXPECT_EQ(file.capture->imports.at({0x00}).versions, 3U);
-  EXPECT_EQ(file.capture->imports.at({0x01}).versions, 1U);
-  EXPECT_EQ(file.capture->imports.at({0x40}).versions, 3U);
-  EXPECT_EQ(file.capture->imports.at({0x42}).versions, 5U);
-  EXPECT_EQ(file.capture->imports.at({0x02, 1, 32}).versions, 1U);
+  EXPECT_EQ(file.capture->imports.at({{0x00, 0, 0, 0}, 0}).versions, 3U);
+  EXPECT_EQ(file.capture->imports.at({{0x01, 0, 0, 0}, 0}).versions, 1U);
+  EXPECT_EQ(file.capture->imports.at({{0x40, 0, 0, 0}, 0}).versions, 3U);
+  EXPECT_EQ(file.capture->imports.at({{0x42, 0, 0, 0}, 0}).versions, 5U);
+  EXPECT_EQ(file.capture->imports.at({{0x02, 1, 0, 0}, 32}).versions, 1U);
 }
 
 TEST_F(RealCaptures, TheirSectionsAreCounted) {
