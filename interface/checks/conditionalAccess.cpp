@@ -15,13 +15,12 @@ constexpr std::int32_t kSections = 0;
 constexpr std::int32_t kPackets = 1;
 constexpr std::int32_t kFixedPids = 0;
 constexpr std::int32_t kSimulcrypt = 3;
-constexpr std::size_t kPacketSize = 188;
 
 /// Of the section that the bytes begin with, header included.
 std::size_t sectionSize(std::string_view bytes) {
-  const unsigned high = static_cast<unsigned char>(bytes[1]) & 0x0F;
+  const unsigned high = static_cast<unsigned char>(bytes[1]);
   const unsigned low = static_cast<unsigned char>(bytes[2]);
-  return kSectionHeaderSize + (high << 8 | low);
+  return kSectionHeaderSize + ((high << 8 | low) & kSectionLengthMask);
 }
 
 /// True when the bytes are whole sections back to back.

@@ -3,15 +3,11 @@
 #include "interface/converters/check.h"
 #include "interface/converters/optionals.h"
 #include "interface/converters/owned.h"
+#include "interface/psi/tableIds.h"
 
 namespace vantor::thrift::dvb_tables {
 
 namespace {
-
-// EN 300 468, table 2.
-constexpr int kFirstEitTableId = 0x4E;
-constexpr int kFirstScheduleTableId = 0x50;
-constexpr int kLastEitTableId = 0x6F;
 
 /// One event after the other, as they fit.
 bool fitsPacked(const Field& eit, const EIT& record) {
@@ -58,11 +54,11 @@ bool fitsSchedule(const Field& eit, const EIT& record) {
 
 bool fitsSections(const Field& eit, const EIT& record) {
   if (record.sectioning != EITSectioning::STANDARD) return fitsPacked(eit, record);
-  if (record.table_id < kFirstEitTableId || record.table_id > kLastEitTableId)
-    return eit["table_id"].refuse(hex(record.table_id), "is none of " + hex(kFirstEitTableId) + " to " +
-                                                            hex(kLastEitTableId) +
+  if (record.table_id < kEitPfActualTableId || record.table_id > kEitScheduleOtherLast)
+    return eit["table_id"].refuse(hex(record.table_id), "is none of " + hex(kEitPfActualTableId) + " to " +
+                                                            hex(kEitScheduleOtherLast) +
                                                             ", which STANDARD sectioning is for");
-  return record.table_id < kFirstScheduleTableId ? fitsPresentFollowing(eit, record) : fitsSchedule(eit, record);
+  return record.table_id < kEitScheduleActualFirst ? fitsPresentFollowing(eit, record) : fitsSchedule(eit, record);
 }
 
 bool canBeSent(const Field& field, const EITEvent& event) {

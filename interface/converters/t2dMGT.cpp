@@ -2,14 +2,13 @@
 
 #include "interface/converters/atscTables.h"
 #include "interface/converters/owned.h"
+#include "interface/psi/tableIds.h"
 
 namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-// ATSC A/65 clause 6.2.
-constexpr std::uint8_t kTableId = 0xC7;
-constexpr std::uint16_t kTableIdExtension = 0;
+constexpr std::uint16_t kTableIdExtension = 0;  // ATSC A/65 clause 6.2
 
 bool fitsSections(const Field& mgt, const MGT& record) {
   SectionCount sections(kMgtRoom);
@@ -41,7 +40,7 @@ std::optional<Refusal> check(const MGT& record) { return refusalOf(record, &canB
 
 dvbpsi_atsc_mgt_t* t2dMGT(const MGT& record) {
   if (isRefused("MGT", check(record))) return nullptr;
-  MgtTable mgt(dvbpsi_atsc_NewMGT(kTableId, kTableIdExtension, versionByte(record.version_number),
+  MgtTable mgt(dvbpsi_atsc_NewMGT(kMgtTableId, kTableIdExtension, versionByte(record.version_number),
                                   static_cast<std::uint8_t>(record.protocol_version),
                                   record.current_next_indicator));
   if (!mgt) return nullptr;

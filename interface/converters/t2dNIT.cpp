@@ -3,12 +3,11 @@
 #include <memory>
 
 #include "interface/converters/check.h"
+#include "interface/psi/tableIds.h"
 
 namespace vantor::thrift::dvb_tables {
 
 namespace {
-
-constexpr std::uint8_t kNitActualTableId = 0x40;  // EN 300 468, table 2
 
 bool fitsSections(const Field& nit, const NIT& record) {
   SectionCount sections(kNitRoom);

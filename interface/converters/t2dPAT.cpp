@@ -8,9 +8,6 @@ namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-/// What the sections of a PAT are generated with.
-constexpr std::size_t kProgramsPerSection = 100;
-
 bool canBeSent(const Field& pat, const PAT& record) {
   if (!inRange(pat["transport_stream_id"], record.transport_stream_id, kMax16Bits)) return false;
   if (!isVersion(pat["version_number"], record.version_number)) return false;
@@ -20,7 +17,7 @@ bool canBeSent(const Field& pat, const PAT& record) {
     if (!inRange(program["pid"], record.programs[i].pid, kMaxPid)) return false;
   }
   return fitsSectionCount(pat["programs"],
-                          (record.programs.size() + kProgramsPerSection - 1) / kProgramsPerSection);
+                          (record.programs.size() + kProgramsPerPatSection - 1) / kProgramsPerPatSection);
 }
 
 }  // namespace

@@ -7,14 +7,10 @@ namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-// ISO/IEC 13818-1 clause 2.4.4.8.
-constexpr std::size_t kFixedSize = kSectionOverhead + 4;  // PCR_PID and program_info_length
-constexpr std::size_t kStreamHead = 5;                    // up to ES_info_length
-
 /// A program has one section, whose length keeps the loops inside their length fields too.
 bool fitsSection(const Field& pmt, const PMT& record) {
-  std::size_t size = kFixedSize + wireSize(record.descriptors);
-  for (const PMTStream& stream : record.streams) size += kStreamHead + wireSize(stream.descriptors);
+  std::size_t size = kSectionOverhead + kPmtHead + wireSize(record.descriptors);
+  for (const PMTStream& stream : record.streams) size += kPmtStreamHead + wireSize(stream.descriptors);
   return size <= kMaxSectionSize || pmt.refuse("needs " + std::to_string(size) + " bytes, more than the " +
                                                std::to_string(kMaxSectionSize) + " of its one section");
 }

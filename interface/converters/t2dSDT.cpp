@@ -3,12 +3,11 @@
 #include "interface/converters/check.h"
 #include "interface/converters/optionals.h"
 #include "interface/converters/owned.h"
+#include "interface/psi/tableIds.h"
 
 namespace vantor::thrift::dvb_tables {
 
 namespace {
-
-constexpr std::uint8_t kSdtActualTableId = 0x42;  // EN 300 468, table 2
 
 bool fitsSections(const Field& sdt, const SDT& record) {
   SectionCount sections(kSdtRoom);

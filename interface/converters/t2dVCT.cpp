@@ -3,14 +3,11 @@
 #include "interface/converters/atscTables.h"
 #include "interface/converters/owned.h"
 #include "interface/converters/utf16.h"
+#include "interface/psi/tableIds.h"
 
 namespace vantor::thrift::dvb_tables {
 
 namespace {
-
-// ATSC A/65 table 4.1.
-constexpr int kTerrestrial = 0xC8;
-constexpr int kCable = 0xC9;
 
 /// Code units that short_name has on the wire; a shorter one is filled up with zeros.
 constexpr std::size_t kShortNameUnits = 7;
@@ -46,10 +43,10 @@ bool canBeSent(const Field& field, const VCTChannel& channel) {
 }
 
 bool canBeSent(const Field& vct, const VCT& record) {
-  if (record.table_id != kTerrestrial && record.table_id != kCable)
+  if (record.table_id != kTerrestrialVctTableId && record.table_id != kCableVctTableId)
     return vct["table_id"].refuse(
         std::to_string(record.table_id),
-        "is neither " + hex(kTerrestrial) + ", terrestrial, nor " + hex(kCable) + ", cable");
+        "is neither " + hex(kTerrestrialVctTableId) + ", terrestrial, nor " + hex(kCableVctTableId) + ", cable");
   if (!inRange(vct["transport_stream_id"], record.transport_stream_id, kMax16Bits)) return false;
   if (!isVersion(vct["version_number"], record.version_number)) return false;
   if (!inRange(vct["protocol_version"], record.protocol_version, kMax8Bits)) return false;
@@ -90,10 +87,10 @@ std::optional<Refusal> check(const VCT& record) { return refusalOf(record, &canB
 
 dvbpsi_atsc_vct_t* t2dVCT(const VCT& record) {
   if (isRefused("VCT", check(record))) return nullptr;
-  VctTable vct(dvbpsi_atsc_NewVCT(static_cast<std::uint8_t>(record.table_id),
-                                  static_cast<std::uint16_t>(record.transport_stream_id),
-                                  static_cast<std::uint8_t>(record.protocol_version), record.table_id == kCable,
-                                  versionByte(record.version_number), record.current_next_indicator));
+  VctTable vct(dvbpsi_atsc_NewVCT(
+      static_cast<std::uint8_t>(record.table_id), static_cast<std::uint16_t>(record.transport_stream_id),
+      static_cast<std::uint8_t>(record.protocol_version), record.table_id == kCableVctTableId,
+      versionByte(record.version_number), record.current_next_indicator));
   if (!vct) return nullptr;
   dvbpsi_atsc_vct_channel_t** end = &vct->p_first_channel;
   for (const VCTChannel& channel : record.channels) {

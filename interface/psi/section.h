@@ -16,12 +16,17 @@ constexpr std::size_t kCrcSize = 4;
 constexpr std::uint8_t kSectionSyntax = 0x80;
 constexpr std::uint8_t kReservedFutureUse = 0x40;
 constexpr unsigned int kSectionLengthMask = 0x0FFF;
+constexpr std::uint8_t kCurrentNext = 0x01;  // of the byte at kVersionOffset
 
 /// Where the fields of the long header begin.
 constexpr std::size_t kExtensionOffset = 3;
 constexpr std::size_t kVersionOffset = 5;  // version_number and current_next_indicator
 constexpr std::size_t kSectionNumberOffset = 6;
 constexpr std::size_t kLastSectionNumberOffset = 7;
+
+/// A TDT and a TOT up to descriptors_loop_length, EN 300 468 clauses 5.2.5 and 5.2.6; UTC_time is the same in both.
+constexpr std::size_t kTdtSize = 8;
+constexpr std::size_t kTotHead = kTdtSize + 2;
 
 /// The greatest section_length there is, of private sections and EITs.
 constexpr std::size_t kMaxSectionLength = 4093;

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "interface/psi/section.h"
+
 /// How tables are divided into sections. The converters and the makers of sections both go by this file, so that
 /// whatever a converter accepts can also be divided.
 
@@ -16,7 +18,7 @@ constexpr std::size_t kMaxSections = 256;
 constexpr std::size_t kMaxSectionSize = 1024;
 
 /// Bytes of a section with the long header around its payload: the header up to last_section_number, and CRC_32.
-constexpr std::size_t kSectionOverhead = 12;
+constexpr std::size_t kSectionOverhead = kLongSectionHeaderSize + kCrcSize;
 
 /// What one section of a table can hold. An item is never divided.
 struct SectionRoom {
@@ -24,20 +26,32 @@ struct SectionRoom {
   std::size_t itemHead;  ///< bytes of an item before its descriptors
 };
 
+// ISO/IEC 13818-1 clause 2.4.4.3. How many programs a section has at most is the choice of this system.
+constexpr std::size_t kPatProgramSize = 4;
+constexpr std::size_t kProgramsPerPatSection = 100;
+// Clause 2.4.4.8: PCR_PID and program_info_length, and a stream up to ES_info_length.
+constexpr std::size_t kPmtHead = 4;
+constexpr std::size_t kPmtStreamHead = 5;
 // ISO/IEC 13818-1 clause 2.4.4.6: descriptors alone.
 constexpr SectionRoom kCatRoom{kMaxSectionSize - kSectionOverhead, 0};
 // EN 300 468 clause 5.2.1: the lengths of two loops around network descriptors, which come first, and streams.
 constexpr SectionRoom kNitRoom{kMaxSectionSize - kSectionOverhead - 4, 6};
 // Clause 5.2.3: original_network_id and a reserved byte before the services.
-constexpr SectionRoom kSdtRoom{kMaxSectionSize - kSectionOverhead - 3, 5};
-// Clause 5.2.4: 6 bytes before the events. Sections may have 4096 bytes, but libdvbpsi begins another above 4094.
-constexpr SectionRoom kEitRoom{4094 - kSectionOverhead - 6, 12};
+constexpr std::size_t kSdtHead = 3;
+constexpr SectionRoom kSdtRoom{kMaxSectionSize - kSectionOverhead - kSdtHead, 5};
+// Clause 5.2.4: transport_stream_id, original_network_id, segment_last_section_number and last_table_id before the
+// events. Sections may have 4096 bytes, but libdvbpsi begins another above 4094.
+constexpr std::size_t kEitSegmentLastOffset = 4;
+constexpr std::size_t kEitLastTableIdOffset = 5;
+constexpr std::size_t kEitHead = 6;
+constexpr SectionRoom kEitRoom{4094 - kSectionOverhead - kEitHead, 12};
 
 /// Bytes of a whole MGT section, ATSC A/65 clause 6.2.
 constexpr std::size_t kMaxMgtSectionSize = 4096;
-// ATSC A/65 clause 6.2: protocol_version, tables_defined and the length of the MGT's own descriptors, which come
-// last.
-constexpr SectionRoom kMgtRoom{kMaxMgtSectionSize - kSectionOverhead - 5, 11};
+// ATSC A/65 clause 6.2: protocol_version and tables_defined before the tables, and behind them the length of the
+// MGT's own descriptors.
+constexpr std::size_t kMgtHead = 3;
+constexpr SectionRoom kMgtRoom{kMaxMgtSectionSize - kSectionOverhead - kMgtHead - 2, 11};
 // Clause 6.3: protocol_version, num_channels_in_section and the length of the VCT's own descriptors, which come
 // last.
 constexpr SectionRoom kVctRoom{kMaxSectionSize - kSectionOverhead - 4, 32};

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "interface/psi/tableTypes.h"
 #include "programs/servicemux/text.h"
 #include "programs/tables/kinds/allTableKinds.h"
-#include "programs/tables/kinds/tableName.h"
 
 namespace vantor::cli {
 
@@ -31,7 +31,7 @@ bool isKnown(std::uint8_t tableId) {
 std::vector<Row> rowsOf(const Capture& capture) {
   std::vector<Row> rows;
   for (const auto& [tableId, sections] : capture.sections) {
-    const std::string name = tables::tableName(tableId);
+    const std::string name = psi::tableTypeName(tableId);
     if (rows.empty() || rows.back().name != name) {
       rows.emplace_back().name = name;
       rows.back().isKnown = isKnown(tableId);
@@ -40,7 +40,7 @@ std::vector<Row> rowsOf(const Capture& capture) {
     row.sections.count += sections.count;
     row.sections.pids.insert(sections.pids.begin(), sections.pids.end());
     for (const auto& [key, import] : capture.imports)
-      if (key.tableId == tableId) row.imports.push_back(&import);
+      if (key.table.table_id == tableId) row.imports.push_back(&import);
   }
   return rows;
 }
@@ -75,21 +75,23 @@ const char* describe(SectionFault fault) {
   return "";
 }
 
-/// Gathers the subtables of one kind that the same is to be said of.
+/// Gathers the tables of one kind that the same is to be said of.
 class Note {
  public:
   explicit Note(std::string what) : what(std::move(what)) {}
 
-  void add(std::uint8_t tableId, const std::string& name) { names[tables::tableName(tableId)].push_back(name); }
+  void add(const psi::TableKey& key, const std::string& version = "") {
+    names[psi::tableTypeName(key.table_id)].push_back(psi::tableName(key) + version);
+  }
 
   /// One line for each kind.
   void append(std::vector<std::string>& notes) const {
     constexpr std::size_t kMostNames = 8;
     for (const auto& [kind, all] : names) {
-      std::string line = kind + ": " + what;
-      for (std::size_t i = 0; i < std::min(all.size(), kMostNames); ++i) line += (i == 0 ? ": " : ", ") + all[i];
+      std::string line;
+      for (std::size_t i = 0; i < std::min(all.size(), kMostNames); ++i) line += (i == 0 ? "" : ", ") + all[i];
       if (all.size() > kMostNames) line += " and " + std::to_string(all.size() - kMostNames) + " more";
-      notes.push_back(line);
+      notes.push_back(line + ": " + what);
     }
   }
 
@@ -98,7 +100,8 @@ class Note {
   std::map<std::string, std::vector<std::string>> names;
 };
 
-void noteSingle(const std::string& table, const Capture::Import& import, std::vector<std::string>& notes) {
+void noteSingle(const psi::TableKey& key, const Capture::Import& import, std::vector<std::string>& notes) {
+  const std::string table = psi::tableName(key);
   const std::string version = std::to_string(import.version);
   if (import.versions > 1)
     notes.push_back(table + ": " + std::to_string(import.versions) + " versions in the capture, the last one (" +
@@ -118,18 +121,17 @@ std::vector<std::string> captureNotes(const Capture& capture) {
   Note unfinished("never whole in the capture and left out");
   for (const auto& [key, import] : capture.imports) {
     if (import.kind->isSingle()) {
-      noteSingle(tables::tableName(key.tableId), import, notes);
+      noteSingle(key.table, import, notes);
       continue;
     }
-    const std::string name = import.kind->nameOf(key);
-    const std::string version = name + " (" + std::to_string(import.version) + ")";
-    if (import.versions > import.rewrites + 1) changed.add(key.tableId, version);
-    if (import.rewrites > 0) rewritten.add(key.tableId, version);
-    if (!import.current) announced.add(key.tableId, version);
-    if (!import.whole) partial.add(key.tableId, name);
+    const std::string version = " (" + std::to_string(import.version) + ")";
+    if (import.versions > import.rewrites + 1) changed.add(key.table, version);
+    if (import.rewrites > 0) rewritten.add(key.table, version);
+    if (!import.current) announced.add(key.table, version);
+    if (!import.whole) partial.add(key.table);
   }
   for (const auto& [key, kind] : capture.unfinished)
-    if (!kind->isSingle()) unfinished.add(key.tableId, kind->nameOf(key));
+    if (!kind->isSingle()) unfinished.add(key.table);
   for (const Note* note : {&changed, &rewritten, &announced, &partial, &unfinished}) note->append(notes);
   notes.insert(notes.end(), capture.leftOut.begin(), capture.leftOut.end());
   for (const auto& [where, count] : capture.faults) {

@@ -71,7 +71,7 @@ unsigned char pidifyTSPackets(unsigned short pid, std::string& out, const std::s
     // The place is counted in 16 bits and from the start of `out`, so that from the 350th packet on the PID is
     // written into the first packets again. Kept for compatibility, like the copies of the first packet alone.
     const auto offset = static_cast<std::uint16_t>(k * kPacketSize);
-    const auto high = static_cast<unsigned char>((out[offset + 1U] & 0xE0) | (pid >> 8 & 0x1F));
+    const auto high = static_cast<unsigned char>((out[offset + 1U] & ~(kMaxPid >> 8)) | (pid & kMaxPid) >> 8);
     out[offset + 1U] = static_cast<char>(high);
     out[offset + 2U] = static_cast<char>(pid & 0xFF);
   }

@@ -4,14 +4,6 @@
 
 namespace vantor {
 
-namespace {
-
-constexpr std::ptrdiff_t kHeaderSize = 8;  // up to last_section_number
-constexpr std::ptrdiff_t kCrcSize = 4;
-constexpr std::ptrdiff_t kBeforeLength = 3;  // bytes that section_length does not count
-
-}  // namespace
-
 bool PsipSections::begin() {
   SectionChain section(dvbpsi_NewPSISection(sectionSize));
   if (!section) return false;
@@ -22,7 +14,7 @@ bool PsipSections::begin() {
   section->i_version = header.version;
   section->b_current_next = header.currentNext;
   section->i_number = static_cast<std::uint8_t>(count++);
-  section->p_payload_start = section->p_payload_end = section->p_data + kHeaderSize;
+  section->p_payload_start = section->p_payload_end = section->p_data + kLongSectionHeaderSize;
   dvbpsi_psi_section_t* const added = section.release();
   if (last == nullptr)
     first.reset(added);
@@ -68,8 +60,8 @@ dvbpsi_psi_section_t* PsipSections::finish() {
   if (count > kMaxSections) return nullptr;
   for (auto* section = first.get(); section != nullptr; section = section->p_next) {
     section->i_last_number = static_cast<std::uint8_t>(count - 1);
-    section->i_length =
-        static_cast<std::uint16_t>(section->p_payload_end - section->p_data - kBeforeLength + kCrcSize);
+    const auto size = static_cast<std::size_t>(section->p_payload_end - section->p_data) + kCrcSize;
+    section->i_length = static_cast<std::uint16_t>(size - kSectionHeaderSize);
     dvbpsi_BuildPSISection(handle, section);
   }
   return first.release();

@@ -8,10 +8,6 @@ namespace vantor {
 
 namespace {
 
-// Behind the 8 bytes of the section's header: transport_stream_id, original_network_id, then these.
-constexpr std::size_t kSegmentLastSectionNumberOffset = 12;
-constexpr std::size_t kLastTableIdOffset = 13;
-
 /// Puts the sections of an EIT together.
 class EITSections {
  public:
@@ -72,8 +68,8 @@ class EITSections {
   /// Writes what the generator cannot know of sections that it made one at a time.
   SectionChain finish() {
     for (std::size_t i = 0; i < sections.size(); ++i) {
-      sections[i].p_data[kSegmentLastSectionNumberOffset] = segmentLast[i];
-      sections[i].p_data[kLastTableIdOffset] = layout.lastTableId;
+      sections[i].p_data[kLongSectionHeaderSize + kEitSegmentLastOffset] = segmentLast[i];
+      sections[i].p_data[kLongSectionHeaderSize + kEitLastTableIdOffset] = layout.lastTableId;
     }
     return sections.chain();
   }

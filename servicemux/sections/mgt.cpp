@@ -1,3 +1,4 @@
+#include "interface/psi/pids.h"
 #include "servicemux/sections/PsipSections.h"
 #include "servicemux/sections/atscGenerators.h"
 
@@ -14,8 +15,8 @@ struct MgtLayout {
 
   static void putHead(PsipSections& sections, const dvbpsi_atsc_mgt_table_t& table) {
     sections.put16(table.i_table_type);
-    sections.put16(0xE000U | (table.i_table_type_pid & 0x1FFFU));
-    sections.put8(0xE0U | (table.i_table_type_version & 0x1FU));
+    sections.put16(0xE000U | (table.i_table_type_pid & vantor::kMaxPid));
+    sections.put8(0xE0U | (table.i_table_type_version & vantor::kMaxVersion));
     sections.put32(table.i_number_bytes);
   }
 };

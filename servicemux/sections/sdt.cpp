@@ -3,7 +3,7 @@
 
 namespace vantor {
 
-/// libdvbpsi writes table_id 0x42 whatever the table is.
+/// libdvbpsi writes the table_id of an SDT actual whatever the table is.
 SectionChain generateSections(dvbpsi_sdt_t& sdt, unsigned char tableId, const SectionStarts& starts) {
   TableItems<dvbpsi_sdt_t, dvbpsi_sdt_service_t> services(sdt, &dvbpsi_sdt_t::p_first_service);
   const auto generator = [&](dvbpsi_t* handle) { return dvbpsi_sdt_sections_generate(handle, &sdt); };

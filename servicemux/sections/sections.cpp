@@ -5,15 +5,10 @@
 
 namespace vantor {
 
-namespace {
-
-constexpr int kProgramsPerPatSection = 100;
-
-}  // namespace
-
 SectionChain generateSections(dvbpsi_pat_t& pat) {
-  return generate(
-      [&](dvbpsi_t* handle) { return dvbpsi_pat_sections_generate(handle, &pat, kProgramsPerPatSection); });
+  return generate([&](dvbpsi_t* handle) {
+    return dvbpsi_pat_sections_generate(handle, &pat, static_cast<int>(kProgramsPerPatSection));
+  });
 }
 
 SectionChain generateSections(dvbpsi_cat_t& cat) {

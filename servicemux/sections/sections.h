@@ -27,13 +27,13 @@ struct EITLayout {
   SectionStarts starts;
 };
 
-/// At most 100 programs a section.
+/// At most kProgramsPerPatSection programs a section.
 SectionChain generateSections(dvbpsi_pat_t& pat);
 SectionChain generateSections(dvbpsi_cat_t& cat);
-/// A NIT actual, table_id 0x40.
+/// A NIT actual.
 SectionChain generateSections(dvbpsi_nit_t& nit);
 SectionChain generateSections(dvbpsi_pmt_t& pmt);
-/// An SDT actual (`tableId` 0x42) or SDT other (0x46).
+/// `tableId` is that of an SDT actual or of an SDT other.
 SectionChain generateSections(dvbpsi_sdt_t& sdt, unsigned char tableId, const SectionStarts& starts);
 SectionChain generateSections(dvbpsi_eit_t& eit, const EITLayout& layout);
 SectionChain generateSections(dvbpsi_atsc_mgt_t& mgt);

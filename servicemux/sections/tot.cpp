@@ -6,8 +6,6 @@ namespace vantor {
 
 namespace {
 
-constexpr std::ptrdiff_t kCrcSize = 4;
-
 // Between table_id and section_length: no syntax indicator, and reserved bits, which are ones.
 constexpr unsigned int kReservedBits = 0x7000;
 

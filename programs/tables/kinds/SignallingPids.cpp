@@ -4,22 +4,18 @@
 #include <string_view>
 
 #include "interface/psi/pids.h"
+#include "interface/psi/sectioning.h"
+#include "interface/psi/tableIds.h"
+#include "programs/tables/descriptors/loops.h"
 
 namespace vantor::tables {
 
 namespace {
 
-constexpr std::uint8_t kPatTableId = 0x00;
-constexpr std::uint8_t kCatTableId = 0x01;
-constexpr std::uint8_t kPmtTableId = 0x02;
-constexpr std::uint8_t kMgtTableId = 0xC7;
-
 constexpr std::uint8_t kCaDescriptor = 0x09;  // ISO/IEC 13818-1 clause 2.6.16
 constexpr std::size_t kCaPidOffset = 4;       // within the descriptor
 
 using Pids = std::vector<std::uint16_t>;
-
-std::uint16_t pidAt(std::string_view bytes, std::size_t at) { return wordAt(bytes, at) & 0x1FFF; }
 
 /// Takes `size` bytes, or what there is, off the front.
 std::string_view take(std::string_view& bytes, std::size_t size) {
@@ -40,7 +36,8 @@ void appendCaPids(std::string_view descriptors, Pids& out) {
 Pids pidsOfPat(const Section& section) {
   Pids out;
   const std::string_view programs = section.payload();
-  for (std::size_t at = 0; at + 4 <= programs.size(); at += 4) out.push_back(pidAt(programs, at + 2));
+  for (std::size_t at = 0; at + kPatProgramSize <= programs.size(); at += kPatProgramSize)
+    out.push_back(pidAt(programs, at + 2));
   return out;
 }
 
@@ -53,32 +50,28 @@ Pids pidsOfCat(const Section& section) {
 
 /// ECM PIDs.
 Pids pidsOfPmt(const Section& section) {
-  constexpr std::size_t kProgramHeader = 4;  // PCR_PID, program_info_length
-  constexpr std::size_t kStreamHeader = 5;   // stream_type, elementary_PID, ES_info_length
   Pids out;
   std::string_view rest = section.payload();
-  if (rest.size() < kProgramHeader) return out;
-  const std::string_view program = take(rest, kProgramHeader);
-  appendCaPids(take(rest, wordAt(program, 2) & 0x0FFF), out);
-  while (rest.size() >= kStreamHeader) {
-    const std::string_view stream = take(rest, kStreamHeader);
-    appendCaPids(take(rest, wordAt(stream, 3) & 0x0FFF), out);
+  if (rest.size() < kPmtHead) return out;
+  const std::string_view program = take(rest, kPmtHead);
+  appendCaPids(take(rest, loopLength(program, 2)), out);
+  while (rest.size() >= kPmtStreamHead) {
+    const std::string_view stream = take(rest, kPmtStreamHead);
+    appendCaPids(take(rest, loopLength(stream, 3)), out);
   }
   return out;
 }
 
 /// PIDs of the tables that it lists.
 Pids pidsOfMgt(const Section& section) {
-  constexpr std::size_t kHeader = 3;        // protocol_version, tables_defined
-  constexpr std::size_t kTableHeader = 11;  // up to and with table_type_descriptors_length
   Pids out;
   std::string_view rest = section.payload();
-  if (rest.size() < kHeader) return out;
-  std::size_t tables = wordAt(take(rest, kHeader), 1);
-  for (; tables > 0 && rest.size() >= kTableHeader; --tables) {
-    const std::string_view table = take(rest, kTableHeader);
+  if (rest.size() < kMgtHead) return out;
+  std::size_t tables = wordAt(take(rest, kMgtHead), 1);
+  for (; tables > 0 && rest.size() >= kMgtRoom.itemHead; --tables) {
+    const std::string_view table = take(rest, kMgtRoom.itemHead);
     out.push_back(pidAt(table, 2));
-    take(rest, wordAt(table, 9) & 0x0FFF);
+    take(rest, loopLength(table, 9));
   }
   return out;
 }
@@ -86,9 +79,8 @@ Pids pidsOfMgt(const Section& section) {
 }  // namespace
 
 const Pids& SignallingPids::reserved() {
-  // ISO/IEC 13818-1 table 2-3, EN 300 468 table 1, ATSC A/65 clause 4.
-  static const Pids pids{kPatPid, kCatPid, 0x0002, 0x0010, 0x0011,  0x0012,
-                         0x0013,  0x0014,  0x001E, 0x001F, kPsipPid};
+  static const Pids pids{kPatPid, kCatPid,  kTsdtPid, kNitPid, kSdtPid, kEitPid,
+                         kRstPid, kTimePid, kDitPid,  kSitPid, kPsipPid};
   return pids;
 }
 

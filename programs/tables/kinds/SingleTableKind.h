@@ -14,6 +14,8 @@ namespace vantor::tables {
 template <typename Record, std::optional<Record> TableSet::*Member>
 class SingleTableKind : public TableKind {
  public:
+  explicit SingleTableKind(const psi::TableType& type) : TableKind({&type}), type(type) {}
+
   bool isIn(const TableSet& set) const override { return (set.*Member).has_value(); }
   void move(TableSet& from, TableSet& to) const override {
     if (from.*Member) to.*Member = std::move(from.*Member);
@@ -25,10 +27,8 @@ class SingleTableKind : public TableKind {
   }
   OrderedJson write(const TableSet& set) const override { return writeRecord(*(set.*Member)); }
 
-  bool hasTableId(std::uint8_t id) const override { return id == tableId(); }
-  bool isOnPid(int id) const override { return id == pid(); }
   SubtableKey keyOf(const Section& section, int /*pid*/) const override {
-    return {section.tableId(), section.extension(), 0};
+    return {{section.tableId(), section.extension(), 0, 0}, 0};
   }
   bool isSingle() const override { return true; }
   std::optional<Refusal> decode(const SubtableKey& /*key*/, const std::vector<Section>& sections,
@@ -39,11 +39,10 @@ class SingleTableKind : public TableKind {
     set.*Member = std::move(record);
     return std::nullopt;
   }
-  std::string nameOf(const SubtableKey& /*key*/) const override { return ""; }
 
   std::vector<std::string> warnings(const TableSet& set) const override {
     std::vector<std::string> out;
-    warnOfVersion(label(), (set.*Member)->version_number, out);
+    warnOfVersion(type.name, (set.*Member)->version_number, out);
     return out;
   }
   bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
@@ -51,14 +50,14 @@ class SingleTableKind : public TableKind {
   }
 
  protected:
-  virtual const char* label() const = 0;
-  virtual std::uint8_t tableId() const = 0;
-  virtual int pid() const = 0;
   virtual Record readRecord(const JsonValue& value) const = 0;
   virtual OrderedJson writeRecord(const Record& record) const = 0;
   virtual std::optional<Record> decodeRecord(const std::vector<Section>& sections) const = 0;
   virtual std::optional<Refusal> whyUnsendable(const Record& record) const { return check(record); }
   virtual bool send(const Record& record, serviceMux& mux) const = 0;
+
+ private:
+  const psi::TableType& type;
 };
 
 }  // namespace vantor::tables

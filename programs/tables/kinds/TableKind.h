@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "interface/checks/Refusal.h"
+#include "interface/psi/tableTypes.h"
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/json/writeJson.h"
 #include "programs/tables/kinds/TableSet.h"
@@ -19,12 +21,15 @@ class serviceMux;
 
 namespace vantor::tables {
 
-/// One kind of table and all its ways: in and out of JSON, out of a capture, on air. Kinds have no state; a further
+/// One kind of table and all its ways: in and out of JSON, out of a capture, on air. Kinds never change; a further
 /// kind is a pair of files of its own and a line in allTableKinds(). What read() and decode() put into a set has
 /// passed the check of its record.
 class TableKind {
  public:
-  TableKind() = default;
+  /// The types of table that it has, all on the same PID.
+  using Types = std::vector<const psi::TableType*>;
+
+  explicit TableKind(Types types) : types(std::move(types)) {}
   TableKind(const TableKind&) = delete;
   TableKind& operator=(const TableKind&) = delete;
   virtual ~TableKind() = default;
@@ -47,8 +52,8 @@ class TableKind {
   virtual OrderedJson write(const TableSet& set) const = 0;
 
   /// Where it is found in a capture.
-  virtual bool hasTableId(std::uint8_t tableId) const = 0;
-  virtual bool isOnPid(int pid) const = 0;
+  bool hasTableId(std::uint8_t tableId) const;
+  bool isOnPid(int pid) const;
   /// False for what only its PID tells: a file of sections does not have it.
   virtual bool isFoundWithoutPid() const { return true; }
   /// Whether its sections have the section_syntax_indicator.
@@ -71,8 +76,6 @@ class TableKind {
                                                       TableSet& set) const = 0;
   /// What a table set does not keep of a section without versions, for people; empty for nothing.
   virtual std::string lossOf(const Section& /*section*/) const { return ""; }
-  /// What tells the subtable from others of its table_id, for people; empty for a single table.
-  virtual std::string nameOf(const SubtableKey& key) const = 0;
 
   /// What is sent in another way than the set has it, one line each.
   virtual std::vector<std::string> warnings(const TableSet& set) const = 0;
@@ -80,6 +83,9 @@ class TableKind {
   virtual bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const = 0;
   /// Whether the table that was put on air then is another one now. The set has the table.
   virtual bool isOutdated(const TableSet& /*set*/, UtcTime /*then*/, UtcTime /*now*/) const { return false; }
+
+ private:
+  const Types types;
 };
 
 /// What goes on air as the version: a value above 31 as 0.

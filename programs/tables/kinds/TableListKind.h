@@ -16,6 +16,8 @@ namespace vantor::tables {
 template <typename Item, std::vector<Item> TableSet::*Member>
 class TableListKind : public TableKind {
  public:
+  using TableKind::TableKind;
+
   bool isIn(const TableSet& set) const override { return !(set.*Member).empty(); }
   void move(TableSet& from, TableSet& to) const override {
     for (Item& item : from.*Member) put(std::move(item), to);
@@ -51,7 +53,7 @@ class TableListKind : public TableKind {
 
   std::vector<std::string> warnings(const TableSet& set) const override {
     std::vector<std::string> out;
-    for (const Item& item : set.*Member) warnOfVersion(describe(item), versionOf(item), out);
+    for (const Item& item : set.*Member) warnOfVersion(nameOf(item), versionOf(item), out);
     return out;
   }
 
@@ -60,7 +62,8 @@ class TableListKind : public TableKind {
   using Identity = std::array<std::int32_t, 4>;
 
   virtual Identity identityOf(const Item& item) const = 0;
-  virtual std::string describe(const Item& item) const = 0;
+  virtual psi::TableKey tableKeyOf(const Item& item) const = 0;
+  std::string nameOf(const Item& item) const { return psi::tableName(tableKeyOf(item)); }
   virtual std::int32_t versionOf(const Item& item) const = 0;
   /// Most elements of the JSON array are one table.
   virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;

@@ -16,17 +16,15 @@ using thrift::dvb_tables::CAT;
 
 class CatKind : public SingleTableKind<CAT, &TableSet::cat> {
  public:
+  using SingleTableKind::SingleTableKind;
+
   const char* key() const override { return "cat"; }
 
   bool isWellFormed(const Section& section) const override {
-    return section.bytes().size() <= kMaxPsiSectionSize && holdsDescriptors(section.payload());
+    return section.bytes().size() <= kMaxSectionSize && holdsDescriptors(section.payload());
   }
 
  protected:
-  const char* label() const override { return "CAT"; }
-  std::uint8_t tableId() const override { return 0x01; }
-  int pid() const override { return 0x0001; }
-
   CAT readRecord(const JsonValue& value) const override {
     value.allowOnly({"version_number", "current_next_indicator", "descriptors"});
     CAT cat;
@@ -58,7 +56,7 @@ class CatKind : public SingleTableKind<CAT, &TableSet::cat> {
 }  // namespace
 
 const TableKind& catKind() {
-  static const CatKind kind;
+  static const CatKind kind(psi::kCat);
   return kind;
 }
 

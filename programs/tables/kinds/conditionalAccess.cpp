@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "interface/checks/conditionalAccess.h"
+#include "interface/psi/packet.h"
+#include "interface/psi/pids.h"
 #include "programs/tables/kinds/fields.h"
 #include "programs/tables/kinds/programPids.h"
 #include "programs/tables/kinds/refusals.h"
 #include "servicemux/front/serviceMux.h"
-#include "interface/psi/packet.h"
-#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 
@@ -17,8 +17,6 @@ namespace {
 using thrift::general::ScramblerConfig;
 using thrift::general::simulCryptData;
 
-constexpr std::uint8_t kEvenEcm = 0x80;
-constexpr std::uint8_t kOddEcm = 0x81;
 constexpr int kSimulcrypt = 3;
 constexpr std::int32_t kSections = 0;
 constexpr std::int32_t kPackets = 1;
@@ -221,6 +219,8 @@ void takeEcm(std::int32_t pid, const std::string& section, std::optional<Conditi
 
 class ConditionalAccessKind : public TableKind {
  public:
+  using TableKind::TableKind;
+
   const char* key() const override { return "conditional_access"; }
 
   bool isIn(const TableSet& set) const override { return set.conditionalAccess.has_value(); }
@@ -233,20 +233,19 @@ class ConditionalAccessKind : public TableKind {
   }
   OrderedJson write(const TableSet& set) const override { return writeAccess(*set.conditionalAccess); }
 
-  // ECMs have two table ids by custom, which they change with the key that they bring.
-  bool hasTableId(std::uint8_t tableId) const override { return tableId == kEvenEcm || tableId == kOddEcm; }
-  bool isOnPid(int pid) const override { return isProgramPid(pid); }
   bool isFoundWithoutPid() const override { return false; }
   bool hasSyntax() const override { return false; }
   bool isWellFormed(const Section& /*section*/) const override { return true; }
-  SubtableKey keyOf(const Section& /*section*/, int pid) const override { return {kEvenEcm, 0, pid}; }
+  // ECMs change their table_id with the key that they bring.
+  SubtableKey keyOf(const Section& /*section*/, int pid) const override {
+    return {{kEvenEcmTableId, 0, 0, 0}, pid};
+  }
   bool isSingle() const override { return false; }
   std::optional<Refusal> decode(const SubtableKey& key, const std::vector<Section>& sections,
                                 TableSet& set) const override {
-    takeEcm(static_cast<std::int32_t>(key.scope), sections.front().bytes(), set.conditionalAccess);
+    takeEcm(key.pid, sections.front().bytes(), set.conditionalAccess);
     return std::nullopt;
   }
-  std::string nameOf(const SubtableKey& key) const override { return "PID " + std::to_string(key.scope); }
 
   std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
   bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
@@ -263,7 +262,7 @@ class ConditionalAccessKind : public TableKind {
 }  // namespace
 
 const TableKind& conditionalAccessKind() {
-  static const ConditionalAccessKind kind;
+  static const ConditionalAccessKind kind({&psi::kEcm});
   return kind;
 }
 

@@ -19,14 +19,7 @@ namespace {
 using thrift::dvb_tables::EITEvent;
 using thrift::dvb_tables::EITSectioning;
 
-// EN 300 468 clause 5.1.3 and table 2.
-constexpr int kEitPid = 0x0012;
-constexpr std::int16_t kPfActual = 0x4E;
-constexpr std::int16_t kPfOther = 0x4F;
-
-bool isActual(const EIT& eit) {
-  return eit.table_id == kPfActual || (eit.table_id >= kFirstScheduleActual && isActualSchedule(eit.table_id));
-}
+bool isActual(const EIT& eit) { return eit.table_id == kEitPfActualTableId || isActualSchedule(eit.table_id); }
 
 /// An event without a start_time begins when the one before ends.
 std::int64_t readStart(const JsonValue& value, const std::vector<EITEvent>& before, UtcTime now) {
@@ -122,17 +115,16 @@ serviceMux::EITRecords recordsOf(const std::vector<EIT>& tables) {
 template <std::vector<EIT> TableSet::*Member>
 class EitKind : public TableListKind<EIT, Member> {
  public:
-  bool isOnPid(int pid) const override { return pid == kEitPid; }
+  using TableListKind<EIT, Member>::TableListKind;
+
   bool isWellFormed(const Section& section) const override {
     const std::string_view payload = section.payload();
-    return payload.size() >= kEitHead && holdsItems(payload.substr(kEitHead), kEitEventHead);
+    return payload.size() >= kEitHead && holdsItems(payload.substr(kEitHead), kEitRoom.itemHead);
   }
   SubtableKey keyOf(const Section& section, int /*pid*/) const override {
     const std::string_view payload = section.payload();
-    return {section.tableId(), section.extension(),
-            static_cast<std::int64_t>(wordAt(payload, 2)) << 16 | wordAt(payload, 0)};
+    return {{section.tableId(), section.extension(), wordAt(payload, 0), wordAt(payload, 2)}, 0};
   }
-  std::string nameOf(const SubtableKey& key) const override { return "service " + std::to_string(key.extension); }
   bool sectionsStandAlone() const override { return true; }
 
   std::vector<std::string> warnings(const TableSet& set) const override {
@@ -147,6 +139,11 @@ class EitKind : public TableListKind<EIT, Member> {
   Identity identityOf(const EIT& eit) const override {
     return {eit.original_network_id, eit.transport_stream_id, eit.service_id, eit.table_id};
   }
+  psi::TableKey tableKeyOf(const EIT& eit) const override {
+    return {static_cast<std::uint8_t>(eit.table_id), static_cast<std::uint16_t>(eit.service_id),
+            static_cast<std::uint16_t>(eit.transport_stream_id),
+            static_cast<std::uint16_t>(eit.original_network_id)};
+  }
   std::int32_t versionOf(const EIT& eit) const override { return eit.version_number; }
   EIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeEit(sections);
@@ -159,7 +156,7 @@ class EitKind : public TableListKind<EIT, Member> {
     for (const EIT& eit : set.*Member) {
       const EIT*& first = seen[{eit.table_id, eit.service_id}];
       if (first != nullptr)
-        out.push_back(this->describe(*first) + ": of transport streams " +
+        out.push_back(this->nameOf(*first) + ": of transport streams " +
                       std::to_string(first->transport_stream_id) + " and " +
                       std::to_string(eit.transport_stream_id) + " only the latter's is sent");
       first = &eit;
@@ -169,23 +166,19 @@ class EitKind : public TableListKind<EIT, Member> {
 
 class EitPfKind : public EitKind<&TableSet::eitPf> {
  public:
+  using EitKind::EitKind;
+
   const char* key() const override { return "eit_pf"; }
-  bool hasTableId(std::uint8_t tableId) const override { return tableId == kPfActual || tableId == kPfOther; }
   bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     return mux.newEITpf(recordsOf(set.eitPf)) >= 0;
   }
 
  protected:
-  std::string describe(const EIT& eit) const override {
-    return std::string(isActual(eit) ? "EIT p/f actual" : "EIT p/f other") + " of service " +
-           std::to_string(eit.service_id);
-  }
-
   std::vector<EIT> readItems(const JsonValue& value, UtcTime now) const override {
     value.allowOnly({"service_id", "transport_stream_id", "original_network_id", "actual", "version_number",
                      "current_next_indicator", "last_table_id", "sectioning", "present_missing", "events"});
     EIT eit = readHead(value, now);
-    eit.table_id = readActual(value) ? kPfActual : kPfOther;
+    eit.table_id = readActual(value) ? kEitPfActualTableId : kEitPfOtherTableId;
     readLastTableId(value, eit);
     if (hasFlag(value, "present_missing")) eit.__set_present_missing(true);
     return {eit};
@@ -201,10 +194,9 @@ class EitPfKind : public EitKind<&TableSet::eitPf> {
 
 class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
  public:
+  using EitKind::EitKind;
+
   const char* key() const override { return "eit_schedule"; }
-  bool hasTableId(std::uint8_t tableId) const override {
-    return tableId >= kFirstScheduleActual && tableId < kFirstScheduleOther + kScheduleTables;
-  }
 
   /// Sections between the last one of a segment and the next segment do not exist; each segment has one at least.
   bool isWhole(const NumberedSections& sections) const override {
@@ -253,21 +245,15 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
   }
 
  protected:
-  std::string describe(const EIT& eit) const override {
-    return std::string(isActual(eit) ? "EIT schedule actual" : "EIT schedule other") + " of service " +
-           std::to_string(eit.service_id);
-  }
-
   std::vector<EIT> readItems(const JsonValue& value, UtcTime now) const override {
     value.allowOnly({"service_id", "transport_stream_id", "original_network_id", "actual", "table_id",
                      "last_table_id", "version_number", "current_next_indicator", "first_day", "sectioning",
                      "events"});
     EIT eit = readHead(value, now);
-    const std::int16_t firstTable = firstScheduleTable(readActual(value));
+    const psi::TableType& type = scheduleType(readActual(value));
     const auto tableId = value.optional("table_id");
-    eit.table_id = tableId
-                       ? static_cast<std::int16_t>(tableId->integer(firstTable, firstTable + kScheduleTables - 1))
-                       : firstTable;
+    eit.table_id = tableId ? static_cast<std::int16_t>(tableId->integer(type.firstTableId, type.lastTableId))
+                           : type.firstTableId;
     if (const auto day = value.optional("first_day")) setFirstDay(eit, readDay(*day, now));
     if (tableId) {
       readLastTableId(value, eit);
@@ -294,7 +280,9 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
   OrderedJson writeItem(const EIT& eit) const override { return writeEvents(eit, writeHead(eit)); }
 
  private:
-  static std::size_t segmentLast(const Section& section) { return byteAt(section.payload(), kEitSegmentLast); }
+  static std::size_t segmentLast(const Section& section) {
+    return byteAt(section.payload(), kEitSegmentLastOffset);
+  }
 
   /// False for a section that is numbered as if there were no segments.
   static bool isSegmented(const Section& section) {
@@ -328,20 +316,22 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
     const JsonValue events = value.required("events");
     events.at(misplaced->event)
         .fail(misplaced->isOutside
-                  ? "starts at " + start + ", which is not within 64 days from " + dayText(firstDayOf(schedule))
-                  : "starts at " + start + ", in a 3-hour segment before that of the event in front");
+                  ? "starts at " + start + ", which is not within " + std::to_string(kScheduleDays) +
+                        " days from " + dayText(firstDayOf(schedule))
+                  : "starts at " + start + ", in a " + std::to_string(kSegmentHours) +
+                        "-hour segment before that of the event in front");
   }
 };
 
 }  // namespace
 
 const TableKind& eitPfKind() {
-  static const EitPfKind kind;
+  static const EitPfKind kind({&psi::kEitPfActual, &psi::kEitPfOther});
   return kind;
 }
 
 const TableKind& eitScheduleKind() {
-  static const EitScheduleKind kind;
+  static const EitScheduleKind kind({&psi::kEitScheduleActual, &psi::kEitScheduleOther});
   return kind;
 }
 

@@ -35,7 +35,7 @@ struct EventSection {
 
 Events eventsOf(const Section& section) {
   Events events;
-  for (const LoopItem& item : itemsOf(section.payload().substr(kEitHead), kEitEventHead)) {
+  for (const LoopItem& item : itemsOf(section.payload().substr(kEitHead), kEitRoom.itemHead)) {
     EITEvent& event = events.emplace_back();
     event.event_id = wordAt(item.head, 0);
     event.start_time = static_cast<std::int64_t>(numberAt(item.head, 2, 5));
@@ -104,14 +104,14 @@ EIT decodeEit(const std::vector<Section>& sections) {
   eit.current_next_indicator = first.currentNext();
   eit.transport_stream_id = wordAt(first.payload(), 0);
   eit.original_network_id = wordAt(first.payload(), 2);
-  setLastTableId(eit, byteAt(first.payload(), kEitLastTableId));
+  setLastTableId(eit, byteAt(first.payload(), kEitLastTableIdOffset));
   eit.__set_sectioning(EITSectioning::STANDARD);
   std::vector<EventSection> contents;
   contents.reserve(sections.size());
   for (const Section& section : sections) contents.push_back({section.number(), eventsOf(section)});
   const bool isEmpty = std::all_of(contents.begin(), contents.end(),
                                    [](const EventSection& section) { return section.events.empty(); });
-  if (eit.table_id >= kFirstScheduleActual) {
+  if (eit.table_id >= kEitScheduleActualFirst) {
     const auto firstDay = dayOfSegments(contents);
     if (firstDay)
       layOutSchedule(std::move(contents), *firstDay, eit);

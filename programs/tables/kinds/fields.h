@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "interface/psi/pids.h"
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/json/writeJson.h"
 
@@ -15,7 +16,7 @@ inline std::int32_t readId(const JsonValue& owner, const char* field) {
 }
 
 inline std::int32_t readPid(const JsonValue& owner, const char* field) {
-  return static_cast<std::int32_t>(owner.required(field).integer(0, 0x1FFF));
+  return static_cast<std::int32_t>(owner.required(field).integer(0, kMaxPid));
 }
 
 /// Flags may be absent, which means false.

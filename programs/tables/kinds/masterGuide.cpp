@@ -4,6 +4,8 @@
 
 #include "interface/converters/owned.h"
 #include "interface/converters/t2dVCT.h"
+#include "interface/psi/section.h"
+#include "interface/psi/tableTypes.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/mgt.h"
 #include "servicemux/sections/sections.h"
@@ -62,8 +64,8 @@ void settle(MGTTable& entry, const VCT& vct) {
 void warnIfDifferent(const std::string& field, std::int64_t said, std::int64_t real,
                      std::vector<std::string>& warnings) {
   if (said != real)
-    warnings.push_back("MGT: " + field + " is " + std::to_string(said) + ", but the table of this set has " +
-                       std::to_string(real));
+    warnings.push_back(psi::kMgt.name + (": " + field) + " is " + std::to_string(said) +
+                       ", but the table of this set has " + std::to_string(real));
 }
 
 }  // namespace

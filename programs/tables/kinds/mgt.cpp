@@ -1,11 +1,11 @@
 #include "programs/tables/kinds/mgt.h"
 
 #include "interface/converters/t2dMGT.h"
+#include "interface/psi/section.h"
 #include "programs/tables/kinds/SingleTableKind.h"
 #include "programs/tables/kinds/masterGuide.h"
 #include "programs/tables/kinds/psip.h"
 #include "servicemux/front/serviceMux.h"
-#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 
@@ -14,10 +14,7 @@ namespace {
 using thrift::dvb_tables::MGT;
 using thrift::dvb_tables::MGTTable;
 
-// ATSC A/65 clause 6.2.
-constexpr std::uint8_t kMgtTableId = 0xC7;
-constexpr std::int64_t kMaxTableVersion = 31;
-constexpr unsigned kLengthBits = 12;
+constexpr unsigned kLengthBits = 12;  // ATSC A/65 clause 6.2
 
 MGTTable readTable(const JsonValue& value) {
   value.allowOnly({"table_type", "table_type_pid", "table_type_version_number", "number_bytes", "descriptors"});
@@ -26,7 +23,7 @@ MGTTable readTable(const JsonValue& value) {
   table.table_type_pid = readPid(value, "table_type_pid");
   table.table_type_version_number = kOfTheSet;
   if (const auto version = value.optional("table_type_version_number"))
-    table.table_type_version_number = static_cast<std::int16_t>(version->integer(0, kMaxTableVersion));
+    table.table_type_version_number = static_cast<std::int16_t>(version->integer(0, kMaxVersion));
   table.number_bytes = kOfTheSet;
   if (const auto bytes = value.optional("number_bytes")) table.number_bytes = bytes->integer(0, UINT32_MAX);
   table.descriptors = readDescriptors(value);
@@ -65,6 +62,8 @@ bool addSection(const Section& section, MGT& mgt) {
 
 class MgtKind : public SingleTableKind<MGT, &TableSet::mgt> {
  public:
+  using SingleTableKind::SingleTableKind;
+
   const char* key() const override { return "mgt"; }
   const char* group() const override { return kPsipGroup; }
 
@@ -80,10 +79,6 @@ class MgtKind : public SingleTableKind<MGT, &TableSet::mgt> {
   }
 
  protected:
-  const char* label() const override { return "MGT"; }
-  std::uint8_t tableId() const override { return kMgtTableId; }
-  int pid() const override { return kPsipPid; }
-
   MGT readRecord(const JsonValue& value) const override {
     value.allowOnly({"version_number", "current_next_indicator", "protocol_version", "tables", "descriptors"});
     MGT mgt;
@@ -122,7 +117,7 @@ class MgtKind : public SingleTableKind<MGT, &TableSet::mgt> {
 }  // namespace
 
 const TableKind& mgtKind() {
-  static const MgtKind kind;
+  static const MgtKind kind(psi::kMgt);
   return kind;
 }
 

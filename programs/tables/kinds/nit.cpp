@@ -16,28 +16,25 @@ using thrift::dvb_tables::NIT;
 using thrift::dvb_tables::NITTransportStream;
 
 constexpr std::size_t kLoopLengthSize = 2;
-constexpr std::size_t kStreamHeaderSize = 6;
 
 class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
  public:
+  using SingleTableKind::SingleTableKind;
+
   const char* key() const override { return "nit"; }
 
   bool isWellFormed(const Section& section) const override {
     std::string_view rest = section.payload();
-    if (section.bytes().size() > kMaxPsiSectionSize || rest.size() < 2 * kLoopLengthSize) return false;
+    if (section.bytes().size() > kMaxSectionSize || rest.size() < 2 * kLoopLengthSize) return false;
     const std::size_t descriptors = loopLength(rest, 0);
     rest.remove_prefix(kLoopLengthSize);
     if (descriptors + kLoopLengthSize > rest.size() || !holdsDescriptors(rest.substr(0, descriptors))) return false;
     rest.remove_prefix(descriptors);
     return loopLength(rest, 0) == rest.size() - kLoopLengthSize &&
-           holdsItems(rest.substr(kLoopLengthSize), kStreamHeaderSize);
+           holdsItems(rest.substr(kLoopLengthSize), kNitRoom.itemHead);
   }
 
  protected:
-  const char* label() const override { return "NIT actual"; }
-  std::uint8_t tableId() const override { return 0x40; }
-  int pid() const override { return 0x0010; }
-
   NIT readRecord(const JsonValue& value) const override {
     value.allowOnly({"network_id", "version_number", "current_next_indicator", "descriptors", "transport_streams"});
     NIT nit;
@@ -98,7 +95,7 @@ class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
 }  // namespace
 
 const TableKind& nitKind() {
-  static const NitKind kind;
+  static const NitKind kind(psi::kNitActual);
   return kind;
 }
 

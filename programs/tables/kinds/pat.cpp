@@ -17,17 +17,15 @@ using thrift::dvb_tables::PATProgram;
 
 class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
  public:
+  using SingleTableKind::SingleTableKind;
+
   const char* key() const override { return "pat"; }
 
   bool isWellFormed(const Section& section) const override {
-    return section.bytes().size() <= kMaxPsiSectionSize && section.payload().size() % 4 == 0;
+    return section.bytes().size() <= kMaxSectionSize && section.payload().size() % kPatProgramSize == 0;
   }
 
  protected:
-  const char* label() const override { return "PAT"; }
-  std::uint8_t tableId() const override { return 0x00; }
-  int pid() const override { return 0x0000; }
-
   PAT readRecord(const JsonValue& value) const override {
     value.allowOnly({"transport_stream_id", "version_number", "current_next_indicator", "programs"});
     PAT pat;
@@ -77,7 +75,7 @@ class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
 }  // namespace
 
 const TableKind& patKind() {
-  static const PatKind kind;
+  static const PatKind kind(psi::kPat);
   return kind;
 }
 

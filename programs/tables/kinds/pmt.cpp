@@ -16,15 +16,12 @@ namespace {
 using thrift::dvb_tables::PMT;
 using thrift::dvb_tables::PMTStream;
 
-// ISO/IEC 13818-1 clause 2.4.4.8.
-constexpr std::uint8_t kPmtTableId = 0x02;
 constexpr std::size_t kProgramInfo = 2;  // offset of its length, behind PCR_PID
-constexpr std::size_t kStreamHead = 5;
-
-std::int32_t pidAt(std::string_view bytes, std::size_t at) { return wordAt(bytes, at) & 0x1FFF; }
 
 class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
  public:
+  using TableListKind::TableListKind;
+
   const char* key() const override { return "pmts"; }
 
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
@@ -33,20 +30,17 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
       if (value.at(i).optional("pid")) checkPid(value.at(i), set);
   }
 
-  bool hasTableId(std::uint8_t tableId) const override { return tableId == kPmtTableId; }
-  bool isOnPid(int pid) const override { return isProgramPid(pid); }
   bool isWellFormed(const Section& section) const override {
     const std::string_view payload = section.payload();
     if (section.extension() == 0 || section.lastNumber() != 0) return false;  // clause 2.4.4.9
-    if (section.bytes().size() > kMaxPsiSectionSize || payload.size() < kProgramInfo + 2) return false;
+    if (section.bytes().size() > kMaxSectionSize || payload.size() < kPmtHead) return false;
     std::string_view rest = payload.substr(kProgramInfo);
     const std::size_t length = loopLength(rest, 0);
-    return length + 2 <= rest.size() && holdsDescriptors(takeLoop(rest)) && holdsItems(rest, kStreamHead);
+    return length + 2 <= rest.size() && holdsDescriptors(takeLoop(rest)) && holdsItems(rest, kPmtStreamHead);
   }
   SubtableKey keyOf(const Section& section, int pid) const override {
-    return {section.tableId(), section.extension(), pid};
+    return {{section.tableId(), section.extension(), 0, 0}, pid};
   }
-  std::string nameOf(const SubtableKey& key) const override { return "program " + std::to_string(key.extension); }
 
   bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     return std::all_of(set.pmts.begin(), set.pmts.end(), [&](const ProgramMap& map) {
@@ -56,9 +50,7 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
 
  protected:
   Identity identityOf(const ProgramMap& map) const override { return {map.pmt.program_number}; }
-  std::string describe(const ProgramMap& map) const override {
-    return "PMT of program " + std::to_string(map.pmt.program_number);
-  }
+  psi::TableKey tableKeyOf(const ProgramMap& map) const override { return tables::tableKeyOf(map); }
   std::int32_t versionOf(const ProgramMap& map) const override { return map.pmt.version_number; }
 
   std::vector<ProgramMap> readItems(const JsonValue& value, UtcTime /*now*/) const override {
@@ -96,7 +88,7 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
   ProgramMap decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const override {
     const Section& section = sections.front();
     ProgramMap map;
-    if (isProgramPid(static_cast<std::int32_t>(key.scope))) map.pid = static_cast<std::int32_t>(key.scope);
+    if (isProgramPid(key.pid)) map.pid = key.pid;
     PMT& pmt = map.pmt;
     pmt.program_number = section.extension();
     pmt.version_number = section.version();
@@ -105,7 +97,7 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
     pmt.pcr_pid = pidAt(rest, 0);
     rest.remove_prefix(kProgramInfo);
     pmt.descriptors = descriptorsOf(takeLoop(rest));
-    for (const LoopItem& item : itemsOf(rest, kStreamHead)) {
+    for (const LoopItem& item : itemsOf(rest, kPmtStreamHead)) {
       PMTStream& stream = pmt.streams.emplace_back();
       stream.stream_type = byteAt(item.head, 0);
       stream.elementary_pid = pidAt(item.head, 1);
@@ -140,7 +132,7 @@ std::optional<Refusal> check(const ProgramMap& map) {
 }
 
 const TableKind& pmtKind() {
-  static const PmtKind kind;
+  static const PmtKind kind({&psi::kPmt});
   return kind;
 }
 

@@ -41,7 +41,7 @@ std::string settlePid(const TableSet& set, ProgramMap& map) {
 void settlePids(TableSet& set) {
   for (ProgramMap& map : set.pmts)
     if (const std::string problem = settlePid(set, map); !problem.empty())
-      throw InputError("PMT of program " + std::to_string(map.pmt.program_number) + ": " + problem);
+      throw InputError(psi::tableName(tableKeyOf(map)) + ": " + problem);
 }
 
 }  // namespace vantor::tables

@@ -1,6 +1,5 @@
 #include "programs/tables/kinds/schedule.h"
 
-#include "interface/psi/sectioning.h"
 #include "programs/tables/values/eventTime.h"
 
 namespace vantor::tables {
@@ -10,12 +9,10 @@ namespace {
 using thrift::dvb_tables::EITEvent;
 using thrift::dvb_tables::EITSectioning;
 
-constexpr int kDaysPerTable = kSegmentsPerTable / kSegmentsPerDay;
-
 /// Counted from the beginning of the schedule.
 std::optional<int> scheduleSegmentOf(const EITEvent& event, std::int32_t firstDay) {
   const std::int32_t days = dayOf(event.start_time) - firstDay;
-  if (days < 0 || days >= kScheduleTables * kDaysPerTable) return std::nullopt;
+  if (days < 0 || days >= kScheduleDays) return std::nullopt;
   const int table = days / kDaysPerTable;
   const auto segment = segmentOf(static_cast<std::uint64_t>(event.start_time), firstDay + table * kDaysPerTable);
   if (!segment) return std::nullopt;
@@ -85,7 +82,7 @@ std::vector<EIT> splitSchedule(const EIT& schedule) {
 
 std::optional<EIT> joinSchedule(const std::vector<EIT>& tables) {
   EIT schedule = tables.front();
-  if (schedule.table_id != firstScheduleTable(isActualSchedule(schedule.table_id))) return std::nullopt;
+  if (schedule.table_id != scheduleType(isActualSchedule(schedule.table_id)).firstTableId) return std::nullopt;
   if (tables.size() > 1) {
     schedule = withoutEvents(schedule);
     setLastTableId(schedule, schedule.table_id);

@@ -5,6 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "interface/psi/sectioning.h"
+#include "interface/psi/tableTypes.h"
 #include "interface/records.h"
 
 /// A service's schedule as people have it, with all its events in one record, and as the wire has it: each table_id
@@ -15,12 +17,17 @@ namespace vantor::tables {
 
 using thrift::dvb_tables::EIT;
 
-constexpr std::int16_t kFirstScheduleActual = 0x50;
-constexpr std::int16_t kFirstScheduleOther = 0x60;
-constexpr std::int16_t kScheduleTables = 16;
+constexpr int kDaysPerTable = kSegmentsPerTable / kSegmentsPerDay;
+constexpr int kScheduleTables = kEitScheduleActualLast - kEitScheduleActualFirst + 1;
+constexpr int kScheduleDays = kScheduleTables * kDaysPerTable;
 
-inline bool isActualSchedule(std::int16_t tableId) { return tableId < kFirstScheduleOther; }
-inline std::int16_t firstScheduleTable(bool actual) { return actual ? kFirstScheduleActual : kFirstScheduleOther; }
+/// The type of a table of a schedule.
+inline const psi::TableType& scheduleType(bool actual) {
+  return actual ? psi::kEitScheduleActual : psi::kEitScheduleOther;
+}
+inline bool isActualSchedule(std::int16_t tableId) {
+  return psi::kEitScheduleActual.has(static_cast<std::uint8_t>(tableId));
+}
 
 /// The MJD that the first segment of a table starts at, the one that the library takes.
 std::int32_t firstDayOf(const EIT& table);
@@ -31,7 +38,8 @@ bool isPacked(const EIT& table);
 /// An event that has no place in its schedule.
 struct Misplaced {
   std::size_t event;  ///< its index
-  bool isOutside;     ///< at no time in the 64 days from the first one; else in a segment before the event in front
+  bool isOutside;     ///< at no time in the kScheduleDays from the first one; else in a segment before the event in
+                      ///< front
 };
 
 /// The first one of a schedule, none when all events have their places.

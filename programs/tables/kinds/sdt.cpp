@@ -17,17 +17,12 @@ using thrift::dvb_tables::SDT;
 using thrift::dvb_tables::SDTService;
 
 // EN 300 468 clause 5.2.3.
-constexpr std::uint8_t kSdtActual = 0x42;
-constexpr std::uint8_t kSdtOther = 0x46;
-constexpr int kSdtPid = 0x0011;
-constexpr std::size_t kHead = 3;  // original_network_id, reserved_future_use
-constexpr std::size_t kServiceHead = 5;
 constexpr std::uint8_t kScheduleFlag = 0x02;
 constexpr std::uint8_t kPresentFollowingFlag = 0x01;
 
 bool isWellFormedSdt(const Section& section) {
-  return section.bytes().size() <= kMaxPsiSectionSize && section.payload().size() >= kHead &&
-         holdsItems(section.payload().substr(kHead), kServiceHead);
+  return section.bytes().size() <= kMaxSectionSize && section.payload().size() >= kSdtHead &&
+         holdsItems(section.payload().substr(kSdtHead), kSdtRoom.itemHead);
 }
 
 SDTService readService(const JsonValue& value) {
@@ -70,7 +65,7 @@ OrderedJson writeSdt(const SDT& sdt) {
 
 std::vector<SDTService> servicesOf(const Section& section) {
   std::vector<SDTService> services;
-  for (const LoopItem& item : itemsOf(section.payload().substr(kHead), kServiceHead)) {
+  for (const LoopItem& item : itemsOf(section.payload().substr(kSdtHead), kSdtRoom.itemHead)) {
     SDTService& service = services.emplace_back();
     service.service_id = wordAt(item.head, 0);
     service.EIT_schedule_flag = (byteAt(item.head, 2) & kScheduleFlag) != 0;
@@ -96,13 +91,12 @@ SDT decodeSdt(const std::vector<Section>& sections) {
 
 class SdtActualKind : public SingleTableKind<SDT, &TableSet::sdtActual> {
  public:
+  using SingleTableKind::SingleTableKind;
+
   const char* key() const override { return "sdt_actual"; }
   bool isWellFormed(const Section& section) const override { return isWellFormedSdt(section); }
 
  protected:
-  const char* label() const override { return "SDT actual"; }
-  std::uint8_t tableId() const override { return kSdtActual; }
-  int pid() const override { return kSdtPid; }
   SDT readRecord(const JsonValue& value) const override { return readSdt(value); }
   OrderedJson writeRecord(const SDT& sdt) const override { return writeSdt(sdt); }
   std::optional<SDT> decodeRecord(const std::vector<Section>& sections) const override {
@@ -111,21 +105,16 @@ class SdtActualKind : public SingleTableKind<SDT, &TableSet::sdtActual> {
   bool send(const SDT& sdt, serviceMux& mux) const override { return mux.newSDTActual(sdt) >= 0; }
 };
 
-std::string nameOfStream(std::int64_t transportStream, std::int64_t network) {
-  return "transport stream " + std::to_string(transportStream) + " of network " + std::to_string(network);
-}
-
 class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
  public:
+  using TableListKind::TableListKind;
+
   const char* key() const override { return "sdt_others"; }
 
-  bool hasTableId(std::uint8_t tableId) const override { return tableId == kSdtOther; }
-  bool isOnPid(int pid) const override { return pid == kSdtPid; }
   bool isWellFormed(const Section& section) const override { return isWellFormedSdt(section); }
   SubtableKey keyOf(const Section& section, int /*pid*/) const override {
-    return {section.tableId(), section.extension(), wordAt(section.payload(), 0)};
+    return {{section.tableId(), section.extension(), section.extension(), wordAt(section.payload(), 0)}, 0};
   }
-  std::string nameOf(const SubtableKey& key) const override { return nameOfStream(key.extension, key.scope); }
 
   bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     return std::all_of(set.sdtOthers.begin(), set.sdtOthers.end(),
@@ -134,8 +123,9 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
 
  protected:
   Identity identityOf(const SDT& sdt) const override { return {sdt.original_network_id, sdt.transport_stream_id}; }
-  std::string describe(const SDT& sdt) const override {
-    return "SDT other of " + nameOfStream(sdt.transport_stream_id, sdt.original_network_id);
+  psi::TableKey tableKeyOf(const SDT& sdt) const override {
+    const auto stream = static_cast<std::uint16_t>(sdt.transport_stream_id);
+    return {kSdtOtherTableId, stream, stream, static_cast<std::uint16_t>(sdt.original_network_id)};
   }
   std::int32_t versionOf(const SDT& sdt) const override { return sdt.version_number; }
   std::vector<SDT> readItems(const JsonValue& value, UtcTime /*now*/) const override { return {readSdt(value)}; }
@@ -148,12 +138,12 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
 }  // namespace
 
 const TableKind& sdtActualKind() {
-  static const SdtActualKind kind;
+  static const SdtActualKind kind(psi::kSdtActual);
   return kind;
 }
 
 const TableKind& sdtOtherKind() {
-  static const SdtOtherKind kind;
+  static const SdtOtherKind kind({&psi::kSdtOther});
   return kind;
 }
 

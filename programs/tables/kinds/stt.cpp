@@ -7,20 +7,20 @@
 #include "programs/tables/kinds/refusals.h"
 #include "programs/tables/values/localTimeJson.h"
 #include "servicemux/front/serviceMux.h"
-#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 
 namespace {
 
 // ATSC A/65 clause 6.1.
-constexpr std::uint8_t kSttTableId = 0xCD;
 constexpr std::size_t kDaylightSavings = 6;  // behind protocol_version, system_time and GPS_UTC_offset
 constexpr std::size_t kHeadSize = kDaylightSavings + 2;
 
 /// The clock of the STT is the machine's; a table set says whether it is sent and what it announces.
 class SttKind : public TableKind {
  public:
+  using TableKind::TableKind;
+
   const char* key() const override { return "stt"; }
   const char* group() const override { return kPsipGroup; }
 
@@ -45,13 +45,13 @@ class SttKind : public TableKind {
     return json;
   }
 
-  bool hasTableId(std::uint8_t tableId) const override { return tableId == kSttTableId; }
-  bool isOnPid(int pid) const override { return pid == kPsipPid; }
   bool hasVersions() const override { return false; }
   bool isWellFormed(const Section& section) const override {
     return section.payload().size() >= kHeadSize && holdsDescriptors(section.payload().substr(kHeadSize));
   }
-  SubtableKey keyOf(const Section& section, int /*pid*/) const override { return {section.tableId(), 0, 0}; }
+  SubtableKey keyOf(const Section& section, int /*pid*/) const override {
+    return {{section.tableId(), 0, 0, 0}, 0};
+  }
   bool isSingle() const override { return false; }
   std::optional<Refusal> decode(const SubtableKey& /*key*/, const std::vector<Section>& /*sections*/,
                                 TableSet& set) const override {
@@ -71,12 +71,12 @@ class SttKind : public TableKind {
       loss += (loss.empty() ? "" : "; ") + std::string("descriptors left out");
     return loss;
   }
-  std::string nameOf(const SubtableKey& /*key*/) const override { return ""; }
 
   /// The carousel of the PID allots it one bit a second, so it goes out in the slots that others ask for.
   std::vector<std::string> warnings(const TableSet& set) const override {
     if (set.mgt || set.terrestrialVct || set.cableVct) return {};
-    return {"STT: without an MGT or a VCT beside it, it is sent only once in 25 minutes"};
+    return {psi::kStt.name +
+            std::string(": without an MGT or a VCT beside it, it is sent only once in 25 minutes")};
   }
   bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const override {
     mux.newSTT(recordAt(*set.stt, now));
@@ -90,7 +90,7 @@ class SttKind : public TableKind {
 }  // namespace
 
 const TableKind& sttKind() {
-  static const SttKind kind;
+  static const SttKind kind({&psi::kStt});
   return kind;
 }
 

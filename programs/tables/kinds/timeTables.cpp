@@ -4,11 +4,11 @@
 
 #include "interface/checks/localTimeOffsets.h"
 #include "interface/dvbpsi.h"
+#include "interface/psi/section.h"
 #include "programs/tables/descriptors/loops.h"
 #include "programs/tables/kinds/refusals.h"
 #include "programs/tables/values/localTimeJson.h"
 #include "servicemux/front/serviceMux.h"
-#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 
@@ -17,12 +17,7 @@ namespace {
 using thrift::dvb_tables::kMaxLocalTimeOffsets;
 using thrift::dvb_tables::LocalTimeOffset;
 
-// EN 300 468 clauses 5.2.5, 5.2.6 and 6.2.20.
-constexpr std::uint8_t kTdt = 0x70;
-constexpr std::uint8_t kTot = 0x73;
-constexpr std::size_t kTdtSize = 8;
-constexpr std::size_t kTotHead = 10;  // up to and with descriptors_loop_length
-constexpr std::size_t kCrcSize = 4;
+// EN 300 468 clause 6.2.20.
 constexpr std::int16_t kLocalTimeOffsetTag = 0x58;
 constexpr std::size_t kOffsetSize = 13;
 constexpr std::int64_t kMaxRegion = 63;
@@ -106,6 +101,8 @@ std::vector<LocalTime> decodeEntries(std::string_view loop) {
 
 class TimeKind : public TableKind {
  public:
+  using TableKind::TableKind;
+
   const char* key() const override { return "time"; }
 
   bool isIn(const TableSet& set) const override { return set.time.has_value(); }
@@ -133,28 +130,28 @@ class TimeKind : public TableKind {
     return json;
   }
 
-  bool hasTableId(std::uint8_t tableId) const override { return tableId == kTdt || tableId == kTot; }
-  bool isOnPid(int pid) const override { return pid == kTimePid; }
   bool hasSyntax() const override { return false; }
   bool isWellFormed(const Section& section) const override {
     const std::string_view bytes = section.bytes();
-    if (section.tableId() == kTdt) return bytes.size() == kTdtSize;
+    if (section.tableId() == kTdtTableId) return bytes.size() == kTdtSize;
     return loopLength(bytes, kTotHead - 2) == bytes.size() - kTotHead - kCrcSize &&
            holdsDescriptors(descriptorsOfTot(section));
   }
-  SubtableKey keyOf(const Section& section, int /*pid*/) const override { return {section.tableId(), 0, 0}; }
+  SubtableKey keyOf(const Section& section, int /*pid*/) const override {
+    return {{section.tableId(), 0, 0, 0}, 0};
+  }
   bool isSingle() const override { return false; }
   std::optional<Refusal> decode(const SubtableKey& /*key*/, const std::vector<Section>& sections,
                                 TableSet& set) const override {
     if (!set.time) set.time.emplace();
     const Section& section = sections.front();
-    if (section.tableId() != kTot) return std::nullopt;
+    if (section.tableId() != kTotTableId) return std::nullopt;
     set.time->localTimes = decodeEntries(descriptorsOfTot(section));
     set.time->localTimes.resize(std::min(set.time->localTimes.size(), kMaxLocalTimeOffsets));
     return std::nullopt;
   }
   std::string lossOf(const Section& section) const override {
-    if (section.tableId() != kTot) return "";
+    if (section.tableId() != kTotTableId) return "";
     const std::string_view loop = descriptorsOfTot(section);
     const std::size_t entries = decodeEntries(loop).size();
     if (entries == 0) return "left out, as it has no local time offsets";
@@ -165,7 +162,6 @@ class TimeKind : public TableKind {
       if (descriptor.tag != kLocalTimeOffsetTag) return "descriptors other than local time offsets left out";
     return "";
   }
-  std::string nameOf(const SubtableKey& /*key*/) const override { return ""; }
 
   std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
   bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const override {
@@ -184,7 +180,7 @@ class TimeKind : public TableKind {
 }  // namespace
 
 const TableKind& timeKind() {
-  static const TimeKind kind;
+  static const TimeKind kind({&psi::kTdt, &psi::kTot});
   return kind;
 }
 

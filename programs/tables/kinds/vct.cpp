@@ -5,7 +5,6 @@
 #include "programs/tables/kinds/psip.h"
 #include "programs/tables/values/charsets.h"
 #include "servicemux/front/serviceMux.h"
-#include "interface/psi/pids.h"
 
 namespace vantor::tables {
 
@@ -15,8 +14,6 @@ using thrift::dvb_tables::VCT;
 using thrift::dvb_tables::VCTChannel;
 
 // ATSC A/65 clause 6.3.
-constexpr std::uint8_t kTerrestrialVct = 0xC8;
-constexpr std::uint8_t kCableVct = 0xC9;
 constexpr std::size_t kShortNameSize = 14;
 constexpr unsigned kLengthBits = 10;
 constexpr const char* kShortNameCharset = "UTF-16BE";
@@ -121,15 +118,17 @@ bool addSection(const Section& section, VCT& vct) {
   vct.transport_stream_id = section.extension();
   vct.protocol_version = static_cast<std::int16_t>(bits.bits(8));
   for (auto channels = bits.bits(8); channels > 0 && bits.isGood(); --channels)
-    vct.channels.push_back(takeChannel(bits, section.tableId() == kCableVct));
+    vct.channels.push_back(takeChannel(bits, section.tableId() == kCableVctTableId));
   append(takeDescriptors(bits, kLengthBits), vct.descriptors);
   return bits.isGood() && bits.atEnd();
 }
 
 /// Terrestrial and cable differ in the table_id and in two flags.
-template <std::uint8_t TableId, std::optional<VCT> TableSet::*Member>
+template <const psi::TableType& Type, std::optional<VCT> TableSet::*Member>
 class VctKind : public SingleTableKind<VCT, Member> {
  public:
+  VctKind() : SingleTableKind<VCT, Member>(Type) {}
+
   const char* key() const override { return kIsCable ? "cvct" : "tvct"; }
   const char* group() const override { return kPsipGroup; }
 
@@ -139,15 +138,11 @@ class VctKind : public SingleTableKind<VCT, Member> {
   }
 
  protected:
-  const char* label() const override { return kIsCable ? "cable VCT" : "terrestrial VCT"; }
-  std::uint8_t tableId() const override { return TableId; }
-  int pid() const override { return kPsipPid; }
-
   VCT readRecord(const JsonValue& value) const override {
     value.allowOnly({"transport_stream_id", "version_number", "current_next_indicator", "protocol_version",
                      "channels", "descriptors"});
     VCT vct;
-    vct.table_id = TableId;
+    vct.table_id = Type.firstTableId;
     vct.transport_stream_id = readId(value, "transport_stream_id");
     readPsipHead(value, vct);
     vct.descriptors = readDescriptors(value);
@@ -172,18 +167,18 @@ class VctKind : public SingleTableKind<VCT, Member> {
   bool send(const VCT& vct, serviceMux& mux) const override { return mux.newVCT(vct) >= 0; }
 
  private:
-  static constexpr bool kIsCable = TableId == kCableVct;
+  static constexpr bool kIsCable = Type.has(kCableVctTableId);
 };
 
 }  // namespace
 
 const TableKind& terrestrialVctKind() {
-  static const VctKind<kTerrestrialVct, &TableSet::terrestrialVct> kind;
+  static const VctKind<psi::kTerrestrialVct, &TableSet::terrestrialVct> kind;
   return kind;
 }
 
 const TableKind& cableVctKind() {
-  static const VctKind<kCableVct, &TableSet::cableVct> kind;
+  static const VctKind<psi::kCableVct, &TableSet::cableVct> kind;
   return kind;
 }
 

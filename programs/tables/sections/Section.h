@@ -6,18 +6,16 @@
 #include <string>
 #include <string_view>
 
+#include "interface/psi/section.h"
+#include "interface/psi/sectioning.h"
 #include "programs/tables/descriptors/bytes.h"
 
 /// Sections as they lie in a capture, ISO/IEC 13818-1 clause 2.4.4.11.
 
 namespace vantor::tables {
 
-constexpr std::size_t kSectionHeaderSize = 3;     // up to and with section_length
-constexpr std::size_t kMaxSectionLength = 4093;   // of private sections
-constexpr std::size_t kMaxPsiSectionSize = 1024;  // PAT, CAT, PMT, NIT, SDT
-
 /// The section_length of a section of which at least the first three bytes are there.
-inline std::size_t sectionLength(std::string_view bytes) { return wordAt(bytes, 1) & 0x0FFF; }
+inline std::size_t sectionLength(std::string_view bytes) { return wordAt(bytes, 1) & kSectionLengthMask; }
 
 /// What makes a section unusable.
 enum class SectionFault { none, crc, length, content, interrupted };
@@ -33,16 +31,18 @@ class Section {
 
   const std::string& bytes() const { return whole; }
   std::uint8_t tableId() const { return byteAt(whole, 0); }
-  bool hasSyntax() const { return (byteAt(whole, 1) & 0x80) != 0; }
+  bool hasSyntax() const { return (byteAt(whole, 1) & kSectionSyntax) != 0; }
 
   // Of sections with the section_syntax_indicator only.
-  std::uint16_t extension() const { return wordAt(whole, 3); }
-  std::uint8_t version() const { return byteAt(whole, 5) >> 1 & 0x1F; }
-  bool currentNext() const { return (byteAt(whole, 5) & 1) != 0; }
-  std::uint8_t number() const { return byteAt(whole, 6); }
-  std::uint8_t lastNumber() const { return byteAt(whole, 7); }
+  std::uint16_t extension() const { return wordAt(whole, kExtensionOffset); }
+  std::uint8_t version() const { return byteAt(whole, kVersionOffset) >> 1 & kMaxVersion; }
+  bool currentNext() const { return (byteAt(whole, kVersionOffset) & kCurrentNext) != 0; }
+  std::uint8_t number() const { return byteAt(whole, kSectionNumberOffset); }
+  std::uint8_t lastNumber() const { return byteAt(whole, kLastSectionNumberOffset); }
   /// Between last_section_number and CRC_32.
-  std::string_view payload() const { return std::string_view(whole).substr(8, whole.size() - 12); }
+  std::string_view payload() const {
+    return std::string_view(whole).substr(kLongSectionHeaderSize, whole.size() - kSectionOverhead);
+  }
 
  private:
   std::string whole;

@@ -8,12 +8,6 @@ namespace vantor::tables {
 
 namespace {
 
-constexpr std::uint8_t kTransportError = 0x80;   // byte 1
-constexpr std::uint8_t kScrambled = 0xC0;        // byte 3
-constexpr std::uint8_t kAdaptationField = 0x20;  // byte 3
-constexpr std::uint8_t kDiscontinuity = 0x80;    // first byte of the adaptation field
-constexpr std::uint8_t kStuffingTableId = 0xFF;
-
 std::uint8_t counterOf(std::string_view packet) { return byteAt(packet, kContinuityOffset) & kContinuityMask; }
 
 }  // namespace
@@ -21,10 +15,10 @@ std::uint8_t counterOf(std::string_view packet) { return byteAt(packet, kContinu
 void SectionAssembler::push(std::string_view packet) {
   const std::uint8_t control = byteAt(packet, kContinuityOffset);
   if ((byteAt(packet, 1) & kTransportError) != 0) return drop(SectionFault::interrupted);
-  if ((control & kScrambled) != 0) return drop(SectionFault::interrupted);
-  std::string_view payload = packet.substr(4);
+  if ((control & kScramblingControl) != 0) return drop(SectionFault::interrupted);
+  std::string_view payload = packet.substr(kPacketHeaderSize);
   bool discontinuityIndicated = false;
-  if ((control & kAdaptationField) != 0) {
+  if ((control & kAdaptationFieldFlag) != 0) {
     const std::size_t length = byteAt(payload, 0);
     if (length >= payload.size()) return drop(SectionFault::interrupted);
     discontinuityIndicated = length > 0 && (byteAt(payload, 1) & kDiscontinuity) != 0;
@@ -59,7 +53,7 @@ void SectionAssembler::begin(std::string_view payload) {
 
 void SectionAssembler::append(std::string_view data, bool moreMayFollow) {
   while (collecting && !data.empty()) {
-    if (section.empty() && byteAt(data, 0) == kStuffingTableId) {
+    if (section.empty() && byteAt(data, 0) == kStuffing) {
       collecting = false;
       return;
     }

@@ -1,18 +1,23 @@
 #pragma once
 
-#include <cstdint>
 #include <tuple>
+
+#include "interface/psi/tableTypes.h"
 
 namespace vantor::tables {
 
 /// What tells the sections of one subtable from those of another.
 struct SubtableKey {
-  std::uint8_t tableId = 0;
-  std::uint16_t extension = 0;
-  std::int64_t scope = 0;  ///< where the table needs more to be told by: a PID or identifiers from its payload
+  psi::TableKey table;
+  int pid = 0;  ///< of tables that a capture may have on several PIDs
 
   friend bool operator<(const SubtableKey& a, const SubtableKey& b) {
-    return std::tie(a.tableId, a.extension, a.scope) < std::tie(b.tableId, b.extension, b.scope);
+    const auto ranks = [](const SubtableKey& key) {
+      const psi::TableKey& table = key.table;
+      return std::tie(table.table_id, table.extension, table.original_network_id, table.transport_stream_id,
+                      key.pid);
+    };
+    return ranks(a) < ranks(b);
   }
 };
 

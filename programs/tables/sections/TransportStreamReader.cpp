@@ -3,16 +3,16 @@
 #include <string>
 #include <utility>
 
-#include "programs/tables/json/InputError.h"
-#include "programs/tables/sections/SectionAssembler.h"
 #include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
+#include "programs/tables/json/InputError.h"
+#include "programs/tables/sections/SectionAssembler.h"
 
 namespace vantor::tables {
 
 namespace {
 
-std::uint16_t pidOf(std::string_view packet) { return wordAt(packet, 1) & kNullPid; }
+std::uint16_t pidOf(std::string_view packet) { return pidAt(packet, 1); }
 
 void checkPackets(std::string_view bytes) {
   if (bytes.empty()) throw InputError("the file is empty");
@@ -20,7 +20,8 @@ void checkPackets(std::string_view bytes) {
     const std::string where = "byte " + std::to_string(at) + ": ";
     if (byteAt(bytes, at) != kSyncByte) throw InputError(where + "a packet does not begin with 0x47");
     if (bytes.size() - at < kPacketSize)
-      throw InputError(where + "the last packet has only " + std::to_string(bytes.size() - at) + " of 188 bytes");
+      throw InputError(where + "the last packet has only " + std::to_string(bytes.size() - at) + " of " +
+                       std::to_string(kPacketSize) + " bytes");
   }
 }
 

@@ -4,11 +4,11 @@
 #include <limits>
 #include <utility>
 
+#include "interface/psi/tableTypes.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/SignallingPids.h"
 #include "programs/tables/kinds/allTableKinds.h"
 #include "programs/tables/kinds/programPids.h"
-#include "programs/tables/kinds/tableName.h"
 #include "programs/tables/sections/SubtableBuilder.h"
 #include "programs/tables/sections/TransportStreamReader.h"
 #include "programs/tables/sections/sectionFile.h"
@@ -16,8 +16,6 @@
 namespace vantor::tables {
 
 namespace {
-
-constexpr std::uint8_t kPmtTableId = 0x02;
 
 /// Takes the sections of a capture as they come and keeps account of them.
 class Collector {
@@ -39,7 +37,7 @@ class Collector {
     for (const auto& [key, subtable] : subtables) finishSubtable(key, *subtable.kind, subtable.builder);
     settlePmts();
     for (const auto& [key, loss] : losses)
-      if (!loss.empty()) capture.leftOut.push_back(tableName(key.tableId) + ": " + loss);
+      if (!loss.empty()) capture.leftOut.push_back(psi::tableName(key.table) + ": " + loss);
     for (const auto& [key, why] : refused) capture.leftOut.push_back(why);
     return std::move(capture);
   }
@@ -54,7 +52,7 @@ class Collector {
 
   /// A kind of single tables has one import, whatever the extension.
   static SubtableKey importKey(const TableKind& kind, const SubtableKey& key) {
-    return kind.isSingle() ? SubtableKey{key.tableId, 0, 0} : key;
+    return kind.isSingle() ? SubtableKey{{key.table.table_id, 0, 0, 0}, 0} : key;
   }
 
   void gather(const TableKind& kind, int pid, const Section& section) {
@@ -100,10 +98,8 @@ class Collector {
   }
 
   void noteRefusal(const TableKind& kind, const SubtableKey& key, const Refusal& refusal) {
-    const std::string name = kind.nameOf(key);
     const std::string place = refusal.path.empty() ? "" : refusal.path + ": ";
-    refused[importKey(kind, key)] = tableName(key.tableId) + (name.empty() ? "" : " of " + name) +
-                                    " left out: " + printable(place + textOf(refusal));
+    refused[importKey(kind, key)] = psi::tableName(key.table) + " left out: " + printable(place + textOf(refusal));
   }
 
   Capture::Import importOf(const TableKind& kind, const SubtableKey& key) const {
@@ -131,10 +127,10 @@ class Collector {
         ++map;
         continue;
       }
-      const auto program = static_cast<std::uint16_t>(map->pmt.program_number);
-      capture.leftOut.push_back("PMT of program " + std::to_string(program) + " left out: " + problem);
-      const SubtableKey first{kPmtTableId, program, std::numeric_limits<std::int64_t>::min()};
-      const SubtableKey last{kPmtTableId, program, std::numeric_limits<std::int64_t>::max()};
+      const psi::TableKey table = tableKeyOf(*map);
+      capture.leftOut.push_back(psi::tableName(table) + " left out: " + problem);
+      const SubtableKey first{table, std::numeric_limits<int>::min()};
+      const SubtableKey last{table, std::numeric_limits<int>::max()};
       capture.imports.erase(capture.imports.lower_bound(first), capture.imports.upper_bound(last));
       map = pmts.erase(map);
     }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "interface/psi/mjd.h"
 #include "programs/tables/values/TextReader.h"
 
 namespace vantor::tables {
@@ -12,8 +13,7 @@ namespace {
 constexpr std::int64_t kDay = 86400;  // seconds
 constexpr std::int64_t kHour = 3600;
 constexpr std::int64_t kMinute = 60;
-constexpr std::int32_t kLastDay = 0xFFFF;   // MJD
-constexpr std::int32_t kUnixEpoch = 40587;  // MJD
+constexpr std::int32_t kLastDay = 0xFFFF;  // MJD
 constexpr std::int64_t kUndefinedStart = 0xFFFFFFFFFF;
 constexpr std::int32_t kUndefinedDuration = 0xFFFFFF;
 constexpr const char* kUndefined = "undefined";
@@ -82,7 +82,7 @@ std::optional<std::int64_t> startTimeAt(std::int64_t seconds) {
 /// Whole minutes, as seconds since MJD 0.
 std::int64_t minuteOf(UtcTime now) {
   const auto minutes = std::chrono::floor<std::chrono::minutes>(now.time_since_epoch()).count();
-  return kUnixEpoch * kDay + static_cast<std::int64_t>(minutes) * kMinute;
+  return kMjdOfPosixEpoch * kDay + static_cast<std::int64_t>(minutes) * kMinute;
 }
 
 /// "hh:mm:ss" as seconds.
@@ -169,7 +169,8 @@ std::string startTimeText(std::int64_t startTime) {
 }
 
 std::optional<std::int64_t> startTimeOf(UtcTime time) {
-  return startTimeAt(kUnixEpoch * kDay + std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()).count());
+  return startTimeAt(kMjdOfPosixEpoch * kDay +
+                     std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()).count());
 }
 
 std::int32_t readDuration(const JsonValue& value) {

@@ -70,40 +70,36 @@ TEST(CaptureReport, NamesTheServicesWhoseEventsChanged) {
       for (const unsigned number : {0U, 1U}) file += eventSection(service, version, number, 1);
   EXPECT_THAT(
       captureNotes(tables::readSections(file)),
-      ElementsAre("EIT p/f actual: several versions in the capture, the last one of each is kept: service 1 "
-                  "(4), service 2 (4), service 3 (4), service 4 (4), service 5 (4), service 6 (4), service 7 "
-                  "(4), service 8 (4) and 2 more"));
+      ElementsAre("EIT p/f actual 1 (4), EIT p/f actual 2 (4), EIT p/f actual 3 (4), EIT p/f actual 4 (4), EIT p/f "
+                  "actual 5 (4), EIT p/f actual 6 (4), EIT p/f actual 7 (4), EIT p/f actual 8 (4) and 2 more: "
+                  "several versions in the capture, the last one of each is kept"));
 }
 
 TEST(CaptureReport, NamesTheServicesWhoseEventsChangedUnderOneVersion) {
   const std::string file = eventSection(7, 9, 0, 1) + eventSection(7, 9, 1, 2) + eventSection(7, 9, 0, 3);
-  EXPECT_THAT(
-      captureNotes(tables::readSections(file)),
-      ElementsAre("EIT p/f actual: several contents under one version, the last one is kept: service 7 (9)"));
+  EXPECT_THAT(captureNotes(tables::readSections(file)),
+              ElementsAre("EIT p/f actual 7 (9): several contents under one version, the last one is kept"));
 }
 
 TEST(CaptureReport, NamesWhatIsThereInPartOnly) {
   const std::string sdt = sectionsOf(makeSdt(5, 1, 20), 0x46)[0];
-  EXPECT_THAT(
-      captureNotes(tables::readSections(eventSection(7, 9, 1, 2) + sdt)),
-      ElementsAre("EIT p/f actual: not whole in the capture, imported as far as it is there: service 7",
-                  "SDT other: never whole in the capture and left out: transport stream 5 of network 8442"));
+  EXPECT_THAT(captureNotes(tables::readSections(eventSection(7, 9, 1, 2) + sdt)),
+              ElementsAre("EIT p/f actual 7: not whole in the capture, imported as far as it is there",
+                          "SDT other 5/8442: never whole in the capture and left out"));
 }
 
 TEST(CaptureReport, NamesAnnouncedTablesOfWhichThereAreMany) {
   auto next = makeSdt(5, 1, 1);
   next.current_next_indicator = false;
-  EXPECT_THAT(
-      captureNotes(tables::readSections(sectionsOf(next, 0x46)[0])),
-      ElementsAre("SDT other: announced as the next version, never as the current one: transport stream 5 of "
-                  "network 8442 (1)"));
+  EXPECT_THAT(captureNotes(tables::readSections(sectionsOf(next, 0x46)[0])),
+              ElementsAre("SDT other 5/8442 (1): announced as the next version, never as the current one"));
 }
 
 TEST(CaptureReport, TellsOfAProgramThatCannotGoOnAir) {
   const std::string file =
       sectionsOf(makePat(1, 1))[0] + sectionsOf(makePmt(1, 1))[0] + sectionsOf(makePmt(9, 1))[0];
   EXPECT_THAT(captureNotes(tables::readSections(file)),
-              ElementsAre("PMT of program 9 left out: it has no PID, and no PAT names the program"));
+              ElementsAre("PMT 9 left out: it has no PID, and no PAT names the program"));
 }
 
 }  // namespace

@@ -199,7 +199,7 @@ TEST_F(Program, NamesFileAndPlaceOfATableThatCannotBeSent) {
 TEST_F(Program, NamesAProgramThatHasNoPid) {
   const std::string pmts = file("a.json", R"({"pmts": [{"program_number": 7, "pcr_pid": 512, "version_number": 1,
                                                        "streams": []}]})");
-  EXPECT_EQ(playError(pmts), "servicemux: PMT of program 7: it has no PID, and no PAT names the program\n");
+  EXPECT_EQ(playError(pmts), "servicemux: PMT 7: it has no PID, and no PAT names the program\n");
 }
 
 TEST_F(Program, PutsAMultiplexOfHundredsOfTablesOnAir) {

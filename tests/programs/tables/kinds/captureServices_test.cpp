@@ -61,7 +61,7 @@ TEST(CapturedServices, PmtsAreFoundOnThePidsOfThePat) {
                              Packer(0x102).apart(sectionsOf(makePmt(2, 5))) + Packer(0).apart(sectionsOf(pat));
   const Capture capture = readTransportStream(stream);
   EXPECT_THAT(capture.tables.pmts, ElementsAre(ProgramMap{0x101, makePmt(1, 4)}, ProgramMap{0x102, makePmt(2, 5)}));
-  EXPECT_EQ(capture.imports.at({0x02, 1, 0x101}).version, 4);
+  EXPECT_EQ(capture.imports.at({{0x02, 1, 0, 0}, 0x101}).version, 4);
 }
 
 TEST(CapturedServices, PmtsOfAFileOfSectionsGetThePidsOfItsPat) {
@@ -78,9 +78,8 @@ TEST(CapturedServices, APmtThatThePatHasElsewhereIsLeftOut) {
                              Packer(0x101).apart(sectionsOf(makePmt(1, 4)));
   const Capture capture = readTransportStream(stream);
   EXPECT_THAT(capture.tables.pmts, IsEmpty());
-  EXPECT_EQ(capture.imports.count({0x02, 1, 0x101}), 0U);
-  EXPECT_THAT(capture.leftOut,
-              ElementsAre("PMT of program 1 left out: 0x0101 is not the PID 0x0200 that the PAT gives it"));
+  EXPECT_EQ(capture.imports.count({{0x02, 1, 0, 0}, 0x101}), 0U);
+  EXPECT_THAT(capture.leftOut, ElementsAre("PMT 1 left out: 0x0101 is not the PID 0x0200 that the PAT gives it"));
 }
 
 TEST(CapturedServices, SdtOthersAreToldApartByStreamAndNetwork) {
@@ -283,9 +282,8 @@ TEST(CapturedServices, ATableThatCannotBeSentIsLeftOutWithTheReason) {
   const Capture capture = readSections(section + section);
   EXPECT_THAT(capture.tables.eitPf, IsEmpty());
   EXPECT_THAT(capture.unfinished, IsEmpty());
-  EXPECT_THAT(capture.leftOut,
-              ElementsAre("EIT p/f actual of service 7 left out: /events/0/descriptors: 4066 bytes "
-                          "do not fit in a section"));
+  EXPECT_THAT(capture.leftOut, ElementsAre("EIT p/f actual 7 left out: /events/0/descriptors: 4066 bytes "
+                                           "do not fit in a section"));
 }
 
 TEST(CapturedServices, SectionsWhoseContentsDoNotAddUpAreCounted) {

@@ -123,7 +123,7 @@ TEST(PsipJson, SttIsOnOrOff) {
 
 TEST(PsipJson, SttAloneOnItsPidIsWarnedOf) {
   EXPECT_THAT(sttKind().warnings(read(R"("stt": true)")),
-              ElementsAre("STT: without an MGT or a VCT beside it, it is sent only once in 25 minutes"));
+              ElementsAre("ATSC STT: without an MGT or a VCT beside it, it is sent only once in 25 minutes"));
   EXPECT_THAT(sttKind().warnings(read(R"("stt": true, "tvct": )" + vct(kChannel))), IsEmpty());
 }
 
@@ -272,7 +272,7 @@ TEST(PsipCapture, SttIsTurnedOnAndWhatItAnnouncedIsNamed) {
   EXPECT_EQ(capture.tables.stt, LocalTime());
   EXPECT_THAT(capture.leftOut, ElementsAre("ATSC STT: daylight_savings 0x9d02 left out: a time_zone of /atsc/stt "
                                            "gives it again; descriptors left out"));
-  EXPECT_EQ(capture.imports.at({0xCD}).rewrites, 0U);
+  EXPECT_EQ(capture.imports.at({{0xCD, 0, 0, 0}, 0}).rewrites, 0U);
 }
 
 TEST(PsipCapture, TablesOnAnotherPidAreLeft) {
@@ -312,7 +312,7 @@ TEST(MasterGuide, KeepsWhatWasGivenAndWarnsWhereItIsWrong) {
   EXPECT_EQ(set.mgt->tables[0].number_bytes, 40);
   EXPECT_EQ(set.mgt->tables[0].table_type_version_number, 4);
   EXPECT_THAT(mgtKind().warnings(set),
-              ElementsAre("MGT: number_bytes of table_type 0x0000 is 40, but the table of this set has 51"));
+              ElementsAre("ATSC MGT: number_bytes of table_type 0x0000 is 40, but the table of this set has 51"));
   set.mgt->tables[0].table_type_version_number = 5;
   EXPECT_THAT(mgtKind().warnings(set), SizeIs(2));
 }

@@ -350,11 +350,11 @@ std::string settlingError(TableSet set) {
 TEST(ServiceTables, APmtThatCannotBePlacedIsNamed) {
   TableSet set = read(std::string("{") + kPat + "}");
   set.pmts = {{std::nullopt, makePmt(7, 1)}};
-  EXPECT_EQ(settlingError(set), "PMT of program 7: it has no PID, and no PAT names the program");
+  EXPECT_EQ(settlingError(set), "PMT 7: it has no PID, and no PAT names the program");
   set.pmts = {{std::nullopt, makePmt(6, 1)}};
-  EXPECT_EQ(settlingError(set), "PMT of program 6: the PAT gives it the PID 0x0011, which is reserved");
+  EXPECT_EQ(settlingError(set), "PMT 6: the PAT gives it the PID 0x0011, which is reserved");
   set.pmts = {{0x100, makePmt(5, 1)}};
-  EXPECT_EQ(settlingError(set), "PMT of program 5: 0x0100 is not the PID 0x0101 that the PAT gives it");
+  EXPECT_EQ(settlingError(set), "PMT 5: 0x0100 is not the PID 0x0101 that the PAT gives it");
 }
 
 TEST(ServiceTables, OfALaterFileReplaceTheirNamesakesAlone) {
@@ -382,7 +382,7 @@ TEST(ServiceTables, OfALaterFileReplaceAScheduleAsAWhole) {
 TEST(ServiceTables, WarnOfWhatIsSentInAnotherWay) {
   TableSet set;
   set.pmts = {{0x100, makePmt(5, 32)}};
-  EXPECT_THAT(pmtKind().warnings(set), ElementsAre("PMT of program 5: version 32 is above 31 and is sent as 0"));
+  EXPECT_THAT(pmtKind().warnings(set), ElementsAre("PMT 5: version 32 is above 31 and is sent as 0"));
   EIT eit;
   eit.table_id = 0x4F;
   eit.service_id = 7;
@@ -391,7 +391,7 @@ TEST(ServiceTables, WarnOfWhatIsSentInAnotherWay) {
   namesake.transport_stream_id = 2;
   set.eitPf = {eit, namesake};
   EXPECT_THAT(eitPfKind().warnings(set),
-              ElementsAre("EIT p/f other of service 7: of transport streams 1 and 2 only the latter's is sent"));
+              ElementsAre("EIT p/f other 7: of transport streams 1 and 2 only the latter's is sent"));
 }
 
 }  // namespace

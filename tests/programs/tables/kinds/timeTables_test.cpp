@@ -160,7 +160,7 @@ TEST(TimeCapture, OffsetsOfTheLatestTotAreKept) {
   EXPECT_EQ(times[1].record.local_time_offset, 0x0330);
   EXPECT_EQ(times[1].record.next_time_offset, 0x0230);
   EXPECT_THAT(capture.leftOut, IsEmpty());
-  EXPECT_EQ(capture.imports.at({0x73}).versions, 1U);
+  EXPECT_EQ(capture.imports.at({{0x73, 0, 0, 0}, 0}).versions, 1U);
 }
 
 TEST(TimeCapture, TdtAlonePutsATdtOnAir) {

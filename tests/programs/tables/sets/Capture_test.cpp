@@ -3,6 +3,7 @@
 
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sets/Capture.h"
+#include "servicemux/packetize/TableFacts.h"
 #include "tests/programs/streams.h"
 
 namespace vantor::tables {
@@ -53,6 +54,26 @@ TEST(CaptureReader, FindsTheTablesInAFileOfSections) {
   EXPECT_EQ(capture.packets, 0U);
 }
 
+/// The table of a stream as the import has it, which has no other.
+std::string importedName(const std::string& packets) {
+  const Capture capture = readTransportStream(packets);
+  return capture.imports.size() == 1 ? psi::tableName(capture.imports.begin()->first.table) : "not one table";
+}
+
+TEST(CaptureReader, TellsATableFromOthersAsTheOutputDoesThatSendsIt) {
+  const std::string events = eitPayload(1, 0x4E, {{1, 0xE489120000}});
+  for (const auto& [packets, name] : std::map<std::string, std::string>{
+           {Packer(0).apart(sectionsOf(makePat(3, 5))), "PAT"},
+           {Packer(0x10).apart(sectionsOf(makeNit(11, 3))), "NIT actual"},
+           {Packer(0x11).apart(sectionsOf(makeSdt(5, 1, 1), 0x42)), "SDT actual"},
+           {Packer(0x11).apart(sectionsOf(makeSdt(5, 1, 1), 0x46)), "SDT other 5/8442"},
+           {Packer(0x12).apart({makeSection(0x4E, 258, 0, 0, 1, events)}), "EIT p/f actual 258"},
+           {Packer(0x12).apart({makeSection(0x51, 258, 0, 0, 0, events)}), "EIT schedule actual 51 258"}}) {
+    EXPECT_EQ(importedName(packets), name);
+    EXPECT_EQ(psi::tableName(factsOf(packets).key), name);
+  }
+}
+
 TEST(CaptureReader, PutsATableOfManySectionsTogetherInAnyOrder) {
   auto sections = sectionsOf(makePat(3, 250));
   ASSERT_EQ(sections.size(), 3U);
@@ -76,7 +97,7 @@ TEST(CaptureReader, ReadsSectionsThatShareAPacket) {
   ASSERT_EQ(packets.size(), 188U);
   const Capture capture = readTransportStream(packets);
   EXPECT_EQ(capture.tables.pat, makePat(5, 4));
-  EXPECT_EQ(capture.imports.at({0}).versions, 3U);
+  EXPECT_EQ(capture.imports.at({{0, 0, 0, 0}, 0}).versions, 3U);
 }
 
 TEST(CaptureReader, ReadsSectionsThatBeginBehindThePointerField) {
@@ -111,8 +132,8 @@ TEST(CaptureReader, KeepsTheLastWholeVersion) {
   packets += packer.apart(unfinished);
   const Capture capture = readTransportStream(packets);
   EXPECT_EQ(capture.tables.pat, makePat(7, 7));
-  EXPECT_EQ(capture.imports.at({0}).versions, 3U);
-  EXPECT_EQ(capture.imports.at({0}).version, 7);
+  EXPECT_EQ(capture.imports.at({{0, 0, 0, 0}, 0}).versions, 3U);
+  EXPECT_EQ(capture.imports.at({{0, 0, 0, 0}, 0}).version, 7);
 }
 
 TEST(CaptureReader, NoticesNewContentUnderAnOldVersion) {
@@ -120,7 +141,7 @@ TEST(CaptureReader, NoticesNewContentUnderAnOldVersion) {
   const Capture capture =
       readTransportStream(packer.apart(sectionsOf(makePat(5, 2))) + packer.apart(sectionsOf(makePat(5, 3))));
   EXPECT_EQ(capture.tables.pat, makePat(5, 3));
-  EXPECT_EQ(capture.imports.at({0}).versions, 2U);
+  EXPECT_EQ(capture.imports.at({{0, 0, 0, 0}, 0}).versions, 2U);
 }
 
 TEST(CaptureReader, PrefersTheCurrentVersionToTheNext) {
@@ -130,11 +151,11 @@ TEST(CaptureReader, PrefersTheCurrentVersionToTheNext) {
   const std::string announcement = packer.apart(sectionsOf(next));
   const Capture only = readTransportStream(announcement);
   EXPECT_EQ(only.tables.pat, next);
-  EXPECT_FALSE(only.imports.at({0}).current);
+  EXPECT_FALSE(only.imports.at({{0, 0, 0, 0}, 0}).current);
   const Capture both =
       readTransportStream(announcement + packer.apart(sectionsOf(makePat(5, 2))) + packer.apart(sectionsOf(next)));
   EXPECT_EQ(both.tables.pat, makePat(5, 2));
-  EXPECT_TRUE(both.imports.at({0}).current);
+  EXPECT_TRUE(both.imports.at({{0, 0, 0, 0}, 0}).current);
 }
 
 TEST(CaptureReader, CountsAndSkipsASectionWithAWrongCrc) {

@@ -8,7 +8,6 @@
 #include <sstream>
 #include <tuple>
 
-#include "programs/tables/kinds/tableName.h"
 #include "programs/tables/sections/SectionAssembler.h"
 #include "programs/tables/sets/inputFile.h"
 #include "programs/tables/sets/tableSetJson.h"
@@ -140,7 +139,8 @@ std::string normalised(const Section& section) {
 }
 
 std::string nameOf(const Subtable& subtable) {
-  return tableName(static_cast<std::uint8_t>(std::get<0>(subtable))) + " " + std::to_string(std::get<1>(subtable));
+  return psi::tableTypeName(static_cast<std::uint8_t>(std::get<0>(subtable))) + " " +
+         std::to_string(std::get<1>(subtable));
 }
 
 /// Of a file of sections, whose PAT does not name it.
@@ -208,11 +208,11 @@ TEST_F(RealCaptures, AtscTablesComeBackSectionBySection) { expectUnchanged("atsc
 
 TEST_F(RealCaptures, TheirVersionsAreCounted) {
   const auto file = readInputFile(captureDirectory() / "dvb-table-updates.ts");
-  EXPECT_EQ(file.capture->imports.at({0x00}).versions, 3U);
-  EXPECT_EQ(file.capture->imports.at({0x01}).versions, 1U);
-  EXPECT_EQ(file.capture->imports.at({0x40}).versions, 3U);
-  EXPECT_EQ(file.capture->imports.at({0x42}).versions, 5U);
-  EXPECT_EQ(file.capture->imports.at({0x02, 1, 32}).versions, 1U);
+  EXPECT_EQ(file.capture->imports.at({{0x00, 0, 0, 0}, 0}).versions, 3U);
+  EXPECT_EQ(file.capture->imports.at({{0x01, 0, 0, 0}, 0}).versions, 1U);
+  EXPECT_EQ(file.capture->imports.at({{0x40, 0, 0, 0}, 0}).versions, 3U);
+  EXPECT_EQ(file.capture->imports.at({{0x42, 0, 0, 0}, 0}).versions, 5U);
+  EXPECT_EQ(file.capture->imports.at({{0x02, 1, 0, 0}, 32}).versions, 1U);
 }
 
 TEST_F(RealCaptures, TheirSectionsAreCounted) {
