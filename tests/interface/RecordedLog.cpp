@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <utility>
 
 #include "interface/host.h"
 
@@ -13,6 +14,8 @@ namespace {
 std::mutex mutex;
 bool recording = false;
 std::vector<RecordedLog::Message> messages;
+
+thread_local const char* context = nullptr;
 
 }  // namespace
 
@@ -49,5 +52,7 @@ void log_function(int level, int module, const char* format, ...) {
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   const std::lock_guard lock(mutex);
-  if (recording) messages.push_back({level, text});
+  if (recording) messages.push_back({level, text, context != nullptr ? context : ""});
 }
+
+const char* log_context(const char* output) { return std::exchange(context, output); }

@@ -9,6 +9,7 @@ class RecordedLog {
   struct Message {
     int level;
     std::string text;
+    std::string context;  ///< the output that the thread logged for, empty for none
   };
 
   RecordedLog();

@@ -7,6 +7,7 @@
 #include "servicemux/output/InsertionPeriods.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/streams/TableCarrousel.h"
+#include "tests/servicemux/doubles/Sender.h"
 
 /// An output that is nothing but what its parts see of it; its muxer does not run.
 class FakeOutput final : public vantor::RegistryOwner {
@@ -18,10 +19,8 @@ class FakeOutput final : public vantor::RegistryOwner {
 
   std::string name = "out";
   vantor::InsertionPeriods periods;
-  int socket = -1;
-  sockaddr_in destination{};
-  std::shared_ptr<vantor::VBRmuxer> muxer =
-      std::make_shared<vantor::VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  std::shared_ptr<vantor::VBRmuxer> muxer = std::make_shared<vantor::VBRmuxer>(sender, 1024, 7);
   std::shared_ptr<vantor::TableCarrousel> sdtCarrousel =
       std::make_shared<vantor::TableCarrousel>(muxer, 0x11, vantor::muxed_stream::kNoCC);
 };

@@ -1,54 +1,22 @@
 #include "tests/servicemux/doubles/Sender.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <condition_variable>
-#include <cstring>
-#include <mutex>
 #include <thread>
 
 #include "interface/psi/packet.h"
-#include "tests/servicemux/doubles/nextFunction.h"
 
 namespace {
 
-struct Result {
-  ssize_t sent;
-  int error;
-};
-
-std::atomic<Sender*> sender{nullptr};
-
-// Guarded by mutex.
-std::mutex mutex;
-std::condition_variable changed;
-std::vector<Sender::Datagram> taken;
-std::deque<Result> results;
-bool holding = false;
-int held = 0;
-std::chrono::microseconds timeOfCall{0};
-
-void appendPackets(const Sender::Datagram& datagram, std::vector<std::string>& packets) {
-  for (std::size_t offset = 0; offset < datagram.bytes.size(); offset += vantor::kPacketSize)
-    packets.push_back(datagram.bytes.substr(offset, vantor::kPacketSize));
+void appendPackets(const std::string& datagram, std::vector<std::string>& packets) {
+  for (std::size_t offset = 0; offset < datagram.size(); offset += vantor::kPacketSize)
+    packets.push_back(datagram.substr(offset, vantor::kPacketSize));
 }
 
 }  // namespace
 
-Sender::Sender() {
-  taken.clear();
-  results.clear();
-  timeOfCall = std::chrono::microseconds(0);
-  sender.store(this);
-}
-
-Sender::~Sender() {
-  release();
-  sender.store(nullptr);
+std::shared_ptr<vantor::DatagramSink> Sender::shared() {
+  return {this, [](vantor::DatagramSink*) {}};
 }
 
 void Sender::failNext(int error) {
@@ -73,7 +41,7 @@ void Sender::hold() {
 
 void Sender::awaitHeld() {
   std::unique_lock lock(mutex);
-  changed.wait(lock, [] { return held > 0; });
+  changed.wait(lock, [this] { return held > 0; });
 }
 
 void Sender::release() {
@@ -82,20 +50,20 @@ void Sender::release() {
   changed.notify_all();
 }
 
-std::vector<Sender::Datagram> Sender::datagrams() const {
+std::vector<std::string> Sender::datagrams() const {
   const std::lock_guard lock(mutex);
   return taken;
 }
 
 std::vector<std::size_t> Sender::sizes() const {
   std::vector<std::size_t> sizes;
-  for (const Datagram& datagram : datagrams()) sizes.push_back(datagram.bytes.size());
+  for (const std::string& datagram : datagrams()) sizes.push_back(datagram.size());
   return sizes;
 }
 
 std::vector<std::string> Sender::packets() const {
   std::vector<std::string> packets;
-  for (const Datagram& datagram : datagrams()) appendPackets(datagram, packets);
+  for (const std::string& datagram : datagrams()) appendPackets(datagram, packets);
   return packets;
 }
 
@@ -114,32 +82,21 @@ void Sender::clear() {
   taken.clear();
 }
 
-ssize_t Sender::send(Datagram datagram) {
+ssize_t Sender::send(const void* datagram, std::size_t size) {
   std::unique_lock lock(mutex);
-  Result result{static_cast<ssize_t>(datagram.bytes.size()), 0};
+  Result result{static_cast<ssize_t>(size), 0};
   if (!results.empty()) {
     result = results.front();
     results.pop_front();
   }
-  taken.push_back(std::move(datagram));
+  taken.emplace_back(static_cast<const char*>(datagram), size);
   ++held;
   changed.notify_all();
-  changed.wait(lock, [] { return !holding; });
+  changed.wait(lock, [this] { return !holding; });
   --held;
   const auto time = timeOfCall;
   lock.unlock();
   if (time.count() != 0) std::this_thread::sleep_for(time);
   errno = result.error;
   return result.sent;
-}
-
-extern "C" ssize_t sendto(int socket, const void* data, std::size_t size, int flags, const sockaddr* destination,
-                          socklen_t length) {
-  static const auto real =
-      nextFunction<ssize_t(int, const void*, std::size_t, int, const sockaddr*, socklen_t)>("sendto");
-  Sender* const current = sender.load();
-  if (current == nullptr) return real(socket, data, size, flags, destination, length);
-  Sender::Datagram datagram{socket, flags, std::string(static_cast<const char*>(data), size), {}, length};
-  std::memcpy(&datagram.destination, destination, sizeof datagram.destination);
-  return current->send(std::move(datagram));
 }

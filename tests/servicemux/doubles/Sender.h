@@ -1,47 +1,36 @@
 #pragma once
 
-#include <netinet/in.h>
-#include <sys/types.h>
-
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <optional>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
-/// Takes the place of sendto while it lives: it keeps the datagrams instead of sending them. One at a time; any
-/// thread may call it.
-class Sender {
+#include "servicemux/muxer/DatagramSink.h"
+
+/// An output that keeps the datagrams. Any thread may call it.
+class Sender final : public vantor::DatagramSink {
  public:
-  struct Datagram {
-    int socket;
-    int flags;
-    std::string bytes;
-    sockaddr_in destination;
-    unsigned int addressLength;
-  };
+  /// For an output that wants to share its sink; this object must outlive it all the same.
+  [[nodiscard]] std::shared_ptr<vantor::DatagramSink> shared();
 
-  Sender();
-  Sender(const Sender&) = delete;
-  Sender& operator=(const Sender&) = delete;
-  /// Lets go a call that is held.
-  ~Sender();
-
-  /// A coming call returns -1 with this error, or this many bytes; several are used up one a call.
+  /// A coming send returns -1 with this error, or this many bytes; several are used up one a call.
   void failNext(int error);
   void shortenNext(ssize_t sent);
 
-  /// Makes every call take at least this long.
+  /// Makes every send take at least this long.
   void slowDown(std::chrono::microseconds time);
 
-  /// Holds every call until release(); awaitHeld waits until one is.
+  /// Holds every send until release(); awaitHeld waits until one is.
   void hold();
   void awaitHeld();
   void release();
 
-  /// All datagrams so far, also those whose call failed.
-  [[nodiscard]] std::vector<Datagram> datagrams() const;
+  /// All datagrams so far, also those whose sending failed.
+  [[nodiscard]] std::vector<std::string> datagrams() const;
   /// Their lengths.
   [[nodiscard]] std::vector<std::size_t> sizes() const;
   /// Their packets, in order.
@@ -52,5 +41,20 @@ class Sender {
   /// Forgets all datagrams.
   void clear();
 
-  ssize_t send(Datagram datagram);
+  [[nodiscard]] ssize_t send(const void* datagram, std::size_t size) override;
+
+ private:
+  struct Result {
+    ssize_t sent;
+    int error;
+  };
+
+  mutable std::mutex mutex;
+  // Guarded by mutex.
+  std::condition_variable changed;
+  std::vector<std::string> taken;
+  std::deque<Result> results;
+  bool holding = false;
+  int held = 0;
+  std::chrono::microseconds timeOfCall{0};
 };

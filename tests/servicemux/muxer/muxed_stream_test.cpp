@@ -5,6 +5,7 @@
 #include <boost/intrusive/list.hpp>
 
 #include "servicemux/muxer/VBRmuxer.h"
+#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/packets.h"
 
 namespace {
@@ -29,9 +30,8 @@ class Stream : public muxed_stream {
 };
 
 std::shared_ptr<VBRmuxer> makeMuxer() {
-  static int socket = -1;
-  static sockaddr_in destination{};
-  return std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  static Sender nowhere;
+  return std::make_shared<VBRmuxer>(nowhere, 1024, 7);
 }
 
 std::string withControl(unsigned char byte3) {

@@ -185,9 +185,7 @@ TEST(Classic, EveryPacketAndTimeOfTenThousandRandomStepsIsAsRecorded) {
   Sender sender;
   SimulatedTime time;
   Recorder recorder(time.start());
-  int socket = 7;
-  sockaddr_in destination{};
-  const auto muxer = std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  const auto muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   RandomOwner owner(recorder, muxer);
   std::mt19937 pauses{7};
   nanoseconds at{0};

@@ -7,7 +7,6 @@
 #include "tests/servicemux/doubles/FailingSections.h"
 #include "tests/servicemux/doubles/FixedTime.h"
 #include "tests/servicemux/doubles/LockHook.h"
-#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/registries/RegistryTest.h"
 #include "tests/servicemux/registries/ownPeriods.h"
 
@@ -265,7 +264,6 @@ TEST_F(PSIPStreamsTest, TellsWhatIsOnAir) {
 }
 
 TEST_F(PSIPStreamsTest, CounterDoesNotJumpWhileTablesComeAndGoUnderTraffic) {
-  Sender sender;
   output.muxer->SetBitrate(100000);
   output.periods.mgt = output.periods.stt = 25;
   std::thread producer([this] { output.muxer->muxerRun(); });
@@ -293,12 +291,12 @@ TEST_F(PSIPStreamsTest, CounterDoesNotJumpWhileTablesComeAndGoUnderTraffic) {
   done.store(true);
   other.join();
   add(kMgt, 1, 0xEE);
-  EXPECT_TRUE(sender.await([](const std::string& packet) { return byteAt(packet, 4) == 0xEE; }));
+  EXPECT_TRUE(output.sender.await([](const std::string& packet) { return byteAt(packet, 4) == 0xEE; }));
   output.muxer->muxerStop();
   consumer.join();
   producer.join();
 
-  const auto packets = sender.packets();
+  const auto packets = output.sender.packets();
   EXPECT_GT(packets.size(), 900U);
   for (std::size_t i = 1; i < packets.size(); ++i) {
     ASSERT_EQ(pidOf(packets[i]), kPid);

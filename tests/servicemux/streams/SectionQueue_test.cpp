@@ -55,10 +55,8 @@ class SectionQueueTest : public testing::Test {
 
   FrozenClocks clocks;
   const time_point start = clocks.steady();
-  int socket = -1;
-  sockaddr_in destination{};
-  std::shared_ptr<VBRmuxer> muxer =
-      std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   std::unique_ptr<SectionQueue> queue = std::make_unique<SectionQueue>(muxer, kPid, kRate);
 };
 
@@ -280,9 +278,8 @@ void await(const std::atomic<bool>& flag) {
 }  // namespace
 
 TEST(SectionQueueThreads, QueueIsWholeWhileTheProducerPollsIt) {
-  int socket = -1;
-  sockaddr_in destination{};
-  const auto muxer = std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  const auto muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   auto queue = std::make_unique<SectionQueue>(muxer, kPid, 0);
   queue->queue_section(makeItem(1, 0), 0);
 
@@ -316,9 +313,7 @@ TEST(SectionQueueThreads, QueueIsWholeWhileTheProducerPollsIt) {
 TEST(SectionQueueThreads, EveryItemOfTwoCallersArrivesOnceAndWhole) {
   constexpr int kItems = 500;
   Sender sender;
-  int socket = 1;
-  sockaddr_in destination{};
-  const auto muxer = std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 100000, 7);
+  const auto muxer = std::make_shared<VBRmuxer>(sender, 100000, 7);
   SectionQueue queue(muxer, kPid, 0);
   std::thread producer([&] { muxer->muxerRun(); });
   std::thread consumer([&] { muxer->consumerRun(); });

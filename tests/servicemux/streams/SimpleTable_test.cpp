@@ -6,6 +6,7 @@
 #include "servicemux/front/serviceMux.h"
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/packetize/packetize.h"
+#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/packets.h"
 #include "tests/servicemux/sections.h"
@@ -50,10 +51,8 @@ class SimpleTableTest : public testing::Test {
 
   FrozenClocks clocks;
   const time_point start = clocks.steady();
-  int socket = -1;
-  sockaddr_in destination{};
-  std::shared_ptr<VBRmuxer> muxer =
-      std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   std::unique_ptr<SimpleTable> table = std::make_unique<SimpleTable>(muxer, kPid, 100);
 };
 

@@ -10,6 +10,7 @@
 #include "servicemux/streams/SttSource.h"
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Random.h"
+#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/packets.h"
 
@@ -80,10 +81,8 @@ class CarrouselTest : public testing::Test {
   FrozenClocks clocks;
   const time_point start = clocks.steady();
   nanoseconds slot{0};
-  int socket = -1;
-  sockaddr_in destination{};
-  std::shared_ptr<VBRmuxer> muxer =
-      std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   std::unique_ptr<TableCarrousel> carrousel =
       std::make_unique<TableCarrousel>(muxer, kPid, vantor::muxed_stream::kNoCC);
 };

@@ -117,7 +117,7 @@ class ServiceTables {
 /// A muxer between its two threads, and tables that come and go under it.
 class Traffic {
  public:
-  Traffic() {
+  explicit Traffic(Sender& sender) : muxer(std::make_shared<VBRmuxer>(sender, 20000, 7)) {
     for (unsigned short pid = 0; pid < kStreams; ++pid) tables.push_back(makeTable(pid));
   }
 
@@ -151,10 +151,7 @@ class Traffic {
     muxer.reset();
   }
 
-  int socket = 1;
-  sockaddr_in destination{};
-  std::shared_ptr<VBRmuxer> muxer =
-      std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 20000, 7);
+  std::shared_ptr<VBRmuxer> muxer;
 
  private:
   unsigned int random(std::size_t end) { return static_cast<unsigned int>(generator() % end); }
@@ -182,7 +179,7 @@ class Traffic {
 
 TEST(Stress, TablesComeAndGoUnderTraffic) {
   Sender sender;
-  Traffic traffic;
+  Traffic traffic(sender);
   std::atomic<bool> done{false};
   std::thread controller([&] {
     for (unsigned int i = 0; !done; ++i) {
@@ -207,7 +204,7 @@ TEST(Stress, TablesComeAndGoUnderTraffic) {
 TEST(Stress, LoopsStopHoweverEarlyTheyAreTold) {
   for (int i = 0; i < 300; ++i) {
     Sender sender;
-    Traffic traffic;
+    Traffic traffic(sender);
     for (int disturbance = 0; disturbance < i % 10; ++disturbance) traffic.disturb();
     traffic.stop();
   }
@@ -244,7 +241,7 @@ TEST(Stress, MultiplexesComeAndGoWithoutALeak) {
 
 TEST(Stress, TablesAreReplacedWhileOtherThreadsLookOn) {
   Sender sender;
-  serviceMux mux("mux", makeAddress(), "");
+  serviceMux mux("mux", sender.shared(), "");
   mux.newNULLPkts(1);
   std::atomic<bool> done{false};
   std::thread controller([&] {
@@ -322,7 +319,7 @@ void sendMessages(serviceMux& mux, int i) {
 TEST(Stress, MessagesComeWhileTheConfigurationChanges) {
   constexpr int kRounds = 100000;  // of either side; the one that is through goes on until the other is
   Sender sender;
-  serviceMux mux("mux", makeAddress(), "");
+  serviceMux mux("mux", sender.shared(), "");
   mux.newNULLPkts(1);
   std::atomic<int> messages{0};
   std::atomic<int> configurations{0};
@@ -350,7 +347,7 @@ TEST(Stress, MultiplexesWithTimeTablesEndAtAnyMoment) {
   std::chrono::steady_clock::duration ending{0};
   for (int i = 0; i < kCycles; ++i) {
     Sender sender;
-    auto mux = std::make_unique<serviceMux>("mux", makeAddress(), "");
+    auto mux = std::make_unique<serviceMux>("mux", sender.shared(), "");
     mux->setLocalTimeOffsetTable(std::vector<dvbpsi_local_time_offset_s>(i % 3));
     mux->newSTT({});
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));

@@ -6,7 +6,6 @@
 #include "servicemux/streams/SectionQueue.h"
 #include "tests/servicemux/doubles/FailingSections.h"
 #include "tests/servicemux/doubles/LockHook.h"
-#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/UtcClock.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/registries/RegistryTest.h"
@@ -426,7 +425,6 @@ TEST_F(TimeTablesTest, QueueIsNotTakenFromUnderAnUpdate) {
 }
 
 TEST_F(TimeTablesTest, TablesComeAndGoUnderTraffic) {
-  Sender sender;
   output.periods.timeUpdater = 1;
   utc.onRead = [this] { ++utc.time; };
   std::thread producer([this] { output.muxer->muxerRun(); });
@@ -452,5 +450,5 @@ TEST_F(TimeTablesTest, TablesComeAndGoUnderTraffic) {
   output.muxer->muxerStop();
   consumer.join();
   producer.join();
-  for (const auto& packet : sender.packets()) ASSERT_EQ(pidOf(packet), kPid);
+  for (const auto& packet : output.sender.packets()) ASSERT_EQ(pidOf(packet), kPid);
 }

@@ -3,7 +3,7 @@
 
 #include "tests/servicemux/doubles/FailingSections.h"
 #include "tests/servicemux/doubles/StreamCalls.h"
-#include "tests/servicemux/front/intake.h"
+#include "tests/servicemux/front/Intake.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "interface/dvbpsi.h"
-#include "tests/servicemux/front/intake.h"
+#include "tests/servicemux/front/Intake.h"
 
 namespace {
 

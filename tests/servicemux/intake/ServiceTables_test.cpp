@@ -7,7 +7,7 @@
 #include "tests/servicemux/doubles/FailingGenerators.h"
 #include "tests/servicemux/doubles/MutexCreation.h"
 #include "tests/servicemux/doubles/StreamCalls.h"
-#include "tests/servicemux/front/intake.h"
+#include "tests/servicemux/front/Intake.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "tests/servicemux/doubles/HeldLocks.h"
 #include "tests/servicemux/doubles/MutexCreation.h"
 #include "tests/servicemux/doubles/StreamCalls.h"
-#include "tests/servicemux/front/intake.h"
+#include "tests/servicemux/front/Intake.h"
 
 namespace {
 

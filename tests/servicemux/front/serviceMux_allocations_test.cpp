@@ -7,6 +7,7 @@
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "tests/servicemux/doubles/Allocations.h"
+#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/front/outputs.h"
 
 namespace {
@@ -48,9 +49,8 @@ TEST(Allocations, DoNotHappenOnThePacketPath) {
 }
 
 TEST(Allocations, DoNotHappenInAQueueAndNothingIsFreedThere) {
-  int socket = -1;
-  sockaddr_in destination{};
-  const auto muxer = std::make_shared<vantor::VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  const auto muxer = std::make_shared<vantor::VBRmuxer>(sender, 1024, 7);
   vantor::SectionQueue queue(muxer, 0x14, 0);
   for (int i = 0; i < 100; ++i) queue.queue_section(std::string(2 * vantor::kPacketSize, '\x10'), 1000000U + i % 3);
   signed char packet[vantor::kPacketSize];

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "tests/servicemux/doubles/FailingGenerators.h"
-#include "tests/servicemux/front/intake.h"
+#include "tests/servicemux/front/Intake.h"
 
 namespace {
 

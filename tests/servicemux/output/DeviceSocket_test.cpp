@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "servicemux/front/serviceMux.h"
-#include "tests/servicemux/doubles/Sender.h"
+#include "tests/servicemux/doubles/SendCalls.h"
 #include "tests/servicemux/doubles/Slot.h"
 #include "tests/servicemux/doubles/SocketCalls.h"
 #include "tests/servicemux/doubles/ThreadCalls.h"
@@ -223,10 +223,10 @@ TEST(OutputSocketFailure, NumberOfTheClosedSocketIsLeftToItsNewOwner) {
     newOwner = ::socket(AF_UNIX, SOCK_DGRAM, 0);
     testing::internal::GetCapturedStderr();
     ASSERT_EQ(newOwner, calls.socket()) << "the test needs the number that the multiplex has closed";
-    Sender sender;
+    const SendCalls sending;
     mux.newPAT(makePat(1));
-    ASSERT_TRUE(sender.await([](const std::string&) { return true; }));
-    for (const auto& datagram : sender.datagrams()) EXPECT_EQ(datagram.socket, -1);
+    while (sending.made().empty()) std::this_thread::yield();
+    for (const auto& call : sending.made()) EXPECT_EQ(call.socket, -1);
   }
   EXPECT_NE(fcntl(newOwner, F_GETFD), -1) << "closed by somebody else";
   const auto made = calls.made();

@@ -6,7 +6,6 @@
 #include "interface/dvbpsi.h"
 #include "servicemux/front/serviceMux.h"
 #include "tests/servicemux/doubles/OwnPeriods.h"
-#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/StreamCalls.h"
 #include "tests/servicemux/front/outputs.h"
 #include "tests/servicemux/registries/ownPeriods.h"
@@ -22,7 +21,6 @@ using vantor::serviceMux;
 
 TEST(InsertionPeriods, OfEachTableAreItsOwn) {
   const OwnPeriods own;
-  const Sender sender;
   serviceMux mux("mux", makeAddress(), "");
   mux.newPAT(makePat(1));
   mux.newCAT(makeCat(1));
@@ -55,7 +53,6 @@ TEST(InsertionPeriods, OfEachTableAreItsOwn) {
 
 TEST(InsertionPeriods, OfCAMessagesAreTheirOwn) {
   const OwnPeriods own;
-  const Sender sender;
   StreamCalls calls;
   serviceMux mux("mux", makeAddress(), "");
   const vantor::InsertionPeriods expected = ownPeriods();

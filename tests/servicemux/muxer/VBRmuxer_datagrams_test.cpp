@@ -1,4 +1,3 @@
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,23 +15,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using vantor::VBRmuxer;
 
-constexpr int kSocket = 4711;
-
-sockaddr_in makeDestination() {
-  sockaddr_in destination{};
-  destination.sin_family = AF_INET;
-  destination.sin_port = htons(5004);
-  destination.sin_addr.s_addr = inet_addr("192.0.2.7");
-  return destination;
-}
-
 /// Runs a producer in simulated time and a consumer beside it, which has done what it can before the producer goes
 /// on to its next slot.
 class Datagrams : public testing::Test {
  protected:
   void makeMuxer(unsigned int packetsPerDatagram) {
-    int socket = kSocket;
-    muxer = std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, packetsPerDatagram);
+    muxer = std::make_shared<VBRmuxer>(sender, 1024, packetsPerDatagram);
   }
 
   ScriptedStream& add(nanoseconds due, nanoseconds interval, std::size_t packets) {
@@ -56,7 +44,6 @@ class Datagrams : public testing::Test {
   RecordedLog log;
   Sender sender;
   SimulatedTime time;
-  sockaddr_in destination = makeDestination();
   std::shared_ptr<VBRmuxer> muxer;
   std::vector<std::unique_ptr<ScriptedStream>> streams;
   std::vector<std::vector<std::size_t>> sizes;
@@ -72,28 +59,6 @@ TEST_F(Datagrams, SevenPacketsFillADatagram) {
   noteSizesAt(milliseconds(13));
   runUntil(milliseconds(20));
   EXPECT_THAT(sizes, ElementsAre(IsEmpty(), ElementsAre(1316U))) << "sent when full, not before";
-}
-
-TEST_F(Datagrams, GoToTheDestinationThroughTheSocketGiven) {
-  add({}, {}, 1);
-  runUntil(milliseconds(20));
-  const auto datagrams = sender.datagrams();
-  ASSERT_EQ(datagrams.size(), 1U);
-  EXPECT_EQ(datagrams[0].socket, kSocket);
-  EXPECT_EQ(datagrams[0].flags, 0);
-  EXPECT_EQ(datagrams[0].addressLength, 16U);
-  EXPECT_EQ(datagrams[0].destination.sin_family, AF_INET);
-  EXPECT_EQ(datagrams[0].destination.sin_port, htons(5004));
-  EXPECT_EQ(datagrams[0].destination.sin_addr.s_addr, inet_addr("192.0.2.7"));
-  EXPECT_EQ(datagrams[0].bytes, makePacket(1, 0, 0));
-}
-
-TEST_F(Datagrams, DestinationIsReadWhenSending) {
-  add({}, seconds(1), 1);
-  destination.sin_port = htons(5005);
-  runUntil(milliseconds(20));
-  ASSERT_EQ(sender.datagrams().size(), 1U);
-  EXPECT_EQ(sender.datagrams()[0].destination.sin_port, htons(5005));
 }
 
 TEST_F(Datagrams, LonePacketLeavesOnceALongGapIsAnnounced) {

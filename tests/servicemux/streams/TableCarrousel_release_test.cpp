@@ -5,12 +5,12 @@
 #include "servicemux/streams/TableCarrousel.h"
 #include "tests/servicemux/doubles/Allocations.h"
 #include "tests/servicemux/doubles/LockHook.h"
+#include "tests/servicemux/doubles/Sender.h"
 
 // The producer may be waiting for a stream's mutex: nothing is given back to the allocator while a caller holds it.
 TEST(RemovedSubtable, IsFreedWhenTheLockIsFreeAgain) {
-  int socket = -1;
-  sockaddr_in destination{};
-  const auto muxer = std::make_shared<vantor::VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  const auto muxer = std::make_shared<vantor::VBRmuxer>(sender, 1024, 7);
   vantor::TableCarrousel carrousel(muxer, 0x11, vantor::muxed_stream::kNoCC);
   std::string packets(vantor::kPacketSize, '\0');
   vantor::SubTable* const sub = carrousel.new_packetized_subtable(packets, 100, 1);

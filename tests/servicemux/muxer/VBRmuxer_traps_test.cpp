@@ -22,9 +22,8 @@ using vantor::TableCarrousel;
 using vantor::VBRmuxer;
 
 std::shared_ptr<VBRmuxer> makeMuxer() {
-  static int socket = -1;
-  static sockaddr_in destination{};
-  return std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  static Sender nowhere;
+  return std::make_shared<VBRmuxer>(nowhere, 1024, 7);
 }
 
 void await(const std::atomic<bool>& flag) {
@@ -112,7 +111,7 @@ TEST(Stop, IsHeardByAProducerAboutToSleep) {
 
 TEST(Flush, IsHeardByAConsumerAboutToSleep) {
   Sender sender;
-  const auto muxer = makeMuxer();
+  const auto muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   ScriptedStream stream(muxer, 0x100, {}, seconds(0), 1);
   std::atomic<const void*> consumerMutex{nullptr};
   std::atomic<bool> packetIsThere{false};

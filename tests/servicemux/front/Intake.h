@@ -38,5 +38,5 @@ class Intake : public testing::Test {
   RecordedLog log;
   Sender sender;
   const ThreadCalls granted{ThreadCalls::Priorities::kGranted};
-  vantor::serviceMux mux{"mux", makeAddress(), ""};
+  vantor::serviceMux mux{"mux", sender.shared(), ""};
 };

@@ -34,10 +34,7 @@ class Ring : public testing::Test {
 
   Sender sender;
   SimulatedTime time;
-  int socket = 1;
-  sockaddr_in destination{};
-  std::shared_ptr<VBRmuxer> muxer =
-      std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   std::vector<std::unique_ptr<ScriptedStream>> streams;
 };
 

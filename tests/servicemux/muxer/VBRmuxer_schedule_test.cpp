@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/interface/RecordedLog.h"
+#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/Watchdog.h"
 #include "tests/servicemux/logLines.h"
 #include "tests/servicemux/muxer/ScriptedStream.h"
@@ -38,10 +39,8 @@ class Schedule : public testing::Test {
   RecordedLog log;
   Watchdog watchdog;
   SimulatedTime time;
-  int socket = -1;
-  sockaddr_in destination{};
-  std::shared_ptr<VBRmuxer> muxer =
-      std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  Sender sender;
+  std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
 };
 
 }  // namespace

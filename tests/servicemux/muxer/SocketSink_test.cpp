@@ -1,0 +1,78 @@
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/interface/RecordedLog.h"
+#include "tests/servicemux/doubles/SendCalls.h"
+#include "tests/servicemux/logLines.h"
+#include "tests/servicemux/muxer/ScriptedStream.h"
+
+namespace {
+
+using testing::ElementsAre;
+using vantor::VBRmuxer;
+
+constexpr int kSocket = 4711;
+
+sockaddr_in makeDestination() {
+  sockaddr_in destination{};
+  destination.sin_family = AF_INET;
+  destination.sin_port = htons(5004);
+  destination.sin_addr.s_addr = inet_addr("192.0.2.7");
+  return destination;
+}
+
+/// A muxer that is given a socket, with one packet to send.
+class SocketSinkTest : public testing::Test {
+ protected:
+  void makeMuxer(int socket) {
+    muxer = std::make_shared<VBRmuxer>(socket, reinterpret_cast<sockaddr*>(&destination), 1024, 7);
+  }
+
+  void sendOnePacket() {
+    ScriptedStream stream(muxer, 1, time.start(), {}, 1);
+    stream.linkToMuxer();
+    time.beforeEachWait([] { WatchedThread::awaitSleep(); });
+    time.at(milliseconds(20), [this] { muxer->muxerStop(); });
+    const WatchedThread consumer([this] { muxer->consumerRun(); });
+    muxer->muxerRun();
+  }
+
+  RecordedLog log;
+  SimulatedTime time;
+  sockaddr_in destination = makeDestination();
+  std::shared_ptr<VBRmuxer> muxer;
+};
+
+}  // namespace
+
+TEST_F(SocketSinkTest, SendsToTheDestinationThroughTheSocketGiven) {
+  const SendCalls calls;
+  makeMuxer(kSocket);
+  sendOnePacket();
+  ASSERT_EQ(calls.made().size(), 1U);
+  const SendCalls::Call call = calls.made()[0];
+  EXPECT_EQ(call.socket, kSocket);
+  EXPECT_EQ(call.flags, 0);
+  EXPECT_EQ(call.addressLength, 16U);
+  EXPECT_EQ(call.destination.sin_family, AF_INET);
+  EXPECT_EQ(call.destination.sin_port, htons(5004));
+  EXPECT_EQ(call.destination.sin_addr.s_addr, inet_addr("192.0.2.7"));
+  EXPECT_EQ(call.bytes, makePacket(1, 0, 0));
+}
+
+TEST_F(SocketSinkTest, ReadsTheDestinationWhenItSends) {
+  const SendCalls calls;
+  makeMuxer(kSocket);
+  destination.sin_port = htons(5005);
+  sendOnePacket();
+  ASSERT_EQ(calls.made().size(), 1U);
+  EXPECT_EQ(calls.made()[0].destination.sin_port, htons(5005));
+}
+
+TEST_F(SocketSinkTest, FailsOnWhatIsNoSocket) {
+  makeMuxer(-1);
+  sendOnePacket();
+  EXPECT_THAT(takeLines(log), ElementsAre("3 Could not write 188 bytes to socket: -1 (9: Bad file descriptor)"));
+  EXPECT_EQ(muxer->statistics().sendErrors, 1U);
+}
