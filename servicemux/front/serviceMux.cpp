@@ -120,9 +120,15 @@ void serviceMux::end() {
   if (device) device->close();
 }
 
-bool serviceMux::openUDPSocket() { return !device || device->open(); }
+bool serviceMux::openUDPSocket() {
+  const LogScope scope(name);
+  return !device || device->open();
+}
 
-std::string serviceMux::getOutputInterfaceName() const { return device ? device->interfaceName() : ""; }
+std::string serviceMux::getOutputInterfaceName() const {
+  const LogScope scope(name);
+  return device ? device->interfaceName() : "";
+}
 
 // --- Threads ----------------------------------------------------------------------------------------------------
 
@@ -138,6 +144,7 @@ void serviceMux::startConsumerThread() {
 
 void serviceMux::startThread(std::thread& thread, void (serviceMux::*body)(), int priority,
                              const char* namePrefix) {
+  const LogScope scope(name);
   thread = std::thread(body, this);
   int policy = 0;
   sched_param parameters{};

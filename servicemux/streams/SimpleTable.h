@@ -56,6 +56,7 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
   std::atomic<unsigned char> version{0};
 
   TableContent content SERVICEMUX_GUARDED_BY(lock);
+  TableFacts facts SERVICEMUX_GUARDED_BY(lock);  // of the content
   ClassicPace pace SERVICEMUX_GUARDED_BY(lock);
   unsigned int bitrate SERVICEMUX_GUARDED_BY(lock) = 0;  // bit/s
   unsigned int period SERVICEMUX_GUARDED_BY(lock);       // ms

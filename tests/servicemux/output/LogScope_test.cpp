@@ -162,6 +162,13 @@ TEST(LogScope, IsTheOutputInItsConstructionAndDestruction) {
   EXPECT_THAT(log.take(), ElementsAre(isFor("", "after")));
 }
 
+TEST(LogScope, IsTheOutputInTheStepsOfItsConstructionFromOutside) {
+  serviceMux mux("mux", makeAddress("127.0.0.1", 5000, 0), "");
+  RecordedLog log;
+  EXPECT_EQ(mux.getOutputInterfaceName(), "ethInt");
+  EXPECT_THAT(log.take(), ElementsAre(isFor("mux", "VLAN")));
+}
+
 TEST(LogScope, IsTheOutputInEachOfItsThreads) {
   RecordedLog log;
   Watchdog watchdog;
