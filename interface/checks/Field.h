@@ -62,7 +62,7 @@ template <typename Record>
   return refusal;
 }
 
-/// Like 0x4E, for values and reasons.
+/// A number as values and reasons show it: "0x4E".
 std::string hex(std::int64_t value);
 
 /// True when the value is between 0 and `max`.

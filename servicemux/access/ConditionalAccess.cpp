@@ -66,8 +66,7 @@ ConditionalAccess::ConditionalAccess(RegistryOwner* owner) : owner(owner) {}
 
 ConditionalAccess::~ConditionalAccess() = default;
 
-// --- Configuration
-// ------------------------------------------------------------------------------------------------
+// --- Configuration ----------------------------------------------------------------------------------------------
 
 void ConditionalAccess::setDRMConfig(const vantor::thrift::general::ScramblerConfig& config) {
   log_function(HOST_LOG_WARNING, 0, "[%s]", kSetDRMConfig);
@@ -138,8 +137,7 @@ void ConditionalAccess::openLiveEmms() {
   }
 }
 
-// --- Messages on the fixed PIDs
-// -----------------------------------------------------------------------------------
+// --- Messages on the fixed PIDs ---------------------------------------------------------------------------------
 
 void ConditionalAccess::clearECM() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearECM");
@@ -204,8 +202,7 @@ void ConditionalAccess::setEMM(const simulCryptData& emm) {
   queueEmms(*caEmm, packets, owner->insertionPeriods().emmSpreading);
 }
 
-// --- Messages on the configured PIDs
-// ------------------------------------------------------------------------------
+// --- Messages on the configured PIDs ----------------------------------------------------------------------------
 
 void ConditionalAccess::setLiveECM(const ECMItem& ecm) {
   constexpr const char* kName = "setLiveECM";

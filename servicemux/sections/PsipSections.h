@@ -71,9 +71,11 @@ struct Fitting {
 
 /// Makes the sections of a table that has a list of items and, behind it, descriptors of its own. An item is never
 /// divided between two sections. `Layout` stands for the kind of table:
-///   kRoom      the bytes that a section has for items and descriptors, and those of an item before its
-///   descriptors, kReserved  the bits above the length of each descriptor loop, putCount   writes the number of
-///   items in the section, which comes before them, putHead    writes an item up to the length of its descriptors.
+/// - kRoom is the bytes that a section has for items and descriptors, and those of an item before its descriptors.
+/// - kReserved is the bits above the length of each descriptor loop.
+/// - putCount writes the number of items in the section, which comes before them.
+/// - putHead writes an item up to the length of its descriptors.
+///
 /// Null when an item is too long for a section, or when there is no memory or no section_number left.
 template <typename Layout, typename Item>
 dvbpsi_psi_section_t* generatePsip(PsipSections sections, const Layout& layout, const Item* item,

@@ -341,9 +341,10 @@ class RestlessStream : public muxed_stream {
   }
 
   /// False when there is none in a time that is long on any machine.
-  [[nodiscard]] bool awaitPass() const {
+  [[nodiscard]] bool awaitPass() const { return awaitPassAfter(passes); }
+
+  [[nodiscard]] bool awaitPassAfter(int before) const {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    const int before = passes;
     while (passes == before && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
     return passes != before;
   }
@@ -402,6 +403,62 @@ TEST(StreamList, CallerWaitsForNoMoreThanThePassUnderWay) {
     ADD_FAILURE() << "the producer was not woken";
     break;
   }
+  muxer->muxerStop();
+}
+
+TEST(StreamList, CallerThatLinksWaitsForNoMoreThanThePassUnderWay) {
+  constexpr int kMany = 1000;
+  const auto muxer = makeMuxer();
+  RestlessStream always(muxer);
+  always.linkToMuxer();
+  const WatchedThread producer([&] { muxer->muxerRun(); });
+  for (int round = 0; round < 20; ++round) {
+    RestlessStream stream(muxer);
+    EXPECT_TRUE(always.awaitPass());
+    int asked = -1;
+    int letIn = -1;
+    {
+      const LockHook hook(
+          [&](const void*) {
+            if (asked >= 0) return;
+            asked = always.passes;
+            while (!WatchedThread::isAsleep() && always.passes < asked + kMany) std::this_thread::yield();
+          },
+          [](const void*) {},
+          [&](const void*) {
+            if (letIn < 0) letIn = always.passes;  // the list is still its own
+          });
+      stream.linkToMuxer();
+    }
+    EXPECT_LE(letIn - asked, 1);
+  }
+  muxer->muxerStop();
+}
+
+TEST(StreamList, ProducerMakesAPassBetweenTwoCallers) {
+  const auto muxer = makeMuxer();
+  RestlessStream always(muxer);
+  always.linkToMuxer();
+  const WatchedThread producer([&] { muxer->muxerRun(); });
+  EXPECT_TRUE(always.awaitPass());
+  RestlessStream first(muxer);
+  std::atomic<bool> secondAsks{false};
+  std::atomic<bool> goOn{false};
+  std::thread second([&] {
+    RestlessStream own(muxer);
+    const LockHook hook([&](const void*) {
+      secondAsks = true;
+      while (!goOn) std::this_thread::yield();
+    });
+    own.unlinkFromMuxer();
+  });
+  while (!secondAsks) std::this_thread::yield();
+  WatchedThread::awaitSleep();
+  const int before = always.passes;
+  first.unlinkFromMuxer();
+  EXPECT_TRUE(always.awaitPassAfter(before)) << "it waits for the second caller too";
+  goOn = true;
+  second.join();
   muxer->muxerStop();
 }
 

@@ -187,9 +187,14 @@ TEST_F(PSIPStreamsTest, PacketSentWhileTheLastTableIsClearedCounts) {
 
 TEST_F(PSIPStreamsTest, RefusedTableLeavesNothingBehind) {
   output.periods.mgt = output.periods.stt = 24;
-  EXPECT_FALSE(add(kMgt));
-  EXPECT_FALSE(add(kTerrestrialVct, 0));
-  EXPECT_FALSE(psips->newPSIPTable(kStt, offsetOn(29)));
+  int mutexesDestroyed = 0;
+  {
+    const LockHook hook([](const void*) {}, [&](const void*) { ++mutexesDestroyed; });
+    EXPECT_FALSE(add(kMgt));
+    EXPECT_FALSE(add(kTerrestrialVct, 0));
+    EXPECT_FALSE(psips->newPSIPTable(kStt, offsetOn(29)));
+  }
+  EXPECT_EQ(mutexesDestroyed, 3) << "those of the carousels, each of which was made for its table alone";
   EXPECT_EQ(psips->getLocalTimeOffsetInfo(), offsetOn(29)) << "taken over all the same";
   EXPECT_THAT(onAir(*psips), IsEmpty());
   takeLines(log);

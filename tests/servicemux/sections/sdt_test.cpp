@@ -41,6 +41,11 @@ TEST(SdtSections, OtherStreamsHaveTheirOwnTableId) {
   EXPECT_EQ(sectionsOf(sdt, 0x46).at(0).tableId, 0x46U);
 }
 
+TEST(SdtSections, ReservedBitsOfTheHeaderAreOnes) {
+  for (const unsigned char tableId : {0x42, 0x46})
+    EXPECT_EQ(bytesOf(vantor::generateSections(*makeSdt({{20}}), tableId, {})).at(0).at(1) & 0xF0, 0xF0);
+}
+
 TEST(SdtSections, TableWithoutServicesIsOneSection) {
   const auto sections = sectionsOf(makeSdt({}));
   ASSERT_THAT(sections, SizeIs(1));
