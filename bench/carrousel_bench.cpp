@@ -1,9 +1,9 @@
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
 
-#include "servicemux/muxer/VBRmuxer.h"
 #include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
+#include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/streams/TableCarrousel.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include "interface/converters/t2dEIT.h"
 #include "interface/host.h"
 #include "interface/host_default/log.h"
-#include "servicemux/front/serviceMux.h"
 #include "interface/psi/pids.h"
+#include "servicemux/front/serviceMux.h"
 #include "servicemux/sections/sections.h"
 
 namespace {
@@ -31,7 +31,6 @@ void makePackets(dvbpsi_eit_t& table, const EIT& record) {
   EITLayout layout;
   layout.standard = true;
   layout.firstDay = firstDay(record);
-  layout.lastTableId = static_cast<unsigned char>(lastTableId(record));
   layout.starts.assign(record.events.size(), false);
   const SectionChain sections = generateSections(table, layout);
   std::string packets;

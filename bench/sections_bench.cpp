@@ -9,11 +9,11 @@
 #include "interface/converters/t2dPAT.h"
 #include "interface/converters/t2dPMT.h"
 #include "interface/converters/t2dSDT.h"
-#include "servicemux/front/serviceMux.h"
 #include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
-#include "servicemux/sections/sections.h"
 #include "interface/psi/tableIds.h"
+#include "servicemux/front/serviceMux.h"
+#include "servicemux/sections/sections.h"
 
 namespace {
 
@@ -23,7 +23,6 @@ EITLayout standardLayout(const thrift::dvb_tables::EIT& record) {
   EITLayout layout;
   layout.standard = true;
   layout.firstDay = firstDay(record);
-  layout.lastTableId = static_cast<unsigned char>(lastTableId(record));
   return layout;
 }
 

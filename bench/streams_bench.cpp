@@ -1,10 +1,10 @@
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
 
-#include "servicemux/muxer/VBRmuxer.h"
 #include "interface/psi/packet.h"
-#include "servicemux/packetize/packetize.h"
 #include "interface/psi/pids.h"
+#include "servicemux/muxer/VBRmuxer.h"
+#include "servicemux/packetize/packetize.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 

@@ -24,8 +24,9 @@ enum HostLogLevel {
 SERVICEMUX_HOST void log_function(int level, int module, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
-/// Says for which output the calling thread logs from now on: its name, valid until the next call, or null for none.
-/// Returns what was said before. A log can tell outputs apart by it where a message itself does not name its output.
+/// Says for which output the calling thread logs from now on: its name, valid until the next call, or null for
+/// none. Returns what was said before. A log can tell outputs apart by it where a message itself does not name its
+/// output.
 SERVICEMUX_HOST const char* log_context(const char* output);
 
 /// Enters the calling thread into the watchdog's list. Returns a handle, 0 on failure.

@@ -42,15 +42,15 @@ constexpr int kConsumerPriority = 99;
 // --- Life -------------------------------------------------------------------------------------------------------
 
 serviceMux::serviceMux(const char* name, OutputAddress address, const std::string& dumpPath)
-    : serviceMux(name, address, nullptr, std::make_shared<DeviceSocket>(address), dumpPath) {}
+    : serviceMux(name, nullptr, std::make_shared<DeviceSocket>(std::move(address)), dumpPath) {}
 
 serviceMux::serviceMux(const char* name, std::shared_ptr<DatagramSink> sink, const std::string& dumpPath)
-    : serviceMux(name, {}, std::move(sink), nullptr, dumpPath) {}
+    : serviceMux(name, std::move(sink), nullptr, dumpPath) {}
 
-serviceMux::serviceMux(const char* name, OutputAddress address, std::shared_ptr<DatagramSink> handedIn,
-                       std::shared_ptr<DeviceSocket> own, const std::string& dumpPath)
+serviceMux::serviceMux(const char* name, std::shared_ptr<DatagramSink> handedIn, std::shared_ptr<DeviceSocket> own,
+                       const std::string& dumpPath)
     : name(name != nullptr ? name : ""),
-      outputAddress(std::move(address)),
+      outputAddress(own != nullptr ? own->outputAddress() : OutputAddress()),
       sink(own != nullptr ? own : std::move(handedIn)),
       device(std::move(own)) {
   const LogScope scope(this->name);

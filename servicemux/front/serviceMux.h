@@ -199,8 +199,8 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   static std::string updateUTC(long long utc, dvbpsi_psi_section_s* section);
 
  private:
-  serviceMux(const char* name, vantor::thrift::general::OutputAddress address, std::shared_ptr<DatagramSink> sink,
-             std::shared_ptr<DeviceSocket> device, const std::string& dumpPath);
+  serviceMux(const char* name, std::shared_ptr<DatagramSink> handedIn, std::shared_ptr<DeviceSocket> own,
+             const std::string& dumpPath);
 
   // What the parts of this output see of it.
   [[nodiscard]] const std::string& outputName() const override { return name; }

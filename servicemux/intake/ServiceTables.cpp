@@ -40,7 +40,6 @@ EITLayout layoutOf(const EIT& record) {
   layout.standard = record.sectioning == EITSectioning::STANDARD;
   layout.presentMissing = isPresentMissing(record);
   layout.firstDay = firstDay(record);
-  layout.lastTableId = static_cast<unsigned char>(lastTableId(record));
   layout.starts = sectionStarts(record.events);
   return layout;
 }

@@ -21,6 +21,8 @@ class DeviceSocket final : public DatagramSink {
   /// it are taken all the same. Called once.
   bool open();
 
+  [[nodiscard]] const vantor::thrift::general::OutputAddress& outputAddress() const { return address; }
+
   /// The interface that carries multicast output.
   [[nodiscard]] std::string interfaceName() const;
 

@@ -67,10 +67,8 @@ class EITSections {
 
   /// Writes what the generator cannot know of sections that it made one at a time.
   SectionChain finish() {
-    for (std::size_t i = 0; i < sections.size(); ++i) {
+    for (std::size_t i = 0; i < sections.size(); ++i)
       sections[i].p_data[kLongSectionHeaderSize + kEitSegmentLastOffset] = segmentLast[i];
-      sections[i].p_data[kLongSectionHeaderSize + kEitLastTableIdOffset] = layout.lastTableId;
-    }
     return sections.chain();
   }
 

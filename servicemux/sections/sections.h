@@ -22,8 +22,6 @@ struct EITLayout {
   bool presentMissing = false;
   /// Standard schedule only: the MJD of the day with which segment 0 begins.
   int firstDay = 0;
-  /// Sent as last_table_id, in any layout.
-  unsigned char lastTableId = 0;
   SectionStarts starts;
 };
 

@@ -122,7 +122,6 @@ std::vector<Bytes> sectionsOf(dvbpsi_eit_t& eit, const EIT& record) {
   layout.standard = record.sectioning == EITSectioning::STANDARD;
   layout.presentMissing = isPresentMissing(record);
   layout.firstDay = firstDay(record);
-  layout.lastTableId = eit.i_last_table_id;
   layout.starts = startsOf(record.events);
   return bytesOf(vantor::generateSections(eit, layout));
 }

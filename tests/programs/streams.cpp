@@ -72,7 +72,6 @@ std::vector<std::string> sectionsOf(const EIT& record) {
   layout.standard = record.sectioning == EITSectioning::STANDARD;
   layout.presentMissing = isPresentMissing(record);
   layout.firstDay = firstDay(record);
-  layout.lastTableId = static_cast<unsigned char>(lastTableId(record));
   layout.starts = startsOf(record.events);
   return bytesOf(generateSections(*table, layout));
 }

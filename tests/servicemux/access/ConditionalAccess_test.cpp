@@ -533,6 +533,33 @@ TEST_F(ConditionalAccess, ClearAllTablesRemovesEveryStream) {
 
 // Locks
 
+TEST(ConditionalAccessLocks, StreamsOnTheFixedPidsAreUsedUnderTheCALock) {
+  const RecordedLog log;
+  FakeOutput output;
+  vantor::ConditionalAccess access(&output);
+  std::vector<vantor::TableOnAir> tables;
+  access.setDRMConfig(makeConfig(0));
+  HeldLocks::Held ca;
+  {
+    HeldLocks locks(&access, sizeof access);
+    access.setECM(makeMessage(kSections, makeSection(20, 'e')));
+    ASSERT_EQ(locks.own.size(), 1U);
+    ca = {locks.own[0]};
+    EXPECT_THAT(locks.heldElsewhere, ElementsAre(ca));
+  }
+  const auto held = [&access](const auto& operation) {
+    HeldLocks locks(&access, sizeof access);
+    operation();
+    return locks.heldElsewhere;
+  };
+  EXPECT_THAT(held([&] { access.setEMM(makeMessage(kSections, makeSection(20, 'm'))); }), ElementsAre(ca));
+  EXPECT_THAT(held([&] { access.listOnAir(tables); }), ElementsAre(ca));
+  EXPECT_THAT(held([&] { access.clearECM(); }), ElementsAre(ca));
+  EXPECT_THAT(held([&] { access.clearEMM(); }), ElementsAre(ca));
+  access.setDRMConfig(makeConfig(0));
+  EXPECT_THAT(held([&] { access.dropFixedStreams(); }), ElementsAre(ca));
+}
+
 TEST(ConditionalAccessLocks, LiveStreamsAreUsedUnderTheirOwn) {
   const RecordedLog log;
   FakeOutput output;

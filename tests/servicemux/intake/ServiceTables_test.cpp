@@ -315,7 +315,8 @@ TEST(ServiceTableDumps, ClearingRemovesTheLinkOfTheProgramEvenWhenNothingIsOnAir
   mux.newPMT(makePmt(0x10, 3), 0x100);
   mux.newSDTActual(makeSdt(1, 1, 2));
   mux.clearAllPMTs();
-  EXPECT_EQ(directory.files().size(), 4U) << "clearing them all leaves the links";
+  mux.clearSDTOthers(-1, -1);
+  EXPECT_EQ(directory.files().size(), 4U) << "clearing them all leaves the links, and SDT others have none";
   mux.clearPMT(0x10, 0x100);
   mux.clearSDTActual();
   EXPECT_THAT(directory.files(), UnorderedElementsAre("table_PMT_16_3.bin", "table_SDTact_2.bin"));

@@ -50,7 +50,6 @@ EITLayout standard() {
   EITLayout layout;
   layout.standard = true;
   layout.firstDay = kDay;
-  layout.lastTableId = 0x50;
   return layout;
 }
 
@@ -63,11 +62,7 @@ std::vector<Bytes> generatedByLibdvbpsi(const Eit& eit) {
       [&](dvbpsi_t* handle) { return dvbpsi_eit_sections_generate(handle, eit.get(), eit->i_table_id); });
 }
 
-EITLayout packed() {
-  EITLayout layout;
-  layout.lastTableId = 0x50;
-  return layout;
-}
+EITLayout packed() { return {}; }
 
 bool isRefused(const Eit& eit, const EITLayout& layout = standard()) {
   return vantor::generateSections(*eit, layout) == nullptr;
@@ -138,11 +133,7 @@ TEST(EitSections, PackedSectionThatIsFullToTheLastByteIsAsLibdvbpsiMakesIt) {
 }
 
 TEST(EitSections, PresentAndFollowingHaveASectionEach) {
-  const auto sections = sectionsOf(makeEit({{0}, {1}}, 0x4E), [] {
-    EITLayout layout = standard();
-    layout.lastTableId = 0x4E;
-    return layout;
-  }());
+  const auto sections = sectionsOf(makeEit({{0}, {1}}, 0x4E));
   ASSERT_THAT(sections, SizeIs(2));
   EXPECT_THAT(sections[0].ids(), ElementsAre(0));
   EXPECT_THAT(sections[1].ids(), ElementsAre(1));
