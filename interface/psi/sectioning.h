@@ -42,6 +42,7 @@ constexpr SectionRoom kSdtRoom{kMaxSectionSize - kSectionOverhead - kSdtHead, 5}
 // Clause 5.2.4: transport_stream_id, original_network_id, segment_last_section_number and last_table_id before the
 // events. Sections may have 4096 bytes, but libdvbpsi begins another above 4094.
 constexpr std::size_t kEitSegmentLastOffset = 4;
+constexpr std::size_t kEitLastTableIdOffset = 5;
 constexpr std::size_t kEitHead = 6;
 constexpr SectionRoom kEitRoom{4094 - kSectionOverhead - kEitHead, 12};
 
