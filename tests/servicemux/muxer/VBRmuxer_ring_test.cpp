@@ -184,6 +184,7 @@ TEST_F(Ring, PacketThatLeftEarlyIsNotLostWhenItIsOverwritten) {
       EXPECT_EQ(statistics.packetsOverrun, 5U + (kRingSize - 7) + 5U)
           << "of the first pass all that has not left, of the second its first five";
       sender.release();
+      WatchedThread::awaitSleep();
       if (statistics.datagrams == 20)
         muxer->muxerStop();  // 1 and what is left: 18 full ones and what the flush sends
     }

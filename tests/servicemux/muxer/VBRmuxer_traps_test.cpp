@@ -411,7 +411,10 @@ TEST(StreamList, CallerThatLinksWaitsForNoMoreThanThePassUnderWay) {
   const auto muxer = makeMuxer();
   RestlessStream always(muxer);
   always.linkToMuxer();
-  const WatchedThread producer([&] { muxer->muxerRun(); });
+  const WatchedThread producer([&] {
+    const EndlessWaits untilTheCallerHasHadIt;
+    muxer->muxerRun();
+  });
   for (int round = 0; round < 20; ++round) {
     RestlessStream stream(muxer);
     EXPECT_TRUE(always.awaitPass());
@@ -439,7 +442,10 @@ TEST(StreamList, ProducerMakesAPassBetweenTwoCallers) {
   const auto muxer = makeMuxer();
   RestlessStream always(muxer);
   always.linkToMuxer();
-  const WatchedThread producer([&] { muxer->muxerRun(); });
+  const WatchedThread producer([&] {
+    const EndlessWaits untilTheCallerHasHadIt;
+    muxer->muxerRun();
+  });
   EXPECT_TRUE(always.awaitPass());
   RestlessStream first(muxer);
   std::atomic<bool> secondAsks{false};
