@@ -252,8 +252,8 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
     EIT eit = readHead(value, now);
     const psi::TableType& type = scheduleType(readActual(value));
     const auto tableId = value.optional("table_id");
-    eit.table_id = tableId ? static_cast<std::int16_t>(tableId->integer(type.firstTableId, type.lastTableId))
-                           : type.firstTableId;
+    eit.table_id = static_cast<std::int16_t>(tableId ? tableId->integer(type.firstTableId, type.lastTableId)
+                                                     : type.firstTableId);
     if (const auto day = value.optional("first_day")) setFirstDay(eit, readDay(*day, now));
     if (tableId) {
       readLastTableId(value, eit);

@@ -68,6 +68,7 @@ LocalTime decodeEntry(std::string_view bytes) {
 
 std::vector<LocalTimeOffset> recordsAt(const std::vector<LocalTime>& entries, UtcTime now) {
   std::vector<LocalTimeOffset> records;
+  records.reserve(entries.size());
   for (const LocalTime& entry : entries) records.push_back(recordAt(entry, now));
   return records;
 }
