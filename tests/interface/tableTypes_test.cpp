@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 using namespace vantor::psi;
 
 TEST(TableTypes, HaveTheIdsBetweenTheirFirstAndLast) {
@@ -37,6 +39,42 @@ TEST(TableTypes, PeriodsAreNoLongerThanTheStandardsAllow) {
   EXPECT_LE(kTerrestrialVct.period, 400U);
   EXPECT_LE(kCableVct.period, 400U);
   EXPECT_LE(kStt.period, 1000U);
+}
+
+TEST(TableTypeName, IsTheOneThatTheStandardsUse) {
+  const std::pair<int, const char*> names[] = {
+      {0x00, "PAT"},
+      {0x01, "CAT"},
+      {0x02, "PMT"},
+      {0x03, "TSDT"},
+      {0x3B, "DSM-CC"},
+      {0x40, "NIT actual"},
+      {0x41, "NIT other"},
+      {0x42, "SDT actual"},
+      {0x46, "SDT other"},
+      {0x4A, "BAT"},
+      {0x4E, "EIT p/f actual"},
+      {0x4F, "EIT p/f other"},
+      {0x50, "EIT schedule actual"},
+      {0x60, "EIT schedule other"},
+      {0x70, "TDT"},
+      {0x71, "RST"},
+      {0x72, "stuffing"},
+      {0x73, "TOT"},
+      {0x74, "AIT"},
+      {0x7E, "DIT"},
+      {0x7F, "SIT"},
+      {0x81, "ECM"},
+      {0x82, "EMM"},
+      {0xC7, "ATSC MGT"},
+      {0xC8, "ATSC VCT terrestrial"},
+      {0xC9, "ATSC VCT cable"},
+      {0xCA, "ATSC RRT"},
+      {0xCB, "ATSC EIT"},
+      {0xCC, "ATSC ETT"},
+      {0xCD, "ATSC STT"},
+  };
+  for (const auto& [id, name] : names) EXPECT_EQ(tableTypeName(static_cast<std::uint8_t>(id)), name);
 }
 
 TEST(TableTypeName, IsHexadecimalForAnIdThatHasNone) {

@@ -19,6 +19,30 @@ using vantor::serviceMux;
 
 }  // namespace
 
+TEST(InsertionPeriods, AreTheseUnlessTheyAreSet) {
+  const vantor::InsertionPeriods periods;
+  EXPECT_EQ(periods.pat, 200U);
+  EXPECT_EQ(periods.pmt, 200U);
+  EXPECT_EQ(periods.cat, 200U);
+  EXPECT_EQ(periods.sdtActual, 500U);
+  EXPECT_EQ(periods.sdtOther, 10000U);
+  EXPECT_EQ(periods.eitPresentFollowingActual, 2000U);
+  EXPECT_EQ(periods.eitPresentFollowingOther, 10000U);
+  EXPECT_EQ(periods.eitScheduleActual, 30000U);
+  EXPECT_EQ(periods.eitScheduleOther, 60000U);
+  EXPECT_EQ(periods.nit, 500U);
+  EXPECT_EQ(periods.timeUpdater, 1000U);
+  EXPECT_EQ(periods.mgt, 150U);
+  EXPECT_EQ(periods.vctTerrestrial, 400U);
+  EXPECT_EQ(periods.vctCable, 400U);
+  EXPECT_EQ(periods.rrt, 60000U);
+  EXPECT_EQ(periods.stt, 1000U);
+  EXPECT_EQ(periods.ecm, 100U);
+  EXPECT_EQ(periods.emmSpreading, 500U);
+  EXPECT_EQ(periods.fallback, 10000U);
+  EXPECT_EQ(periods.nullPackets, 10U);
+}
+
 TEST(InsertionPeriods, OfEachTableAreItsOwn) {
   const OwnPeriods own;
   serviceMux mux("mux", makeAddress(), "");

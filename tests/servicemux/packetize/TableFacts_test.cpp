@@ -102,6 +102,16 @@ TEST(TableFacts, CountSectionsThatStandBackToBackBehindOnePointer) {
   EXPECT_EQ(facts.packets, 3U);
 }
 
+TEST(TableFacts, OfSeveralSectionsAreNamedAfterTheFirst) {
+  const std::string last("\x4E\xF0\x00\x00\x03\xC3\x01\x01\x12\x34\x56\x78", 12);
+  const TableFacts facts = factsOf(packets({section(kOther, 300), section(last, 300)}));
+  EXPECT_EQ(facts.sections, 2U);
+  EXPECT_EQ(facts.key.table_id, 0x46);
+  EXPECT_EQ(facts.key.extension, 2);
+  EXPECT_EQ(facts.key.original_network_id, 0x2114);
+  EXPECT_EQ(facts.version, 19);
+}
+
 TEST(TableFacts, DoNotCountASectionThatIsCutShort) {
   const std::string whole = packets({section(kOther, 400)});
   EXPECT_FALSE(factsOf(whole.substr(0, vantor::kPacketSize)).hasSection);
