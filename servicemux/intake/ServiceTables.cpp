@@ -65,7 +65,7 @@ int ServiceTables::newPMT(const PMT& record, short pid) {
     return -1;
   }
   const PmtTable table(t2dPMT(record));
-  if (!table || !pmts) return -1;
+  if (!table) return -1;
   clampVersion(table->i_version);
   if (const SectionChain sections = generateSections(*table)) {
     dumps.dump(sections.get());
@@ -121,7 +121,6 @@ int ServiceTables::newEITsch(const EITRecords& records) {
 
 template <typename Announce>
 int ServiceTables::newEITs(const EITRecords& records, Announce announce) {
-  if (!eits) return -1;
   int version = -1;
   for (const auto& [outer, inner] : records) {
     for (const auto& [key, record] : inner) {
@@ -144,13 +143,13 @@ int ServiceTables::newEITs(const EITRecords& records, Announce announce) {
 void ServiceTables::clearPMT(short program, short pid) {
   log_function(HOST_LOG_DEBUG, 0, "[%s] [0x%04x] on PID [0x%04x]", "clearPMT", unsigned16(program),
                unsigned16(pid));
-  if (pmts) pmts->clearPMT(unsigned16(program));
+  pmts->clearPMT(unsigned16(program));
   dumps.removeLink(kPmtTableId, unsigned16(program));
 }
 
 void ServiceTables::clearAllPMTs() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearAllPMTs");
-  if (pmts) pmts->clearAllPMTs();
+  pmts->clearAllPMTs();
 }
 
 void ServiceTables::clearSDTActual() {
@@ -166,17 +165,17 @@ void ServiceTables::clearSDTOthers(int transport_stream_id, int original_network
 
 void ServiceTables::clearEITpf(short sid) {
   log_function(HOST_LOG_DEBUG, 0, "[%s] sid [0x%04x]", "clearEITpf", unsigned16(sid));
-  if (eits) eits->clearEIT(unsigned16(sid));
+  eits->clearEIT(unsigned16(sid));
 }
 
 void ServiceTables::clearEITsch(short sid) {
   log_function(HOST_LOG_DEBUG, 0, "[%s] sid %04x", "clearEITsch", unsigned16(sid));
-  if (eits) eits->clearEIT(unsigned16(sid));
+  eits->clearEIT(unsigned16(sid));
 }
 
 void ServiceTables::clearAllEITs() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearAllEITs");
-  if (eits) eits->clearAllEITs();
+  eits->clearAllEITs();
 }
 
 void ServiceTables::dropSDTs() { sdts.reset(); }
