@@ -54,9 +54,17 @@ StderrSink::StderrSink() {
   set_formatter_(std::move(lines));
 }
 
+std::mutex& StderrSink::formatting() {
+  static std::mutex mutex;
+  return mutex;
+}
+
 void StderrSink::sink_it_(const spdlog::details::log_msg& message) {
   spdlog::memory_buf_t line;
-  formatter_->format(message, line);
+  {
+    const std::lock_guard lock(formatting());
+    formatter_->format(message, line);
+  }
   writeToStderr(line.data(), line.size());
 }
 

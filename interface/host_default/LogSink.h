@@ -23,6 +23,10 @@ class StderrSink : public spdlog::sinks::base_sink<std::mutex> {
  public:
   StderrSink();
 
+  /// Held by every sink while it makes a line, not while it writes one: the C library's lock on the time zone would
+  /// stay locked for ever in a child forked in the middle of that. Nothing is called under it that takes another.
+  static std::mutex& formatting();
+
  private:
   void sink_it_(const spdlog::details::log_msg& message) override;
   void flush_() override {}

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "interface/host_default/LogSink.h"
 #include "interface/host_default/Logger.h"
 
 namespace vantor {
@@ -32,8 +33,15 @@ constexpr int toKnownLevel(int level) {
 std::atomic<Logger*> currentLogger{nullptr};
 std::atomic<Logger*> parentsLogger{nullptr};  // in a forked child; so that leak checkers still see it
 
+void beforeFork() { StderrSink::formatting().lock(); }
+
+void afterFork() { StderrSink::formatting().unlock(); }
+
 /// A forked child has none of the logger's threads, and its locks may be held for ever: the child writes directly.
-void replaceInForkedChild() { parentsLogger = currentLogger.exchange(new Logger); }
+void replaceInForkedChild() {
+  afterFork();
+  parentsLogger = currentLogger.exchange(new Logger);
+}
 
 /// Makes the logger. It is never freed, so that destructors of static objects can still log, then directly.
 bool startLogger() {
@@ -41,7 +49,7 @@ bool startLogger() {
   logger->start();
   currentLogger = logger;
   std::atexit([] { currentLogger.load()->stop(); });
-  pthread_atfork(nullptr, nullptr, replaceInForkedChild);
+  pthread_atfork(beforeFork, afterFork, replaceInForkedChild);
   return true;
 }
 

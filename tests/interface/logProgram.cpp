@@ -80,16 +80,20 @@ void staticDestruction() {
   static const LogsWhenDestroyed after{"destroyed before the log's end"};
 }
 
-void forkedChild() {
-  log_function(HOST_LOG_ERROR, 0, "parent");
-  const pid_t child = fork();
-  if (child == 0) {
-    log_function(HOST_LOG_ERROR, 0, "child");
-    std::exit(0);
+/// Forks while the log's thread is at work on a message; an alarm ends a child that waits for what is gone.
+void forkedChildren() {
+  for (int i = 0; i < 50; ++i) {
+    log_function(HOST_LOG_WARNING, 0, "parent %d", i);
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(20);
+      log_function(HOST_LOG_WARNING, 0, "child %d", i);
+      std::exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    if (status != 0) log_function(HOST_LOG_ERROR, 0, "child %d ended with %d", i, status);
   }
-  int status = -1;
-  waitpid(child, &status, 0);
-  log_function(HOST_LOG_ERROR, 0, "child ended with %d", status);
 }
 
 void longMessage() { log_function(HOST_LOG_ERROR, 0, "%s", std::string(5000, 'x').c_str()); }
@@ -147,7 +151,7 @@ int main(int argc, char** argv) {
       {"contexts", contexts},
       {"slow reader", slowReader},
       {"static destruction", staticDestruction},
-      {"forked child", forkedChild},
+      {"forked children", forkedChildren},
       {"long message", longMessage},
       {"real-time thread", realTimeThread},
   };
