@@ -15,6 +15,7 @@ foreach(header
     servicemux/muxer/ClassicTurns.h
     servicemux/muxer/DatagramSink.h
     servicemux/muxer/MuxerStatistics.h
+    servicemux/muxer/TimingProfile.h
     servicemux/muxer/VBRmuxer.h
     servicemux/muxer/muxed_stream.h
     servicemux/output/InsertionPeriods.h

@@ -43,6 +43,7 @@ interface/psi  interface/idl
 SURFACE = """
 servicemux/front/serviceMux.h
 servicemux/muxer/MuxerStatistics.h
+servicemux/muxer/TimingProfile.h
 servicemux/packetize/packetize.h
 servicemux/output/TableOnAir.h
 interface/*.h

@@ -179,6 +179,12 @@ void serviceMux::timeUpdateFct() {
 
 void serviceMux::setBitrate(unsigned int kbps) { muxer->SetBitrate(kbps); }
 
+void serviceMux::setTimingProfile(TimingProfile profile) { muxer->setTimingProfile(profile); }
+
+TimingProfile serviceMux::timingProfile() const { return muxer->timingProfile(); }
+
+void serviceMux::setDatagramWait(unsigned int ms) { muxer->setDatagramWait(ms); }
+
 MuxerStatistics serviceMux::statistics() const { return muxer->statistics(); }
 
 std::vector<TableOnAir> serviceMux::tablesOnAir() const {

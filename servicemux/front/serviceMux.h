@@ -10,6 +10,7 @@
 #include "servicemux/export.h"
 #include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
+#include "servicemux/muxer/TimingProfile.h"
 #include "servicemux/output/InsertionPeriods.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/output/TableOnAir.h"
@@ -55,6 +56,14 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
 
   /// Sets the ceiling of the output in kbit/s, 1 to 100000, 1024 at construction.
   void setBitrate(unsigned int kbps);
+
+  /// Chooses how the output decides when each section leaves, Classic at construction. What is on air stays there;
+  /// its counters go on.
+  void setTimingProfile(TimingProfile profile);
+
+  /// How long in ms, 20 at construction, a packet waits at most for others to fill its datagram. Standards only.
+  /// Any thread.
+  void setDatagramWait(unsigned int ms);
 
   /// What has been sent so far, and what was lost.
   [[nodiscard]] MuxerStatistics statistics() const;
@@ -205,6 +214,7 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   // What the parts of this output see of it.
   [[nodiscard]] const std::string& outputName() const override { return name; }
   [[nodiscard]] InsertionPeriods& insertionPeriods() override { return periods; }
+  [[nodiscard]] TimingProfile timingProfile() const override;
   [[nodiscard]] const std::shared_ptr<VBRmuxer>& outputMuxer() const override { return muxer; }
   [[nodiscard]] const std::shared_ptr<TableCarrousel>& outputSdtCarrousel() const override { return sdtCarrousel; }
 

@@ -72,6 +72,10 @@ void VBRmuxer::SetBitrate(unsigned int kbps) {
   packetInterval.store(kNanosecondsTimesKbps / ceiling);
 }
 
+void VBRmuxer::setTimingProfile(TimingProfile newProfile) { profile.store(newProfile); }
+
+void VBRmuxer::setDatagramWait(unsigned int ms) { datagramWait.store(ms); }
+
 void VBRmuxer::muxerStop() {
   {
     const CallerLock producerWaits(*this);

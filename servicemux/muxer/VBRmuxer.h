@@ -16,6 +16,7 @@
 #include "servicemux/guarded.h"
 #include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
+#include "servicemux/muxer/TimingProfile.h"
 #include "servicemux/muxer/muxed_stream.h"
 
 namespace vantor {
@@ -51,6 +52,15 @@ class SERVICEMUX_API VBRmuxer {
   /// Sets the ceiling in kbit/s: 0 counts as 1, more than 100000 as 100000. Takes effect at the next packet
   /// slot. Any thread.
   void SetBitrate(unsigned int kbps);
+
+  /// Chooses who decides when packets leave, Classic at construction. What is linked stays linked, and every
+  /// counter goes on. Any thread that holds no stream's mutex.
+  void setTimingProfile(TimingProfile newProfile);
+  [[nodiscard]] TimingProfile timingProfile() const { return profile.load(); }
+
+  /// How long in ms a packet waits at most for others to fill its datagram, 20 at construction; for Standards. Any
+  /// thread.
+  void setDatagramWait(unsigned int ms);
 
   /// The producer's loop; returns after muxerStop().
   void muxerRun();
@@ -118,6 +128,9 @@ class SERVICEMUX_API VBRmuxer {
   // beside the interval that follows from it for the sake of the interface.
   std::atomic<unsigned int> bitrate;         // kbit/s
   std::atomic<unsigned int> packetInterval;  // ns
+
+  std::atomic<TimingProfile> profile{TimingProfile::Classic};
+  std::atomic<unsigned int> datagramWait{20};  // ms
 
   // Constant after construction.
   const std::unique_ptr<DatagramSink> ownSink;  // for a muxer that was given a socket

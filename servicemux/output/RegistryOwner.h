@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "servicemux/muxer/TimingProfile.h"
 #include "servicemux/output/InsertionPeriods.h"
 
 namespace vantor {
@@ -21,6 +22,7 @@ class RegistryOwner {
   /// Opens the log messages.
   [[nodiscard]] virtual const std::string& outputName() const = 0;
   [[nodiscard]] virtual InsertionPeriods& insertionPeriods() = 0;
+  [[nodiscard]] virtual TimingProfile timingProfile() const = 0;
   [[nodiscard]] virtual const std::shared_ptr<VBRmuxer>& outputMuxer() const = 0;
   /// The one carousel of PID 0x0011.
   [[nodiscard]] virtual const std::shared_ptr<TableCarrousel>& outputSdtCarrousel() const = 0;

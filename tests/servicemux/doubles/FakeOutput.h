@@ -14,6 +14,7 @@ class FakeOutput final : public vantor::RegistryOwner {
  public:
   const std::string& outputName() const override { return name; }
   vantor::InsertionPeriods& insertionPeriods() override { return periods; }
+  vantor::TimingProfile timingProfile() const override { return muxer->timingProfile(); }
   const std::shared_ptr<vantor::VBRmuxer>& outputMuxer() const override { return muxer; }
   const std::shared_ptr<vantor::TableCarrousel>& outputSdtCarrousel() const override { return sdtCarrousel; }
 
