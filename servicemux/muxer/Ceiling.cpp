@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "servicemux/muxer/standardsLimits.h"
+
 namespace vantor {
 
 namespace {
@@ -12,6 +14,8 @@ constexpr boost::chrono::nanoseconds::rep kNanosecondsTimesKbps = 1504000000;
 /// A little more, because a packet leaves a little after it was taken.
 constexpr boost::chrono::nanoseconds kSecond = boost::chrono::microseconds(1000200);
 
+constexpr std::size_t kPartKept = 10;
+
 /// A sender that wakes up late makes up for so much.
 constexpr boost::chrono::milliseconds kMadeUp{2};
 
@@ -19,19 +23,21 @@ constexpr boost::chrono::milliseconds kMadeUp{2};
 
 void Ceiling::set(unsigned int kbps) {
   interval = nanoseconds(kNanosecondsTimesKbps / kbps);
-  std::vector<time_point> kept(std::max(1U, kbps * 1000 / kBitsOfAPacket));
+  std::vector<time_point> resized(std::max(1U, kbps * 1000 / kBitsOfAPacket));
   // The newest of what has left stands at the end, just before the place that is used next.
-  const std::size_t count = std::min(kept.size(), history.size());
+  const std::size_t count = std::min(resized.size(), history.size());
   for (std::size_t i = 1; i <= count; ++i)
-    kept[kept.size() - i] = history[(oldest + history.size() - i) % history.size()];
-  history.swap(kept);
+    resized[resized.size() - i] = history[(oldest + history.size() - i) % history.size()];
+  history.swap(resized);
   oldest = 0;
+  kept = std::min<std::size_t>(history.size() / kPartKept, standards::kMostKept);
 }
 
-Ceiling::time_point Ceiling::next() const { return std::max(slotClock, history[oldest] + kSecond); }
+Ceiling::time_point Ceiling::nextPressing() const { return next(standards::kBurst, 0); }
 
-bool Ceiling::allows(time_point now, nanoseconds ahead) const {
-  return slotClock <= now + ahead && history[oldest] + kSecond <= now;
+/// So that within a second so many others may still leave.
+Ceiling::time_point Ceiling::next(nanoseconds ahead, std::size_t others) const {
+  return std::max(slotClock - ahead, history[(oldest + others) % history.size()] + kSecond);
 }
 
 void Ceiling::take(time_point now) {

@@ -18,11 +18,18 @@ class Ceiling {
   /// From packet to packet.
   [[nodiscard]] nanoseconds slot() const { return interval; }
 
-  /// The moment from which on the next packet has its slot.
-  [[nodiscard]] time_point next() const;
+  /// The moment from which on the next packet may leave, its slot being at most `ahead` later. A few packets of
+  /// each second are kept for those that press.
+  [[nodiscard]] time_point next(nanoseconds ahead) const { return next(ahead, kept); }
+  /// The same for so many packets at once.
+  [[nodiscard]] time_point nextFor(std::size_t packets) const {
+    return next(nanoseconds::zero(), kept + packets - 1);
+  }
+  [[nodiscard]] time_point nextPressing() const;
 
-  /// Whether a packet may leave at `now`, its slot being at most `ahead` later.
-  [[nodiscard]] bool allows(time_point now, nanoseconds ahead) const;
+  /// Whether it may at `now`.
+  [[nodiscard]] bool allows(time_point now, nanoseconds ahead) const { return next(ahead) <= now; }
+  [[nodiscard]] bool allowsPressing(time_point now) const { return nextPressing() <= now; }
 
   /// A packet leaves.
   void take(time_point now);
@@ -31,10 +38,13 @@ class Ceiling {
   [[nodiscard]] std::uint64_t rate() const { return history.size() * 1000000; }
 
  private:
+  [[nodiscard]] time_point next(nanoseconds ahead, std::size_t others) const;
+
   nanoseconds interval{0};
   time_point slotClock;
   std::vector<time_point> history{1};  // when packets left, as many as may leave in a second
   std::size_t oldest = 0;
+  std::size_t kept = 0;
 };
 
 }  // namespace vantor

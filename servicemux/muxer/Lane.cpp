@@ -18,7 +18,7 @@ constexpr std::size_t kPacketsOfASection = 23;
 constexpr int kGathered = 7;
 
 /// How many tables are looked at that might get late behind a section.
-constexpr int kLookAhead = 4;
+constexpr int kLookAhead = 8;
 
 constexpr std::uint64_t kMillionthsTimesNanoseconds = 1000000000000000;  // one packet a second, in ns
 
@@ -90,10 +90,15 @@ void Lane::replanAll(const Conditions& conditions) {
 /// What is asked for more than a decoder's buffer passes on cannot spare it.
 bool Lane::isFast() const { return rate >= standards::kBufferRate; }
 
-Lane::nanoseconds Lane::packetInterval() const {
-  if (!isFast()) return standards::kBufferInterval;
+/// From packet to packet where all that is asked for is spread evenly, and a little faster.
+Lane::nanoseconds Lane::averageInterval() const {
+  if (rate == 0) return nanoseconds::zero();
   return nanoseconds(
       static_cast<nanoseconds::rep>(static_cast<double>(kMillionthsTimesNanoseconds / rate) / standards::kHaste));
+}
+
+Lane::nanoseconds Lane::packetInterval() const {
+  return isFast() ? averageInterval() : nanoseconds(standards::kBufferInterval);
 }
 
 /// Two packets may leave together, three may not: that is what a decoder's buffer holds.
@@ -105,35 +110,43 @@ Lane::time_point Lane::packetMustGo() const {
   return isFast() ? clock + (kGathered - 1) * packetInterval() : packetMayAt();
 }
 
+/// Sections are spread over the time they have, unless one presses.
+Lane::time_point Lane::sectionMayAt(time_point whenPressing) const {
+  return std::max(packetMayAt(), std::min(clock, whenPressing));
+}
+
 void Lane::left(time_point now) {
   beforeLast = last;
   last = now;
-  const nanoseconds interval = packetInterval();
-  clock = std::max(clock, now - kGathered * interval) + interval;
+  const nanoseconds interval = averageInterval();
+  clock = std::max(clock, isFast() ? now - kGathered * interval : now) + interval;
 }
 
 void Lane::refresh() {
   if (isUnderWay()) {
     mayAt = packetMayAt();
     mustGo = packetMustGo();
+    pressing = std::max(mayAt, currentPressing);
     deadline = currentDeadline;
     return;
   }
-  mayAt = mustGo = deadline = time_point::max();
-  if (!ready.empty()) {
-    mayAt = packetMayAt();
-    mustGo = std::max(mayAt, ready.begin()->job.mustGo);
-    deadline = ready.begin()->job.deadline;
-  } else if (!waiting.empty()) {
-    mayAt = std::max(packetMayAt(), waiting.begin()->job.eligible);
-    deadline = waiting.begin()->job.deadline;
-    for (const PacedTable& table : waiting) {
-      if (table.job.eligible >= mustGo) break;
-      mustGo = std::min(mustGo, table.job.mustGo);
-      deadline = std::min(deadline, table.job.deadline);
-    }
-    mustGo = std::max(mustGo, mayAt);
+  mayAt = mustGo = pressing = deadline = time_point::max();
+  const auto meet = [this](const PacedTable::Job& job) {
+    mustGo = std::min(mustGo, job.mustGo);
+    pressing = std::min(pressing, job.pressing);
+    deadline = std::min(deadline, job.deadline);
+  };
+  if (!ready.empty()) meet(ready.begin()->job);
+  int looked = 0;
+  for (const PacedTable& table : waiting) {
+    if (table.job.eligible >= std::max(mustGo, sectionMayAt(pressing)) || looked++ == kLookAhead) break;
+    meet(table.job);
   }
+  if (mustGo == time_point::max()) return;
+  mayAt = sectionMayAt(pressing);
+  if (ready.empty()) mayAt = std::max(mayAt, waiting.begin()->job.eligible);
+  mustGo = std::max(mustGo, mayAt);
+  pressing = std::max(pressing, mayAt);
 }
 
 bool Lane::take(time_point now, time_point soon, const Conditions& conditions, signed char* packet) {
@@ -166,7 +179,7 @@ bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) 
   section.clear();
   offset = 0;
   PacedTable* const table = choose(now, conditions);
-  if (table == nullptr) return false;
+  if (table == nullptr || sectionMayAt(table->job.pressing) > now) return false;
   detach(*table);
   table->isPrompt = false;
   number = table->job.section;
@@ -180,6 +193,7 @@ bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) 
   current = table;
   group = table->group;
   if (group != nullptr) ++group->users;
+  currentPressing = table->job.pressing;
   currentDeadline = table->job.deadline;
   return true;
 }

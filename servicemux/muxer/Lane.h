@@ -72,6 +72,7 @@ class Lane {
   // Valid after refresh(); max when there is nothing to send.
   time_point mayAt;     ///< the next packet may leave without need
   time_point mustGo;    ///< and must not wait for others any longer
+  time_point pressing;  ///< and not for its slot
   time_point deadline;  ///< and is late behind that
 
   std::uint64_t rate = 0;  ///< millionths of a packet a second, of all tables
@@ -89,7 +90,9 @@ class Lane {
   using Ready = Index<PacedTable::DueEarlier, &PacedTable::readyHook>;
 
   [[nodiscard]] bool isFast() const;
+  [[nodiscard]] nanoseconds averageInterval() const;
   [[nodiscard]] time_point packetMayAt() const;
+  [[nodiscard]] time_point sectionMayAt(time_point whenPressing) const;
   [[nodiscard]] time_point packetMustGo() const;
 
   void detach(PacedTable& table);
@@ -111,11 +114,12 @@ class Lane {
   PacedTable* current = nullptr;  // null when its table is gone
   GapGroup* group = nullptr;
   std::size_t number = 0;  // of the section in its table
+  time_point currentPressing;
   time_point currentDeadline;
   GapGroup* endedGroup = nullptr;
 
   unsigned char lastCC = muxed_stream::kNoCC;
-  // When the packets before left. What is fast counts from a clock of its own.
+  // When the packets before left, and when the next one would at the rate of all tables.
   time_point last;
   time_point beforeLast;
   time_point clock;

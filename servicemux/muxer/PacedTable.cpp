@@ -52,6 +52,7 @@ void PacedTable::plan(const Conditions& conditions) {
   if (group == nullptr || group->end + standards::kGap <= job.eligible) return;
   job.eligible = group->end + standards::kGap;
   job.mustGo = std::max(job.mustGo, job.eligible);
+  job.pressing = std::max(job.pressing, job.eligible);
 }
 
 /// What is queued keeps its own pace, counted from due time to due time.
@@ -60,7 +61,7 @@ void PacedTable::planQueued(const Conditions& conditions) {
   if (isPrompt) job.eligible = conditions.now;
   isPrompt = false;
   job.section = 0;
-  job.mustGo = job.eligible + wait;
+  job.mustGo = job.pressing = job.eligible + wait;
   job.deadline = job.mustGo + standards::kPrompt;
 }
 
@@ -74,7 +75,7 @@ void PacedTable::planOnTheSecond(const Conditions& conditions) {
   }
   isPrompt = false;
   job.section = 0;
-  job.mustGo = job.eligible;
+  job.mustGo = job.pressing = job.eligible;
   job.deadline = job.eligible + milliseconds(5);
 }
 
@@ -85,12 +86,12 @@ void PacedTable::planEvenly(const Conditions& conditions) {
   isPrompt = false;
   job.section = 0;
   job.mustGo = job.eligible + conditions.wait;
-  job.deadline = job.mustGo + standards::kPrompt;
+  job.pressing = job.deadline = job.mustGo + standards::kPrompt;
 }
 
 void PacedTable::planRepeated(const Conditions& conditions) {
   if (isPrompt) {
-    job = {0, promptSince, promptSince, promptBy};
+    job = {0, promptSince, promptSince, promptBy - standards::kPrompt, promptBy};
     return;
   }
   const auto next = std::min_element(arrivals.begin(), arrivals.end());
@@ -102,6 +103,7 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   const double eligible = conditions.stretch > 1 ? 1 : standards::kEligible;
   job.eligible = std::max(from + part(whole, eligible), apart);
   job.mustGo = job.eligible + std::min(conditions.wait, part(whole, standards::kWait));
+  job.pressing = std::max(job.mustGo, from + part(whole, standards::kPressing));
   job.deadline = from + whole;
 }
 
@@ -109,6 +111,7 @@ void PacedTable::planRepeated(const Conditions& conditions) {
 void PacedTable::postpone(time_point until) {
   job.eligible = until;
   job.mustGo = std::max(job.mustGo, until);
+  job.pressing = std::max(job.pressing, until);
 }
 
 nanoseconds PacedTable::period(const Conditions& conditions) const {

@@ -50,12 +50,13 @@ class SERVICEMUX_API PacedTable {
   friend class Lane;
   friend class StandardsPace;
 
-  /// When a section is to leave: not before `eligible` without need, not after `mustGo` without need; it is late
-  /// behind `deadline`.
+  /// When a section is to leave: not before `eligible` without need; from `mustGo` on it does not wait for others
+  /// to fill the datagram, and from `pressing` on not for its slot; it is late behind `deadline`.
   struct Job {
     std::size_t section = 0;
     time_point eligible;
     time_point mustGo;
+    time_point pressing;
     time_point deadline;
   };
 

@@ -14,8 +14,9 @@ constexpr std::uint64_t kMillionthsTimesMilliseconds = 1000000000;  // one packe
 constexpr std::uint64_t kMillionthsTimesNanoseconds = 1000000000000000;
 constexpr double kMillionthsOfOneKbps = 1e6 / 1.504;
 
-/// New tables get half of what there is, so that those on air are in time meanwhile.
-constexpr int kShareOfNewWork = 2;
+/// New tables get what is left over, within these bounds, so that those on air are in time meanwhile.
+constexpr double kLeastForNewWork = 0.1;
+constexpr double kMostForNewWork = 0.5;
 
 /// All plans are made anew when the stretch has moved by more than this.
 constexpr double kNoticed = 0.05;
@@ -203,21 +204,27 @@ void StandardsPace::count(PacedTable& table, int sign) {
 /// When a table's first section is wanted. Where much is put on air at once each has to wait for those before it.
 StandardsPace::time_point StandardsPace::promptDeadline(const TableLayout& layout, Lane& lane) {
   const auto packets = static_cast<nanoseconds::rep>(layout.packets.empty() ? 1 : layout.packets.front());
+  const double left = std::clamp(standards::kEligible - load(), kLeastForNewWork, kMostForNewWork);
   const auto after = [&](time_point work, nanoseconds interval) {
-    return std::max(work, conditions.now) + kShareOfNewWork * packets * interval;
+    return std::max(work, conditions.now) +
+           nanoseconds(static_cast<nanoseconds::rep>(static_cast<double>((packets * interval).count()) / left));
   };
   lane.newWork = after(lane.newWork, lane.packetInterval());
   newWork = after(newWork, ceiling.slot());
   return std::max({conditions.now + standards::kPrompt, lane.newWork, newWork});
 }
 
+/// What all tables ask for, as a part of what there is.
+double StandardsPace::load() const {
+  return static_cast<double>(rate) / (static_cast<double>(ceiling.rate()) * standards::kUsable);
+}
+
 /// Looks anew by how much the periods are to be stretched.
 void StandardsPace::refit(time_point now) {
-  const double load = static_cast<double>(rate) / (static_cast<double>(ceiling.rate()) * standards::kUsable);
-  double most = load;
+  double most = load();
   for (const GapGroup* const group : overfull) most = std::max(most, group->load);
   conditions.stretch = std::max(1.0, most);
-  conditions.wait = load > standards::kBusy ? nanoseconds::zero() : wait;
+  conditions.wait = load() > standards::kBusy ? nanoseconds::zero() : wait;
   if (std::abs(conditions.stretch / plannedStretch - 1) < kNoticed) return;
   plannedStretch = conditions.stretch;
   conditions.now = now;
@@ -268,21 +275,27 @@ void StandardsPace::place(Lane& lane) {
 }
 
 StandardsPace::time_point StandardsPace::nextDeparture() const {
-  if (!fillers.empty() && !isFinishing) return ceiling.next();
-  time_point latest = time_point::max();
+  if (!fillers.empty() && !isFinishing) return std::min(ceiling.nextFor(room()), soonest(time_point::max()));
+  return soonest(ceiling.next(nanoseconds::zero()));
+}
+
+/// When the next datagram is to leave of what is on air in its own right; one that is full at `slot`.
+StandardsPace::time_point StandardsPace::soonest(time_point slot) const {
+  time_point mustGo = time_point::max();
+  time_point pressing = time_point::max();
   std::size_t count = 0;
-  for (const Lane& lane : ready) {
-    latest = std::min(latest, lane.mustGo);
-    if (++count == room()) return ceiling.next();
-  }
-  for (const Lane& lane : waiting) {
-    if (lane.mayAt >= latest) break;
-    latest = std::min(latest, lane.mustGo);
-    if (++count != room()) continue;
-    latest = lane.mayAt;
-    break;
-  }
-  return latest == time_point::max() ? latest : std::max(latest, ceiling.next());
+  const auto meet = [&](const Lane& lane) {
+    mustGo = std::min(mustGo, lane.mustGo);
+    pressing = std::min(pressing, lane.pressing);
+    if (++count == room()) mustGo = std::min(mustGo, std::max(lane.mayAt, conditions.now));
+    return count < room();
+  };
+  for (const Lane& lane : ready)
+    if (!meet(lane)) break;
+  for (const Lane& lane : waiting)
+    if (count >= room() || lane.mayAt >= mustGo || !meet(lane)) break;
+  if (mustGo == time_point::max()) return mustGo;
+  return std::min(std::max(mustGo, slot), std::max(pressing, ceiling.nextPressing()));
 }
 
 std::size_t StandardsPace::choose(time_point now, nanoseconds ahead, signed char* packets) {
@@ -291,8 +304,10 @@ std::size_t StandardsPace::choose(time_point now, nanoseconds ahead, signed char
   const nanoseconds reach = std::max(ahead, span - ceiling.slot());
   admit(now, now + span);
   std::size_t count = 0;
-  while (count < room() && !ready.empty() && ceiling.allows(now, reach)) {
-    Lane& lane = *ready.begin();
+  while (count < room()) {
+    Lane* const next = mostWanted(now, reach);
+    if (next == nullptr) break;
+    Lane& lane = *next;
     if (lane.take(now, now + span, conditions, packets + count * kPacketSize)) {
       ceiling.take(now);
       ++count;
@@ -300,10 +315,25 @@ std::size_t StandardsPace::choose(time_point now, nanoseconds ahead, signed char
     }
     place(lane);
   }
+  return fillUp(now, reach, packets, count);
+}
+
+/// The ready lane with the earliest deadline that there is a slot for; null when there is none.
+Lane* StandardsPace::mostWanted(time_point now, nanoseconds reach) {
+  if (ready.empty()) return nullptr;
+  if (ceiling.allows(now, reach)) return &*ready.begin();
+  if (!ceiling.allowsPressing(now)) return nullptr;
+  const auto isPressing = [now](const Lane& lane) { return lane.pressing <= now; };
+  const auto found = std::find_if(ready.begin(), ready.end(), isPressing);
+  return found == ready.end() ? nullptr : &*found;
+}
+
+/// Adds packets of a filler.
+std::size_t StandardsPace::fillUp(time_point now, nanoseconds reach, signed char* packets, std::size_t count) {
   if (fillers.empty() || isFinishing) return count;
-  while (count < room() && ceiling.allows(now, reach)) {
-    PacedTable& filler = *fillers.front();
-    if (!filler.lane->fill(filler, now, packets + count * kPacketSize)) break;
+  PacedTable& filler = *fillers.front();
+  while (count < room() && ceiling.allows(now, reach) &&
+         filler.lane->fill(filler, now, packets + count * kPacketSize)) {
     ceiling.take(now);
     ++count;
   }

@@ -106,6 +106,10 @@ class SERVICEMUX_API StandardsPace {
   void detach(Lane& lane);
   void place(Lane& lane);
   void admit(time_point now, time_point soon);
+  [[nodiscard]] time_point soonest(time_point slot) const;
+  Lane* mostWanted(time_point now, nanoseconds reach);
+  std::size_t fillUp(time_point now, nanoseconds reach, signed char* packets, std::size_t count);
+  [[nodiscard]] double load() const;
   [[nodiscard]] std::size_t room() const;
 
   Ceiling ceiling;

@@ -17,13 +17,17 @@ constexpr boost::chrono::milliseconds kPrompt{25};
 // for them for a further part of it at most. The rest is for what stands in its way.
 constexpr double kEligible = 0.92;
 constexpr double kWait = 0.03;
+// When so much is over it does not wait for its packet slot either, as long as what is ahead of its slots is no
+// more than kBurst, and no more than the bitrate leaves in a second.
+constexpr double kPressing = 0.95;
+constexpr boost::chrono::milliseconds kBurst{100};
 // Sections of one table keep apart: by so much of their share of the period, unless one gets late that way.
 constexpr double kApart = 0.85;
 constexpr double kLate = 0.97;
 
 /// The transport buffer of a decoder (ISO/IEC 13818-1 clause 2.4.2) holds 512 bytes, two packets and a half, and
 /// empties at 1 Mbit/s: 188 bytes in 1.504 ms, and a little reserve.
-constexpr boost::chrono::nanoseconds kBufferInterval = boost::chrono::microseconds(1520);
+constexpr boost::chrono::nanoseconds kBufferInterval = boost::chrono::microseconds(1550);
 /// Millionths of a packet a second at 1 Mbit/s.
 constexpr unsigned long kBufferRate = 664893617;
 /// A PID that is asked for more than that leaves faster than it is asked to by this much.
@@ -34,6 +38,9 @@ constexpr boost::chrono::milliseconds kLongestDatagram{20};
 
 /// What of the ceiling is given away, so that what has fallen behind can catch up.
 constexpr double kUsable = 0.98;
+/// What is kept of each second for packets that press: three datagrams at most.
+constexpr unsigned int kMostKept = 21;
+
 /// From this share of the ceiling on no packet waits for others.
 constexpr double kBusy = 0.7;
 
