@@ -178,6 +178,20 @@ void ServiceTables::clearAllEITs() {
   eits->clearAllEITs();
 }
 
+void ServiceTables::setPeriods(const InsertionPeriods& wanted) {
+  InsertionPeriods& periods = owner->insertionPeriods();
+  periods.pmt = wanted.pmt;
+  periods.sdtActual = wanted.sdtActual;
+  periods.sdtOther = wanted.sdtOther;
+  periods.eitPresentFollowingActual = wanted.eitPresentFollowingActual;
+  periods.eitPresentFollowingOther = wanted.eitPresentFollowingOther;
+  periods.eitScheduleActual = wanted.eitScheduleActual;
+  periods.eitScheduleOther = wanted.eitScheduleOther;
+  pmts->takePeriod();
+  if (sdts) sdts->takePeriods();
+  eits->takePeriods();
+}
+
 void ServiceTables::dropSDTs() { sdts.reset(); }
 
 void ServiceTables::clearAll() {

@@ -13,6 +13,7 @@ class EITStreams;
 class PMTStreams;
 class RegistryOwner;
 class SDTStreams;
+struct InsertionPeriods;
 struct TableOnAir;
 
 /// EIT subtables, each by its table_id and service. The keys only tell the order in which they are taken.
@@ -42,6 +43,9 @@ class ServiceTables {
   void clearEITpf(short sid);
   void clearEITsch(short sid);
   void clearAllEITs();
+
+  /// Takes over the periods of PMTs, SDTs and EITs.
+  void setPeriods(const InsertionPeriods& wanted);
 
   /// Takes all of them off air: PMTs, then EITs, then SDTs.
   void clearAll();

@@ -83,6 +83,11 @@ void EITStreams::clearAllEITs() {
   list.clear_and_dispose(delete_disposer());
 }
 
+void EITStreams::takePeriods() {
+  for (const eit_data& eit : list)
+    carrousel->SetPeriod(eit.subtable, getEITInsertionPeriod(static_cast<unsigned char>(eit.tableId)));
+}
+
 void EITStreams::remove(eit_data& eit) {
   index.erase(index.iterator_to(eit));
   list.erase_and_dispose(list.iterator_to(eit), delete_disposer());

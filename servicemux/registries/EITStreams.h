@@ -50,6 +50,9 @@ class SERVICEMUX_API EITStreams {
   void clearEIT(unsigned short sid);
   void clearAllEITs();
 
+  /// Gives what is on air the periods that the owner has for EITs now.
+  void takePeriods();
+
   /// Adds a line for each subtable on air.
   void listOnAir(std::vector<TableOnAir>& tables) const;
 

@@ -78,6 +78,14 @@ void TimeTables::clearLocalTimeOffsetTable() {
   timeQueue->clear_queue();  // the updater may have been on its way with another round
 }
 
+void TimeTables::setPeriod(unsigned int period) {
+  {
+    const boost::lock_guard<boost::mutex> guard(timeMutex);
+    owner->insertionPeriods().timeUpdater = period;
+  }
+  timeCondition.notify_one();
+}
+
 std::string TimeTables::updateUTC(long long utc, dvbpsi_psi_section_s* section) {
   for (int i = 0; i < kUtcSize; ++i)
     section->p_data[kUtcOffset + static_cast<std::size_t>(i)] =
@@ -94,9 +102,9 @@ void TimeTables::timeUpdateFct() {
     WaitLock lock(timeMutex);
     update();
     // From the previous deadline and not from now: the period holds however long the update takes.
-    deadline += boost::chrono::milliseconds(owner->insertionPeriods().timeUpdater);
-    while (!stop.load() && timeCondition.wait_until(lock, deadline) != boost::cv_status::timeout) {
-    }
+    const Clock::time_point previous = deadline;
+    do deadline = previous + boost::chrono::milliseconds(owner->insertionPeriods().timeUpdater);
+    while (!stop.load() && timeCondition.wait_until(lock, deadline) != boost::cv_status::timeout);
   }
 }
 

@@ -38,6 +38,9 @@ class SERVICEMUX_API TimeTables {
   /// Takes TDT and TOT off air, queued packets included.
   void clearLocalTimeOffsetTable();
 
+  /// Sets the period of TDT and TOT in ms. It counts from the update that was last.
+  void setPeriod(unsigned int period);
+
   /// The updater thread's loop; returns after stopUpdating(). Its waits are interruption points.
   void timeUpdateFct();
 

@@ -34,6 +34,17 @@ TEST_F(EITStreamsTest, PeriodsFollowTheTableId) {
   EXPECT_THAT(takeLines(log), ElementsAre("3 [getEITInsertionPeriod] Table id [0x4d] out of range!"));
 }
 
+TEST_F(EITStreamsTest, NewPeriodsAreTakenByTheirKinds) {
+  for (const unsigned char tableId : {0x4E, 0x4F, 0x50, 0x6F}) add(tableId, 1);
+  const auto& periods = output.periods = ownPeriods();
+  eits.takePeriods();
+  const auto tables = onAir(eits);
+  EXPECT_EQ(tables.at(0).period, periods.eitPresentFollowingActual);
+  EXPECT_EQ(tables.at(1).period, periods.eitPresentFollowingOther);
+  EXPECT_EQ(tables.at(2).period, periods.eitScheduleActual);
+  EXPECT_EQ(tables.at(3).period, periods.eitScheduleOther);
+}
+
 TEST_F(EITStreamsTest, SameTableIdAndServiceIsReplaced) {
   EXPECT_TRUE(add(0x4E, 0x102));
   EXPECT_TRUE(add(0x4E, 0x102));
