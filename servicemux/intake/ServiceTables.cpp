@@ -132,7 +132,8 @@ int ServiceTables::newEITs(const EITRecords& records, Announce announce) {
         std::string packets;
         packetize(kEitPid, 0, packets, sections.get());
         const auto size = static_cast<unsigned int>(sectionBytes(sections.get()));
-        eits->newEIT(table->i_table_id, table->i_extension, packets, chainLength(sections.get()));
+        eits->newEIT(table->i_table_id, table->i_extension, packets, chainLength(sections.get()), table->i_ts_id,
+                     table->i_network_id);
         announce(*table, sectionCount(sections), size);
       }
     }
