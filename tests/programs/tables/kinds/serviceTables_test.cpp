@@ -17,8 +17,8 @@ namespace {
 using namespace thrift::dvb_tables;
 using namespace vantor::testing;
 using ::testing::ElementsAre;
-using ::testing::UnorderedElementsAre;
 using ::testing::HasSubstr;
+using ::testing::UnorderedElementsAre;
 
 constexpr UtcTime kNow{std::chrono::seconds(1795225308)};  // 2026-11-21T01:41:48Z
 
