@@ -53,6 +53,7 @@ top=$(help_of)
 purpose=$(purpose_in <<<"$top" | escaped)
 purpose=${purpose%.}
 printf '.TH %s 1 "" "%s" "User Commands"\n' "${name^^}" "$version"
+printf '.nh\n'  # names come out whole, to be copied
 printf '.SH NAME\n%s \\- %s\n' "$name" "${purpose,}"
 printf '.SH SYNOPSIS\n.B %s\n' "$(usage_in <<<"$top" | escaped)"
 printf '.SH DESCRIPTION\n'

@@ -45,7 +45,9 @@ servicemux/front/serviceMux.h
 servicemux/muxer/MuxerStatistics.h
 servicemux/muxer/TimingProfile.h
 servicemux/packetize/packetize.h
+servicemux/output/InsertionPeriods.h
 servicemux/output/TableOnAir.h
+servicemux/output/periodFields.h
 interface/*.h
 interface/psi/*.h
 interface/checks/Refusal.h

@@ -45,10 +45,13 @@ std::string hexByte(std::uint8_t value) {
   return text;
 }
 
+std::string stream(const TableKey& key) {
+  return std::to_string(key.transport_stream_id) + '/' + std::to_string(key.original_network_id);
+}
+
 /// Behind the name of its kind; empty for a kind of which an output has one table.
 std::string identity(const TableType& type, const TableKey& key) {
-  if (&type == &kSdtOther)
-    return ' ' + std::to_string(key.transport_stream_id) + '/' + std::to_string(key.original_network_id);
+  if (&type == &kSdtOther) return ' ' + stream(key);
   if (!type.isMany) return "";
   // The schedule of a service has several table_ids when it is long.
   const std::string id = type.firstTableId == type.lastTableId ? "" : ' ' + hexByte(key.table_id);
@@ -75,5 +78,7 @@ std::string tableName(const TableKey& key) {
   const TableType* const type = tableTypeOf(key.table_id);
   return tableTypeName(key.table_id) + (type == nullptr ? "" : identity(*type, key));
 }
+
+std::string tableNameOfStream(const TableKey& key) { return tableName(key) + " of " + stream(key); }
 
 }  // namespace vantor::psi

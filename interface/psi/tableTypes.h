@@ -130,4 +130,7 @@ struct TableKey {
 /// The name of one table for people: "PAT", "PMT 101", "SDT other 2/1", "EIT schedule actual 51 258".
 [[nodiscard]] std::string tableName(const TableKey& key);
 
+/// The same with its stream, for tables that nothing else tells apart: "EIT p/f other 258 of 2/1".
+[[nodiscard]] std::string tableNameOfStream(const TableKey& key);
+
 }  // namespace vantor::psi

@@ -13,6 +13,7 @@ namespace {
 constexpr auto kRateWindow = std::chrono::seconds(2);  // several repetitions of the common tables
 constexpr double kTolerance = 0.1;                     // of a measured period before it is pointed out
 constexpr std::size_t kMostOnALine = 8;                // tables
+constexpr std::size_t kUsualName = 27;                 // characters
 
 // Select graphic rendition, ECMA-48 clause 8.3.117.
 constexpr const char* kPlain = "";
@@ -66,24 +67,34 @@ bool isOffPeriod(const TableOnAir& table) {
          std::abs(table.measuredPeriod - table.period) > kTolerance * table.period;
 }
 
-std::string row(const std::string& table, const std::string& pid, const std::string& version,
+/// Of the first column. Names that tell namesakes apart are longer than others.
+std::size_t nameWidth(const std::vector<TableOnAir>& tables) {
+  std::size_t longest = kUsualName;
+  for (const TableOnAir& table : tables) longest = std::max(longest, table.name.size());
+  return longest + 2;
+}
+
+std::string row(const std::string& table, std::size_t width, const std::string& pid, const std::string& version,
                 const std::string& period, const std::string& measured, const std::string& packets,
                 const std::string& sent) {
-  return "  " + padRight(table, 29) + padRight(pid, 6) + padLeft(version, 5) + padLeft(period, 9) +
+  return "  " + padRight(table, width) + padRight(pid, 6) + padLeft(version, 5) + padLeft(period, 9) +
          padLeft(measured, 11) + padLeft(packets, 8) + padLeft(sent, 8);
 }
 
-std::vector<Line> headOf(const OutputState& state) {
+std::vector<Line> headOf(const OutputState& state, std::size_t width) {
   const MuxerStatistics& sent = state.statistics;
-  return {
+  std::vector<Line> lines{
       {kBold, "  servicemux  to " + state.destination + "  on air " + clock(state.elapsed)},
       {kPlain, ""},
       {lost(sent) ? kRed : kGreen, "  " + decimal(state.kbps) + " kbit/s of " + grouped(state.ceiling) + "   " +
                                        counted(sent.packets, "packet") + "   " +
                                        counted(sent.datagrams, "datagram") + "   " + losses(sent)},
-      {kPlain, ""},
-      {kDim, row("TABLE", "PID", "VERS", "PERIOD", "MEASURED", "PACKETS", "SENT")},
   };
+  if (const std::string stretch = stretchOf(sent, state.ceiling); !stretch.empty())
+    lines.push_back({kYellow, "  " + stretch});
+  lines.push_back({kPlain, ""});
+  lines.push_back({kDim, row("TABLE", width, "PID", "VERS", "PERIOD", "MEASURED", "PACKETS", "SENT")});
+  return lines;
 }
 
 /// What there is to say of the tables from `shown` on, which have no place of their own.
@@ -94,13 +105,27 @@ std::string remainderOf(const std::vector<TableOnAir>& tables, std::size_t shown
          (off > 0 ? ", " + grouped(static_cast<std::uint64_t>(off)) + " of them off their periods" : "");
 }
 
-Line rowOf(const TableOnAir& table) {
+Line rowOf(const TableOnAir& table, std::size_t width) {
   return {isOffPeriod(table) ? kYellow : kPlain,
-          row(table.name, hexPid(table.pid), versionOf(table), std::to_string(table.period) + " ms",
+          row(table.name, width, hexPid(table.pid), versionOf(table), std::to_string(table.period) + " ms",
               measuredOf(table), grouped(table.packets), grouped(table.repetitions))};
 }
 
 }  // namespace
+
+std::string stretchOf(const MuxerStatistics& statistics, unsigned int ceiling) {
+  if (statistics.stretch <= 1) return "";
+  char factor[32];
+  std::snprintf(factor, sizeof factor, "%.2f", statistics.stretch);
+  return "needs " + grouped(static_cast<std::uint64_t>(std::llround(statistics.required))) + " of " +
+         grouped(ceiling) + " kbit/s: all periods are " + factor + " times as long";
+}
+
+std::string StretchNotice::update(const MuxerStatistics& statistics, unsigned int ceiling) {
+  std::string now = stretchOf(statistics, ceiling);
+  if (now == said) return "";
+  return said = std::move(now);
+}
 
 double RateMeter::update(Clock::time_point now, std::uint64_t bytes) {
   samples.push_back({now, bytes});
@@ -111,13 +136,14 @@ double RateMeter::update(Clock::time_point now, std::uint64_t bytes) {
 }
 
 std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen) {
-  std::vector<Line> lines = headOf(state);
+  const std::size_t width = nameWidth(state.tables);
+  std::vector<Line> lines = headOf(state, width);
   const std::vector<Line> foot{{kPlain, ""}, {kDim, "  Ctrl-C ends it"}};
   // One row stays free below the block, for the cursor.
   const std::size_t fixed = lines.size() + foot.size() + 1;
   const std::size_t room = screen.rows > fixed ? screen.rows - fixed : 0;
   const std::size_t shown = state.tables.size() <= room ? state.tables.size() : std::max<std::size_t>(room, 1) - 1;
-  for (std::size_t i = 0; i < shown; ++i) lines.push_back(rowOf(state.tables[i]));
+  for (std::size_t i = 0; i < shown; ++i) lines.push_back(rowOf(state.tables[i], width));
   if (shown < state.tables.size()) lines.push_back({kDim, "  " + remainderOf(state.tables, shown)});
   lines.insert(lines.end(), foot.begin(), foot.end());
   if (lines.size() >= screen.rows) lines.resize(std::max<std::size_t>(screen.rows, 2) - 1);
@@ -132,6 +158,7 @@ std::string lineOf(const OutputState& state) {
   std::string out = clock(state.elapsed) + "  " + decimal(state.kbps) + " kbit/s  " +
                     counted(sent.packets, "packet") + "  " + counted(sent.datagrams, "datagram") + "  " +
                     losses(sent);
+  if (const std::string stretch = stretchOf(sent, state.ceiling); !stretch.empty()) out += "  " + stretch;
   const std::size_t shown = std::min(state.tables.size(), kMostOnALine);
   for (std::size_t i = 0; i < shown; ++i) {
     const TableOnAir& table = state.tables[i];

@@ -20,6 +20,20 @@ struct OutputState {
   std::vector<TableOnAir> tables;
 };
 
+/// What there is to say when not all fits under the ceiling (kbit/s): "needs 293 of 100 kbit/s: all periods
+/// are 2.93 times as long". Empty while everything fits.
+std::string stretchOf(const MuxerStatistics& statistics, unsigned int ceiling);
+
+/// Tells of a stretch once each time that it has become another one.
+class StretchNotice {
+ public:
+  /// What stretchOf() says, empty when it is what was said last.
+  std::string update(const MuxerStatistics& statistics, unsigned int ceiling);
+
+ private:
+  std::string said;
+};
+
 /// The rate of a growing byte count over the last seconds.
 class RateMeter {
  public:

@@ -17,6 +17,7 @@
 #include "programs/tables/sets/inputFile.h"
 #include "programs/tables/sets/wholeSet.h"
 #include "servicemux/front/serviceMux.h"
+#include "servicemux/output/periodFields.h"
 
 namespace vantor::cli {
 
@@ -45,6 +46,16 @@ tables::TableSet readFiles(const std::vector<std::string>& paths) {
   return set;
 }
 
+/// How often tables are repeated: as the command line says, and else as the set does.
+InsertionPeriods periodsOf(const tables::TableSet& set, const PlayOptions& options) {
+  InsertionPeriods periods = tables::periodsOf(set);
+  for (const std::string& text : options.periods) {
+    const GivenPeriod given = parsePeriod(text).value();
+    periods.*given.field->value = static_cast<unsigned int>(given.period);
+  }
+  return periods;
+}
+
 /// Keeps the tables on air and the user informed until a signal or the end of the duration.
 class Show {
  public:
@@ -53,6 +64,7 @@ class Show {
 
   void run() {
     rate.update(start, 0);
+    tellOfStretch();
     auto next = start + display.interval();
     while (true) {
       const auto wake = end ? std::min(next, *end) : next;
@@ -61,6 +73,7 @@ class Show {
       if (end && now >= *end) break;
       if (now >= next) {
         onAir.refresh(UtcClock::now());
+        tellOfStretch();
         next = std::max(next + display.interval(), now);
       } else if (display.logFd() < 0) {
         continue;
@@ -77,6 +90,11 @@ class Show {
     std::array<pollfd, 2> events{{{signals.fd(), POLLIN, 0}, {display.logFd(), POLLIN, 0}}};
     const bool ready = poll(events.data(), events.size(), static_cast<int>(std::max<long>(left, 0))) > 0;
     return ready && events[0].revents != 0;
+  }
+
+  void tellOfStretch() {
+    const std::string notice = stretch.update(mux.statistics(), options.bitrate);
+    if (!notice.empty()) warn(notice);
   }
 
   OutputState state(Clock::time_point now) {
@@ -96,6 +114,7 @@ class Show {
   tables::OnAir& onAir;
   Display display;
   RateMeter rate;
+  StretchNotice stretch;
   const Clock::time_point start = Clock::now();
   const std::optional<Clock::time_point> end =
       options.duration > 0
@@ -122,9 +141,14 @@ int play(const PlayOptions& options) {
   setLogLevel(options.verbose);
   const tables::TableSet set = readFiles(options.files);
   if (tables::isEmpty(set) && options.nullPeriod == 0) throw tables::InputError("there is no table to send");
-  for (const auto& warning : tables::warningsOf(set)) warn(warning);
+  for (const auto& warning : tables::warningsOf(set, options.timing)) warn(warning);
+  const InsertionPeriods periods = periodsOf(set, options);
+  for (const auto& warning : warningsOf(periods)) warn("period of " + warning);
   serviceMux mux(options.name.c_str(), addressOf(options), options.dump);
+  mux.setTimingProfile(options.timing);
+  mux.setDatagramWait(options.datagramWait);
   mux.setBitrate(options.bitrate);
+  mux.setInsertionPeriods(periods);
   tables::OnAir onAir(set, mux, UtcClock::now());
   if (options.nullPeriod > 0) mux.newNULLPkts(options.nullPeriod);
   Show(options, signals, mux, onAir).run();

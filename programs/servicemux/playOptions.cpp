@@ -33,6 +33,28 @@ std::string checkVlan(const std::string& text) {
   return parseNumber(text, vlan) ? problemOf(thrift::general::checkVlan(vlan)) : "'" + text + "' is not a number";
 }
 
+/// "pat, pmt, ..., emm"
+std::string periodNames() {
+  std::string names;
+  for (const PeriodField& field : periodFields()) names += (names.empty() ? "" : ", ") + std::string(field.name);
+  return names;
+}
+
+std::string checkPeriod(const std::string& text) {
+  const auto given = parsePeriod(text);
+  if (!given) return "'" + text + "' is not a table of --help and its period in ms like pat=100";
+  const std::string problem = problemOf(check(*given->field, given->period));
+  return problem.empty() ? "" : given->field->name + (": " + problem);
+}
+
+constexpr const char* kStandards = "standards";
+constexpr const char* kClassic = "classic";
+
+std::string checkTiming(const std::string& text) {
+  return text == kStandards || text == kClassic ? ""
+                                                : "'" + text + "' is neither " + kStandards + " nor " + kClassic;
+}
+
 std::string checkDuration(const std::string& text) {
   double value = 0;
   const bool isNumber = parseNumber(text, value);
@@ -63,6 +85,15 @@ std::optional<thrift::general::OutputAddress> parseDestination(const std::string
   return address;
 }
 
+std::optional<GivenPeriod> parsePeriod(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos) return std::nullopt;
+  GivenPeriod given{findPeriodField(text.substr(0, equals)), 0};
+  if (given.field == nullptr || !parseNumber(std::string_view(text).substr(equals + 1), given.period))
+    return std::nullopt;
+  return given;
+}
+
 void declarePlayOptions(CLI::App& app, PlayOptions& options) {
   app.add_option("FILE", options.files, "Table set (.json) or capture (.ts, .bin); of several the later ones win")
       ->required()
@@ -78,7 +109,23 @@ void declarePlayOptions(CLI::App& app, PlayOptions& options) {
       ->check(checkVlan);
   addNumber(app, "--bitrate", options.bitrate, 1, 100000, "KBPS",
             "Ceiling of the output in kbit/s, 1024 if not given");
-  addNumber(app, "--null-period", options.nullPeriod, 1, 60000, "MS", "Send a null packet every so many ms");
+  app.add_option_function<std::string>(
+         "--timing",
+         [&options](const std::string& name) {
+           options.timing = name == kClassic ? TimingProfile::Classic : TimingProfile::Standards;
+         },
+         "Whether every period is a maximum, as the standards have it, or held on average; standards if not given")
+      ->type_name(std::string("{") + kStandards + "," + kClassic + "}")
+      ->check(checkTiming);
+  app.add_option("--period", options.periods,
+                 "Repeat a table every so many ms, whatever the table sets say; once for each of " + periodNames())
+      ->type_name("TABLE=MS")
+      ->allow_extra_args(false)
+      ->check(checkPeriod);
+  addNumber(app, "--datagram-wait", options.datagramWait, 0U, 1000U, "MS",
+            "How long a packet waits at most for others to fill its datagram, 20 if not given; not with classic "
+            "timing");
+  addNumber(app, "--null-period", options.nullPeriod, 1U, 60000U, "MS", "Send a null packet every so many ms");
   app.add_option("--duration", options.duration, "Go off air after so many seconds")
       ->type_name("SECONDS")
       ->check(checkDuration);

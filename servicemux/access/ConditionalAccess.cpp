@@ -110,7 +110,7 @@ void ConditionalAccess::openLiveEcms() {
       if (!isNew) continue;
       log_function(HOST_LOG_WARNING, 0, "[%s] Init ECM insertion for PID[0x%04x]", kSetDRMConfig,
                    static_cast<unsigned int>(pid));
-      entry->second =
+      entry->second.stream =
           std::make_unique<SimpleTable>(owner->outputMuxer(), entry->first, owner->insertionPeriods().ecm);
     }
   }
@@ -216,8 +216,8 @@ void ConditionalAccess::setLiveECM(const ECMItem& ecm) {
     log_function(HOST_LOG_ERROR, 0, "[%s] ECM PID not found [0x%04x]!", kName, static_cast<unsigned int>(ecm.pid));
     return;
   }
-  const auto& [pid, stream] = *found;
-  if (!stream) return;  // setDRMConfig could not make it
+  auto& [pid, live] = *found;
+  if (!live.stream) return;  // setDRMConfig could not make it
   std::string packets;
   switch (ecm.format) {
     case CaFormat::SECTIONS:
@@ -230,7 +230,8 @@ void ConditionalAccess::setLiveECM(const ECMItem& ecm) {
         return;
       }
       pidifyTSPackets(pid, packets, ecm.data);
-      stream->SetPeriod(ecm.period != 0 ? static_cast<unsigned int>(ecm.period) : kDefaultEcmPeriod);
+      live.hasOwnPeriod = true;
+      live.stream->SetPeriod(ecm.period != 0 ? static_cast<unsigned int>(ecm.period) : kDefaultEcmPeriod);
       break;
     default:
       // The message speaks of an EMM. Kept for compatibility.
@@ -238,7 +239,7 @@ void ConditionalAccess::setLiveECM(const ECMItem& ecm) {
                    static_cast<unsigned int>(ecm.format));
       return;
   }
-  stream->new_packetized_table(packets);
+  live.stream->new_packetized_table(packets);
 }
 
 void ConditionalAccess::setLiveEMM(const EMMItem& emm) {
@@ -294,6 +295,16 @@ void ConditionalAccess::clearLiveEMMs() {
   liveEmms.clear();
 }
 
+void ConditionalAccess::setPeriods(const InsertionPeriods& wanted) {
+  const boost::lock_guard<boost::mutex> guard(caLock);
+  InsertionPeriods& periods = owner->insertionPeriods();
+  periods.ecm = wanted.ecm;
+  periods.emmSpreading = wanted.emmSpreading;
+  if (caEcm) caEcm->SetPeriod(periods.ecm);
+  for (const auto& [pid, live] : liveEcms)
+    if (live.stream && !live.hasOwnPeriod) live.stream->SetPeriod(periods.ecm);
+}
+
 void ConditionalAccess::dropFixedStreams() {
   const boost::lock_guard<boost::mutex> guard(caLock);
   caEcm.reset();
@@ -312,8 +323,8 @@ void ConditionalAccess::listOnAir(std::vector<TableOnAir>& tables) const {
   };
   if (caEcm) addEcm(kCaEcmPid, *caEcm);
   if (caEmm) addEmm(kCaEmmPid, *caEmm);
-  for (const auto& [pid, stream] : liveEcms)
-    if (stream) addEcm(pid, *stream);
+  for (const auto& [pid, live] : liveEcms)
+    if (live.stream) addEcm(pid, *live.stream);
   for (const auto& [pid, stream] : liveEmms)
     if (stream) addEmm(pid, *stream);
 }

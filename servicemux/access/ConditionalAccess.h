@@ -14,6 +14,7 @@ namespace vantor {
 class RegistryOwner;
 class SectionQueue;
 class SimpleTable;
+struct InsertionPeriods;
 struct TableOnAir;
 
 /// The conditional-access messages of one output: the streams that a scrambler configuration asks for, and what
@@ -40,6 +41,10 @@ class SERVICEMUX_API ConditionalAccess {
   void clearLiveECMs();
   void clearLiveEMMs();
 
+  /// Takes over the period of ECMs and the time in which EMMs leave. An ECM that brought a period of its own keeps
+  /// it, and so do EMMs that wait already.
+  void setPeriods(const InsertionPeriods& wanted);
+
   /// Removes the streams on the fixed PIDs without a word.
   void dropFixedStreams();
 
@@ -47,6 +52,11 @@ class SERVICEMUX_API ConditionalAccess {
   void listOnAir(std::vector<TableOnAir>& tables) const;
 
  private:
+  struct LiveEcm {
+    std::unique_ptr<SimpleTable> stream;
+    bool hasOwnPeriod = false;  // that of a message
+  };
+
   void closeStreams() SERVICEMUX_REQUIRES(caLock);
   void openLiveEcms() SERVICEMUX_REQUIRES(caLock);
   void openLiveEmms() SERVICEMUX_REQUIRES(caLock);
@@ -55,7 +65,7 @@ class SERVICEMUX_API ConditionalAccess {
 
   std::unique_ptr<SimpleTable> caEcm SERVICEMUX_GUARDED_BY(caLock);
   std::unique_ptr<SectionQueue> caEmm SERVICEMUX_GUARDED_BY(caLock);
-  std::map<unsigned short, std::unique_ptr<SimpleTable>> liveEcms SERVICEMUX_GUARDED_BY(caLock);  // by PID
+  std::map<unsigned short, LiveEcm> liveEcms SERVICEMUX_GUARDED_BY(caLock);  // by PID
   std::map<unsigned short, std::unique_ptr<SectionQueue>> liveEmms SERVICEMUX_GUARDED_BY(caLock);
   boost::mutex liveEcmLock;  // the live locks only accompany caLock, which guards the maps
   boost::mutex liveEmmLock;

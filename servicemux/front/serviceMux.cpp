@@ -14,6 +14,7 @@
 #include "servicemux/output/DeviceSocket.h"
 #include "servicemux/output/DumpFiles.h"
 #include "servicemux/output/LogScope.h"
+#include "servicemux/output/periodFields.h"
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/TableCarrousel.h"
@@ -184,6 +185,25 @@ void serviceMux::setTimingProfile(TimingProfile profile) { muxer->setTimingProfi
 TimingProfile serviceMux::timingProfile() const { return muxer->timingProfile(); }
 
 void serviceMux::setDatagramWait(unsigned int ms) { muxer->setDatagramWait(ms); }
+
+bool serviceMux::setInsertionPeriods(const InsertionPeriods& wanted) {
+  constexpr const char* kName = "setInsertionPeriods";
+  const LogScope scope(name);
+  log_function(HOST_LOG_DEBUG, 0, "[%s]", kName);
+  if (const auto refusal = check(wanted)) {
+    log_function(HOST_LOG_ERROR, 0, "[%s] %s: %s: %s", name.c_str(), kName, refusal->path.c_str() + 1,
+                 textOf(*refusal).c_str());
+    return false;
+  }
+  for (const std::string& warning : warningsOf(wanted))
+    log_function(HOST_LOG_WARNING, 0, "[%s] %s: %s", name.c_str(), kName, warning.c_str());
+  fixedTables->setPeriods(wanted);
+  serviceTables->setPeriods(wanted);
+  timeTables->setPeriod(wanted.timeUpdater);
+  atscTables->setPeriods(wanted);
+  access->setPeriods(wanted);
+  return true;
+}
 
 MuxerStatistics serviceMux::statistics() const { return muxer->statistics(); }
 

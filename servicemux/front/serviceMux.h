@@ -64,6 +64,13 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   /// Any thread.
   void setDatagramWait(unsigned int ms);
 
+  /// Sets how often tables are repeated. What is on air takes the new periods at once and goes on, and so does what
+  /// comes later; EMMs that wait keep the time they have. False, with an error that names the field and nothing
+  /// changed, when one is below 25 ms or longer than its kind can have (`check` in output/periodFields.h); one
+  /// above the maximum of a standard is taken, with a warning. `nullPackets`, which newNULLPkts sets, and
+  /// `fallback` are not looked at and stay as they are. A table operation.
+  bool setInsertionPeriods(const InsertionPeriods& wanted);
+
   /// What has been sent so far, and what was lost.
   [[nodiscard]] MuxerStatistics statistics() const;
 
@@ -226,8 +233,11 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   const std::string name;
   const vantor::thrift::general::OutputAddress outputAddress;  // empty with a sink that was handed in
 
-  // The caller's thread only.
+  // Written by the caller's thread: the period of TDT and TOT under the mutex of TimeTables, those of conditional
+  // access under the CA lock, since others read them there.
   InsertionPeriods periods;
+
+  // The caller's thread only.
   std::thread producerThread;
   std::thread consumerThread;
   std::thread timeUpdaterThread;

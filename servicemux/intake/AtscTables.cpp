@@ -6,6 +6,7 @@
 #include "interface/host.h"
 #include "interface/psi/pids.h"
 #include "servicemux/intake/intake.h"
+#include "servicemux/output/RegistryOwner.h"
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/registries/PSIPStreams.h"
 #include "servicemux/sections/sections.h"
@@ -22,7 +23,7 @@ constexpr unsigned char kMgtSections = 1;  // however many there are; kept for c
 
 }  // namespace
 
-AtscTables::AtscTables(RegistryOwner* owner) : psip(std::make_unique<PSIPStreams>(owner)) {}
+AtscTables::AtscTables(RegistryOwner* owner) : owner(owner), psip(std::make_unique<PSIPStreams>(owner)) {}
 
 AtscTables::~AtscTables() = default;
 
@@ -75,6 +76,16 @@ void AtscTables::clearVCT() {
 void AtscTables::clearSTT() {
   log_function(HOST_LOG_WARNING, 0, "[%s]", "clearSTT");
   psip->clearPSIPTable(PSIP_TID_STT);
+}
+
+void AtscTables::setPeriods(const InsertionPeriods& wanted) {
+  InsertionPeriods& periods = owner->insertionPeriods();
+  periods.mgt = wanted.mgt;
+  periods.vctTerrestrial = wanted.vctTerrestrial;
+  periods.vctCable = wanted.vctCable;
+  periods.rrt = wanted.rrt;
+  periods.stt = wanted.stt;
+  psip->takePeriods();
 }
 
 void AtscTables::clearAll() { psip->clearAllPSIPTables(); }

@@ -9,6 +9,7 @@ namespace vantor {
 
 class PSIPStreams;
 class RegistryOwner;
+struct InsertionPeriods;
 struct TableOnAir;
 
 /// The ATSC PSIP tables of one output: MGT, VCT and STT. The operations are those of `serviceMux`. One caller at a
@@ -28,6 +29,9 @@ class AtscTables {
   void clearVCT();
   void clearSTT();
 
+  /// Takes over the periods of PSIP tables.
+  void setPeriods(const InsertionPeriods& wanted);
+
   /// Takes all of them off air.
   void clearAll();
 
@@ -35,6 +39,7 @@ class AtscTables {
   void listOnAir(std::vector<TableOnAir>& tables) const;
 
  private:
+  RegistryOwner* const owner;
   const std::unique_ptr<PSIPStreams> psip;
 };
 

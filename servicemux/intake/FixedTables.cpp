@@ -118,6 +118,13 @@ int FixedTables::clearNULLPkts() {
   return nullPackets->clear_packetized_table();
 }
 
+void FixedTables::setPeriods(const InsertionPeriods& wanted) {
+  InsertionPeriods& periods = owner->insertionPeriods();
+  pat->SetPeriod(periods.pat = wanted.pat);
+  cat->SetPeriod(periods.cat = wanted.cat);
+  nit->SetPeriod(periods.nit = wanted.nit);
+}
+
 void FixedTables::clearTables() {
   pat->clear_packetized_table();
   cat->clear_packetized_table();

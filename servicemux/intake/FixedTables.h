@@ -12,6 +12,7 @@ namespace vantor {
 class DumpFiles;
 class RegistryOwner;
 class SimpleTable;
+struct InsertionPeriods;
 struct TableOnAir;
 
 /// The tables of which an output has one, each on a PID of its own: PAT, CAT and NIT actual; and the null packets.
@@ -31,6 +32,9 @@ class FixedTables {
   void clearNIT();
   int newNULLPkts(unsigned int period);
   int clearNULLPkts();
+
+  /// Takes over the periods of PAT, CAT and NIT.
+  void setPeriods(const InsertionPeriods& wanted);
 
   /// Takes PAT, CAT and NIT off air; null packets go on.
   void clearTables();

@@ -132,7 +132,8 @@ int ServiceTables::newEITs(const EITRecords& records, Announce announce) {
         std::string packets;
         packetize(kEitPid, 0, packets, sections.get());
         const auto size = static_cast<unsigned int>(sectionBytes(sections.get()));
-        eits->newEIT(table->i_table_id, table->i_extension, packets, chainLength(sections.get()));
+        eits->newEIT(table->i_table_id, table->i_extension, packets, chainLength(sections.get()), table->i_ts_id,
+                     table->i_network_id);
         announce(*table, sectionCount(sections), size);
       }
     }
@@ -176,6 +177,20 @@ void ServiceTables::clearEITsch(short sid) {
 void ServiceTables::clearAllEITs() {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearAllEITs");
   eits->clearAllEITs();
+}
+
+void ServiceTables::setPeriods(const InsertionPeriods& wanted) {
+  InsertionPeriods& periods = owner->insertionPeriods();
+  periods.pmt = wanted.pmt;
+  periods.sdtActual = wanted.sdtActual;
+  periods.sdtOther = wanted.sdtOther;
+  periods.eitPresentFollowingActual = wanted.eitPresentFollowingActual;
+  periods.eitPresentFollowingOther = wanted.eitPresentFollowingOther;
+  periods.eitScheduleActual = wanted.eitScheduleActual;
+  periods.eitScheduleOther = wanted.eitScheduleOther;
+  pmts->takePeriod();
+  if (sdts) sdts->takePeriods();
+  eits->takePeriods();
 }
 
 void ServiceTables::dropSDTs() { sdts.reset(); }

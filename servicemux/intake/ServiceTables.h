@@ -12,6 +12,7 @@ class EITStreams;
 class PMTStreams;
 class RegistryOwner;
 class SDTStreams;
+struct InsertionPeriods;
 struct TableOnAir;
 
 /// The tables of services, of which an output has any number: PMT, SDT and EIT. Makes their sections and packets
@@ -38,6 +39,9 @@ class ServiceTables {
   void clearEITpf(short sid);
   void clearEITsch(short sid);
   void clearAllEITs();
+
+  /// Takes over the periods of PMTs, SDTs and EITs.
+  void setPeriods(const InsertionPeriods& wanted);
 
   /// Takes all of them off air: PMTs, then EITs, then SDTs.
   void clearAll();

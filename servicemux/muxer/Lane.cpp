@@ -181,6 +181,11 @@ bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) 
   PacedTable* const table = choose(now, conditions);
   if (table == nullptr || sectionMayAt(table->job.pressing) > now) return false;
   detach(*table);
+  if (const nanoseconds early = table->untilSecond(conditions); early > nanoseconds::zero()) {
+    table->postpone(now + early);
+    insert(*table);
+    return false;
+  }
   table->isPrompt = false;
   number = table->job.section;
   if (!table->stream->takeSection(*table, number, now, section)) {

@@ -68,7 +68,7 @@ void PacedTable::planQueued(const Conditions& conditions) {
 void PacedTable::planOnTheSecond(const Conditions& conditions) {
   const nanoseconds elapsed = layout.second->elapsed();
   if (isPrompt) {
-    job.eligible = conditions.now + untilSecond(elapsed);
+    job.eligible = conditions.now + vantor::untilSecond(elapsed, period(conditions));
   } else {
     const nanoseconds then = (elapsed - (conditions.now - previous)) % nanoseconds(boost::chrono::seconds(1));
     job.eligible = previous + untilNextSecond(then, period(conditions));
@@ -77,6 +77,12 @@ void PacedTable::planOnTheSecond(const Conditions& conditions) {
   job.section = 0;
   job.mustGo = job.pressing = job.eligible;
   job.deadline = job.eligible + milliseconds(5);
+}
+
+/// How long until a table that tells the second may begin: its clock may have been set since it was planned.
+nanoseconds PacedTable::untilSecond(const Conditions& conditions) const {
+  if (layout.second == nullptr) return nanoseconds::zero();
+  return vantor::untilSecond(layout.second->elapsed(), period(conditions));
 }
 
 /// Packets that nobody decodes have no limits: their average is held, not their maximum.

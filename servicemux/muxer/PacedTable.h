@@ -81,6 +81,7 @@ class SERVICEMUX_API PacedTable {
   void planQueued(const Conditions& conditions);
   void planOnTheSecond(const Conditions& conditions);
   void planRepeated(const Conditions& conditions);
+  [[nodiscard]] nanoseconds untilSecond(const Conditions& conditions) const;
   void planEvenly(const Conditions& conditions);
   void postpone(time_point until);
   [[nodiscard]] nanoseconds period(const Conditions& conditions) const;

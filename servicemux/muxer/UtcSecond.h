@@ -20,11 +20,10 @@ class UtcSecond {
   ~UtcSecond() = default;  // nobody owns it through this
 };
 
-/// Within so much of a second a table that tells it leaves.
-constexpr boost::chrono::nanoseconds kBeginOfSecond = boost::chrono::milliseconds(90);
-
-/// How long until a table that tells the time may leave for the first time, so much of a UTC second being over.
-[[nodiscard]] SERVICEMUX_API boost::chrono::nanoseconds untilSecond(boost::chrono::nanoseconds elapsed);
+/// How long until a table that tells the second may leave, so much of a UTC second being over; 0 at its beginning.
+/// No time at all where the table is repeated within a second.
+[[nodiscard]] SERVICEMUX_API boost::chrono::nanoseconds untilSecond(boost::chrono::nanoseconds elapsed,
+                                                                    boost::chrono::nanoseconds period);
 
 /// How long after a sending, so much of a UTC second being over then, it is to be sent again: less than a period
 /// later and at the beginning of a second. With a period of a second each sending is a little earlier in its second

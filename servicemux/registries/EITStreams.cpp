@@ -1,7 +1,7 @@
 #include "servicemux/registries/EITStreams.h"
 
 #include <algorithm>
-#include <utility>
+#include <iterator>
 
 #include "interface/host.h"
 #include "interface/psi/tableTypes.h"
@@ -13,13 +13,7 @@ namespace vantor {
 
 namespace {
 
-using Key = std::pair<unsigned short, unsigned short>;  // service_id, table_id
-
-/// Compares records with keys, in the index's order.
-struct KeyLess {
-  bool operator()(const eit_data& eit, const Key& key) const { return Key(eit.serviceId, eit.tableId) < key; }
-  bool operator()(const Key& key, const eit_data& eit) const { return key < Key(eit.serviceId, eit.tableId); }
-};
+constexpr unsigned short kHighest = 0xFFFF;
 
 }  // namespace
 
@@ -39,31 +33,53 @@ unsigned short EITStreams::getEITInsertionPeriod(unsigned char table_id) const {
   return static_cast<unsigned short>(periods.fallback);
 }
 
-eit_data* EITStreams::findEIT(unsigned char table_id, unsigned short sid) {
-  const auto found = index.find(Key(sid, table_id), KeyLess());
+eit_data* EITStreams::findEIT(unsigned char table_id, unsigned short sid, unsigned short tsid,
+                              unsigned short onid) {
+  const auto found = index.find(Key(sid, table_id, tsid, onid));
   return found == index.end() ? nullptr : &*found;
 }
 
+eit_data* EITStreams::findEIT(unsigned char table_id, unsigned short sid) {
+  return firstAdded({sid, table_id, 0, 0}, {sid, table_id, kHighest, kHighest});
+}
+
 eit_data* EITStreams::findEIT(unsigned short sid) {
-  const auto begin = index.lower_bound(Key(sid, 0), KeyLess());
-  const auto end = index.upper_bound(Key(sid, 0xFFFF), KeyLess());
-  const auto first =
-      std::min_element(begin, end, [](const eit_data& a, const eit_data& b) { return a.order < b.order; });
+  return firstAdded({sid, 0, 0, 0}, {sid, kHighest, kHighest, kHighest});
+}
+
+/// Of the records between two keys, both included.
+eit_data* EITStreams::firstAdded(const Key& lowest, const Key& highest) {
+  const auto end = index.upper_bound(highest);
+  const auto first = std::min_element(index.lower_bound(lowest), end,
+                                      [](const eit_data& a, const eit_data& b) { return a.order < b.order; });
   return first == end ? nullptr : &*first;
 }
 
-bool EITStreams::newEIT(unsigned char table_id, unsigned short sid, std::string& packets, unsigned char sections) {
-  eit_data* const known = findEIT(table_id, sid);
+/// The record that a new EIT takes the place of, null when it is another one than all that are there.
+eit_data* EITStreams::placeOf(const Key& key) {
+  const auto [sid, table_id, tsid, onid] = key;
+  const auto tableId = static_cast<unsigned char>(table_id);
+  eit_data* const same = findEIT(tableId, sid, tsid, onid);
+  return same != nullptr || owner->timingProfile() == TimingProfile::Standards ? same : findEIT(tableId, sid);
+}
+
+bool EITStreams::newEIT(unsigned char table_id, unsigned short sid, std::string& packets, unsigned char sections,
+                        unsigned short tsid, unsigned short onid) {
+  const Key key(sid, table_id, tsid, onid);
+  eit_data* const known = placeOf(key);
   log_function(HOST_LOG_DEBUG, 0, "Add new EIT tid [0x%04x] sid [0x%04x]", table_id, sid);
   if (known != nullptr) {
     log_function(HOST_LOG_DEBUG, 0, "EIT found tid [0x%04x] sid [0x%04x] replace ", table_id, sid);
     if (packets.empty()) return false;
+    putUnder(key, *known);
     known->carrousel->replace_packetized_subtable(known->subtable, packets, sections);
     return true;
   }
   auto eit = std::make_unique<eit_data>();
   eit->tableId = table_id;
   eit->serviceId = sid;
+  eit->transportStreamId = tsid;
+  eit->originalNetworkId = onid;
   eit->carrousel = carrousel;
   log_function(HOST_LOG_DEBUG, 0, "EIT not found tid [0x%04x] sid [0x%04x]", table_id, sid);
   eit->subtable = carrousel->new_packetized_subtable(packets, getEITInsertionPeriod(table_id), sections);
@@ -72,6 +88,14 @@ bool EITStreams::newEIT(unsigned char table_id, unsigned short sid, std::string&
   index.insert(*eit);
   list.push_back(*eit.release());
   return true;
+}
+
+/// Gives a record, which is in the index, the stream of a key that is not there yet or is its own.
+void EITStreams::putUnder(const Key& key, eit_data& eit) {
+  if (keyOf(eit) == key) return;
+  index.erase(index.iterator_to(eit));
+  std::tie(std::ignore, std::ignore, eit.transportStreamId, eit.originalNetworkId) = key;
+  index.insert(eit);
 }
 
 void EITStreams::clearEIT(unsigned short sid) {
@@ -83,13 +107,34 @@ void EITStreams::clearAllEITs() {
   list.clear_and_dispose(delete_disposer());
 }
 
+void EITStreams::takePeriods() {
+  for (const eit_data& eit : list)
+    carrousel->SetPeriod(eit.subtable, getEITInsertionPeriod(static_cast<unsigned char>(eit.tableId)));
+}
+
 void EITStreams::remove(eit_data& eit) {
   index.erase(index.iterator_to(eit));
   list.erase_and_dispose(list.iterator_to(eit), delete_disposer());
 }
 
+/// Whether the same table of another stream is on air too; it would be a neighbour in the index.
+bool EITStreams::hasNamesake(const eit_data& eit) const {
+  const auto isNamesake = [&eit](const eit_data& other) {
+    return other.serviceId == eit.serviceId && other.tableId == eit.tableId;
+  };
+  const auto at = index.iterator_to(eit);
+  const auto next = std::next(at);
+  return (at != index.begin() && isNamesake(*std::prev(at))) || (next != index.end() && isNamesake(*next));
+}
+
 void EITStreams::listOnAir(std::vector<TableOnAir>& tables) const {
-  for (const eit_data& eit : list) tables.emplace_back(kEitPid, carrousel->onAir(*eit.subtable));
+  for (const eit_data& eit : list) {
+    const StreamedTable sent = carrousel->onAir(*eit.subtable);
+    if (hasNamesake(eit))
+      tables.emplace_back(psi::tableNameOfStream(sent.facts.key), kEitPid, sent);
+    else
+      tables.emplace_back(kEitPid, sent);
+  }
 }
 
 void EITStreams::delete_disposer::operator()(eit_data* eit) const {

@@ -70,6 +70,10 @@ void PMTStreams::clearPMT(unsigned short program) {
 
 void PMTStreams::clearAllPMTs() { list.clear_and_dispose(delete_disposer()); }
 
+void PMTStreams::takePeriod() {
+  for (const pmt_data& pmt : list) pmt.carrousel->SetPeriod(pmt.subtable, owner->insertionPeriods().pmt);
+}
+
 void PMTStreams::listOnAir(std::vector<TableOnAir>& tables) const {
   for (const pmt_data& pmt : list) tables.emplace_back(pmt.pid, pmt.carrousel->onAir(*pmt.subtable));
 }

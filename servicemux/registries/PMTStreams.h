@@ -43,6 +43,9 @@ class SERVICEMUX_API PMTStreams {
   void clearPMT(unsigned short program);
   void clearAllPMTs();
 
+  /// Gives what is on air the period that the owner has for PMTs now.
+  void takePeriod();
+
   /// Adds a line for each PMT on air.
   void listOnAir(std::vector<TableOnAir>& tables) const;
 

@@ -120,6 +120,11 @@ void PSIPStreams::clearAllPSIPTables() {
   while (!list.empty()) remove(list.front());
 }
 
+void PSIPStreams::takePeriods() {
+  for (const psip_data& psip : list)
+    psip.carrousel->SetPeriod(psip.subtable, getInsPeriod(static_cast<PSIP_TID>(psip.tableId)));
+}
+
 /// The carousel of the last table leaves the muxer before its counter is read: no packet may go out in between.
 void PSIPStreams::remove(psip_data& psip) {
   if (psip.carrousel.use_count() == 1) {

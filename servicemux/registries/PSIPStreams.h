@@ -64,6 +64,9 @@ class SERVICEMUX_API PSIPStreams final : public SttSource {
   void clearPSIPTable(unsigned char tid);
   void clearAllPSIPTables();
 
+  /// Gives what is on air the periods that the owner has for PSIP tables now.
+  void takePeriods();
+
   // The offset that the STT announces. Any thread.
   [[nodiscard]] vantor::thrift::dvb_tables::LocalTimeOffset getLocalTimeOffsetInfo();
   void setLocalTimeOffsetInfo(const vantor::thrift::dvb_tables::LocalTimeOffset& lto);

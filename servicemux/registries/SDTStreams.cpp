@@ -89,6 +89,10 @@ void SDTStreams::clearSDT(unsigned char table_id, int tsid, int onid) {
 
 void SDTStreams::clearAllSDTs() { list.clear_and_dispose(delete_disposer()); }
 
+void SDTStreams::takePeriods() {
+  for (const sdt_data& sdt : list) sdt.carrousel->SetPeriod(sdt.subtable, getSDTInsertionPeriod(sdt.tableId));
+}
+
 void SDTStreams::listOnAir(std::vector<TableOnAir>& tables) const {
   for (const sdt_data& sdt : list) tables.emplace_back(kSdtPid, sdt.carrousel->onAir(*sdt.subtable));
 }

@@ -53,6 +53,9 @@ class SERVICEMUX_API SDTStreams {
   void clearSDT(unsigned char table_id, int tsid, int onid);
   void clearAllSDTs();
 
+  /// Gives what is on air the periods that the owner has for SDTs now.
+  void takePeriods();
+
   /// Adds a line for each SDT on air.
   void listOnAir(std::vector<TableOnAir>& tables) const;
 

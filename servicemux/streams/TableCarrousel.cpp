@@ -88,6 +88,16 @@ int TableCarrousel::replace_packetized_subtable(SubTable* sub) {
   return sub->is_linked() ? 0 : -1;
 }
 
+int TableCarrousel::SetPeriod(SubTable* sub, unsigned int period) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  if (!sub->is_linked() || period < kShortestPeriod) return -1;
+  totalBitrate -= sub->bitrate;
+  sub->NewPeriod(period);
+  totalBitrate += sub->bitrate;
+  recalculate_timing();
+  return 0;
+}
+
 int TableCarrousel::clear_packetized_subtable(SubTable* sub) {
   std::string none;
   return replace_packetized_subtable(sub, none, 0);

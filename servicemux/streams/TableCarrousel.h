@@ -44,6 +44,11 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
   /// Returns 0 when the subtable is in a carousel, else -1.
   int replace_packetized_subtable(SubTable* sub) SERVICEMUX_EXCLUDES(lock);
 
+  /// Gives a subtable another period in ms, with the rate that follows from it; its packets and its place stay, and
+  /// what is next keeps its due time. Returns 0, or -1, with nothing changed, for one that is in no carousel or a
+  /// period below 25 ms.
+  int SetPeriod(SubTable* sub, unsigned int period) SERVICEMUX_EXCLUDES(lock);
+
   /// Removes and deletes a subtable. Returns 0, or -1 for one that is in no carousel.
   int clear_packetized_subtable(SubTable* sub) SERVICEMUX_EXCLUDES(lock);
 

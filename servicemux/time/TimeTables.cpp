@@ -93,6 +93,14 @@ void TimeTables::clearLocalTimeOffsetTable() {
   timeQueue->clear_queue();  // the updater may have been on its way with another round
 }
 
+void TimeTables::setPeriod(unsigned int period) {
+  {
+    const boost::lock_guard<boost::mutex> guard(timeMutex);
+    owner->insertionPeriods().timeUpdater = period;
+  }
+  timeCondition.notify_one();
+}
+
 std::string TimeTables::updateUTC(long long utc, dvbpsi_psi_section_s* section) {
   for (int i = 0; i < kUtcSize; ++i)
     section->p_data[kUtcOffset + static_cast<std::size_t>(i)] =
@@ -109,19 +117,27 @@ void TimeTables::timeUpdateFct() {
   while (!stop.load()) {
     if (owner->timingProfile() != profile) becomePunctual((profile = owner->timingProfile()));
     WaitLock lock(timeMutex);
-    update();
-    deadline = nextUpdate(deadline);
-    while (!stop.load() && timeCondition.wait_until(lock, deadline) != boost::cv_status::timeout) {
-    }
+    Update last{deadline, Clock::now(), elapsedOfSecond()};
+    last.isDone = isTime(last);
+    if (last.isDone) update();
+    do deadline = nextUpdate(last);
+    while (!stop.load() && timeCondition.wait_until(lock, deadline) != boost::cv_status::timeout);
   }
 }
 
-/// With the classic timing it counts from the previous update and not from now: the period holds on average,
-/// however long the update takes. With that of the standards a second is told at its beginning.
-Clock::time_point TimeTables::nextUpdate(Clock::time_point previous) const {
+/// With the classic timing it counts from the previous due time and not from the update itself: the period holds on
+/// average, however long an update takes. With that of the standards a second is told at its beginning.
+Clock::time_point TimeTables::nextUpdate(const Update& last) const {
   const boost::chrono::milliseconds period(owner->insertionPeriods().timeUpdater);
-  if (owner->timingProfile() == TimingProfile::Classic) return previous + period;
-  return Clock::now() + untilNextSecond(elapsedOfSecond(), period);
+  if (owner->timingProfile() == TimingProfile::Classic) return last.due + period;
+  return last.now + (last.isDone ? untilNextSecond(last.elapsed, period) : untilSecond(last.elapsed, period));
+}
+
+/// Whether what is told now is still true when it arrives: the clock may have been set while the updater slept.
+bool TimeTables::isTime(const Update& update) const {
+  const boost::chrono::milliseconds period(owner->insertionPeriods().timeUpdater);
+  return owner->timingProfile() == TimingProfile::Classic ||
+         untilSecond(update.elapsed, period) == boost::chrono::nanoseconds::zero();
 }
 
 /// Sends the time if it is known; with the classic timing only when it has changed.

@@ -38,6 +38,9 @@ class SERVICEMUX_API TimeTables {
   /// Takes TDT and TOT off air, queued packets included.
   void clearLocalTimeOffsetTable();
 
+  /// Sets the period of TDT and TOT in ms. It counts from the update that was last.
+  void setPeriod(unsigned int period);
+
   /// The updater thread's loop; returns after stopUpdating(). Its waits are interruption points.
   void timeUpdateFct();
 
@@ -56,8 +59,17 @@ class SERVICEMUX_API TimeTables {
   static std::string updateUTC(long long utc, dvbpsi_psi_section_s* section);
 
  private:
-  [[nodiscard]] boost::chrono::steady_clock::time_point nextUpdate(
-      boost::chrono::steady_clock::time_point previous) const;
+  struct Update {
+    boost::chrono::steady_clock::time_point due;
+    boost::chrono::steady_clock::time_point now;
+    boost::chrono::nanoseconds elapsed;  // of the UTC second
+    bool isDone = false;
+  };
+
+  [[nodiscard]] bool isTime(const Update& update) const SERVICEMUX_REQUIRES(timeMutex);
+
+  [[nodiscard]] boost::chrono::steady_clock::time_point nextUpdate(const Update& last) const
+      SERVICEMUX_REQUIRES(timeMutex);
   void update() SERVICEMUX_REQUIRES(timeMutex);
   SectionQueue& ownersQueue() SERVICEMUX_NOT_ANALYSED;
   [[nodiscard]] SectionChain makeTot(unsigned char tableId,

@@ -100,7 +100,8 @@ void requireRoundTrips(const tables::TableSet& set) {
   require(back.pat == set.pat && back.cat == set.cat && back.nit == set.nit && back.pmts == set.pmts &&
               back.sdtActual == set.sdtActual && back.sdtOthers == set.sdtOthers && back.eitPf == set.eitPf &&
               back.eitSchedule == set.eitSchedule && back.time == set.time && back.mgt == set.mgt &&
-              back.terrestrialVct == set.terrestrialVct && back.cableVct == set.cableVct && back.stt == set.stt,
+              back.terrestrialVct == set.terrestrialVct && back.cableVct == set.cableVct && back.stt == set.stt &&
+              back.periods == set.periods,
           "a table set comes back from JSON as another one");
   requireSectionsRoundTrip(set, &tables::TableSet::pat);
   requireSectionsRoundTrip(set, &tables::TableSet::cat);

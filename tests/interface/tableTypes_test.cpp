@@ -95,3 +95,8 @@ TEST(TableName, TellsTablesOfOneKindApart) {
   EXPECT_EQ(tableName({0xC8, 1, 0, 0}), "ATSC VCT terrestrial");
   EXPECT_EQ(tableName({0x90, 1, 0, 0}), "table id 0x90");
 }
+
+TEST(TableName, HasTheStreamWhereItIsAskedFor) {
+  EXPECT_EQ(vantor::psi::tableNameOfStream({0x4F, 258, 2, 1}), "EIT p/f other 258 of 2/1");
+  EXPECT_EQ(vantor::psi::tableNameOfStream({0x60, 258, 65535, 65534}), "EIT schedule other 60 258 of 65535/65534");
+}

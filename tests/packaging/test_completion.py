@@ -62,6 +62,9 @@ class OfTheProgram(unittest.TestCase):
     def test_nothing_is_offered_for_a_number(self):
         self.assertEqual(self.offered("play", "--bitrate", ""), [])
 
+    def test_values_to_choose_from_are_offered(self):
+        self.assertEqual(self.offered("play", "--timing", ""), ["classic", "standards"])
+
     def test_an_option_without_a_value_takes_no_word(self):
         self.assertEqual(self.offered("play", "--quiet", "t"), ["tables.json"])
 

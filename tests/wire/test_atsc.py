@@ -1,4 +1,5 @@
-"""ATSC signalling from the air: imported, played for a minute, and held against the capture and the clock."""
+"""ATSC signalling from the air: imported, played with classic timing for a minute, and held against the capture and
+the clock."""
 
 import functools
 import math
@@ -28,7 +29,7 @@ class Replay:
     def __init__(self, capture, directory):
         self.name = capture.name
         self.original = by_table_id(sections_in(capture))
-        self.played = record([import_tables(capture, directory)], "--duration", SECONDS)
+        self.played = record([import_tables(capture, directory)], "--timing", "classic", "--duration", SECONDS)
         self.packets = self.played.recording.packets(PSIP_PID)
         self.timed = self.played.recording.timed_sections(PSIP_PID)
 

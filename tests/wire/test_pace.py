@@ -1,4 +1,5 @@
-"""How the programs send: datagrams, periods, counters, null packets and the ceiling, in recordings of ten seconds."""
+"""How the programs send with classic timing: datagrams, periods, counters, null packets and the ceiling, in recordings
+of ten seconds."""
 
 import itertools
 import math
@@ -30,7 +31,7 @@ def take_all_recordings():
             "crowded": (everything, "--bitrate", 64, "--null-period", 1),
         }
         running = {
-            name: pool.submit(record, [file], "--duration", SECONDS + 0.5, *options)
+            name: pool.submit(record, [file], "--timing", "classic", "--duration", SECONDS + 0.5, *options)
             for name, (file, *options) in outputs.items()
         }
         return {name: future.result() for name, future in running.items()}

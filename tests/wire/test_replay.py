@@ -1,4 +1,5 @@
-"""Signalling from the air with all its services: imported, played for 40 seconds, and held against the capture."""
+"""Signalling from the air with all its services: imported, played with classic timing for 40 seconds, and held against
+the capture."""
 
 import re
 import statistics
@@ -32,7 +33,8 @@ class Replay:
 
     def __init__(self, capture, directory):
         self.capture = capture
-        self.played = record([import_tables(capture, directory)], "--bitrate", BITRATE, "--duration", SECONDS)
+        options = ("--timing", "classic", "--bitrate", BITRATE, "--duration", SECONDS)
+        self.played = record([import_tables(capture, directory)], *options)
         self.recording = self.played.recording
         self.pmt_pids = {pid for _, pid in programs_of(self.recording.sections(PAT_PID)).items()}
 

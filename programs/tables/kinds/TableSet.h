@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "interface/records.h"
@@ -57,6 +59,9 @@ struct TableSet {
   std::optional<LocalTime> stt;
 
   std::optional<ConditionalAccess> conditionalAccess;
+
+  /// ms, by the names of periodFields(); the library has the others.
+  std::map<std::string, unsigned int> periods;
 };
 
 }  // namespace vantor::tables

@@ -110,6 +110,23 @@ serviceMux::EITRecords recordsOf(const std::vector<EIT>& tables) {
   return records;
 }
 
+psi::TableKey eitKey(const EIT& eit) {
+  return {static_cast<std::uint8_t>(eit.table_id), static_cast<std::uint16_t>(eit.service_id),
+          static_cast<std::uint16_t>(eit.transport_stream_id), static_cast<std::uint16_t>(eit.original_network_id)};
+}
+
+void addNamesakes(const std::vector<EIT>& eits, std::vector<std::string>& out) {
+  std::map<std::pair<std::int16_t, std::int32_t>, const EIT*> seen;
+  for (const EIT& eit : eits) {
+    const EIT*& first = seen[{eit.table_id, eit.service_id}];
+    if (first != nullptr)
+      out.push_back(psi::tableName(eitKey(*first)) + ": of transport streams " +
+                    std::to_string(first->transport_stream_id) + " and " + std::to_string(eit.transport_stream_id) +
+                    " only the latter's is sent");
+    first = &eit;
+  }
+}
+
 /// Both kinds of EIT.
 template <std::vector<EIT> TableSet::*Member>
 class EitKind : public TableListKind<EIT, Member> {
@@ -126,40 +143,16 @@ class EitKind : public TableListKind<EIT, Member> {
   }
   bool sectionsStandAlone() const override { return true; }
 
-  std::vector<std::string> warnings(const TableSet& set) const override {
-    std::vector<std::string> out = TableListKind<EIT, Member>::warnings(set);
-    warnOfNamesakes(set, out);
-    return out;
-  }
-
  protected:
   using Identity = typename TableListKind<EIT, Member>::Identity;
 
   Identity identityOf(const EIT& eit) const override {
     return {eit.original_network_id, eit.transport_stream_id, eit.service_id, eit.table_id};
   }
-  psi::TableKey tableKeyOf(const EIT& eit) const override {
-    return {static_cast<std::uint8_t>(eit.table_id), static_cast<std::uint16_t>(eit.service_id),
-            static_cast<std::uint16_t>(eit.transport_stream_id),
-            static_cast<std::uint16_t>(eit.original_network_id)};
-  }
+  psi::TableKey tableKeyOf(const EIT& eit) const override { return eitKey(eit); }
   std::int32_t versionOf(const EIT& eit) const override { return eit.version_number; }
   EIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeEit(sections);
-  }
-
- private:
-  /// The library tells EITs apart by table_id and service_id alone.
-  void warnOfNamesakes(const TableSet& set, std::vector<std::string>& out) const {
-    std::map<std::pair<std::int16_t, std::int32_t>, const EIT*> seen;
-    for (const EIT& eit : set.*Member) {
-      const EIT*& first = seen[{eit.table_id, eit.service_id}];
-      if (first != nullptr)
-        out.push_back(this->nameOf(*first) + ": of transport streams " +
-                      std::to_string(first->transport_stream_id) + " and " +
-                      std::to_string(eit.transport_stream_id) + " only the latter's is sent");
-      first = &eit;
-    }
   }
 };
 
@@ -332,6 +325,13 @@ const TableKind& eitPfKind() {
 const TableKind& eitScheduleKind() {
   static const EitScheduleKind kind({&psi::kEitScheduleActual, &psi::kEitScheduleOther});
   return kind;
+}
+
+std::vector<std::string> namesakesOf(const TableSet& set) {
+  std::vector<std::string> all;
+  addNamesakes(set.eitSchedule, all);
+  addNamesakes(set.eitPf, all);
+  return all;
 }
 
 }  // namespace vantor::tables

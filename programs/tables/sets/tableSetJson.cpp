@@ -3,10 +3,13 @@
 #include <algorithm>
 
 #include "programs/tables/kinds/allTableKinds.h"
+#include "programs/tables/sets/periodsJson.h"
 
 namespace vantor::tables {
 
 namespace {
+
+constexpr const char* kPeriods = "periods";
 
 /// The fields that an object has: the table set itself, or one of its groups.
 std::vector<const char*> fieldsOf(const std::string& group) {
@@ -20,6 +23,7 @@ void checkFields(const JsonValue& root) {
   std::vector<const char*> fields = fieldsOf("");
   for (const TableKind* kind : allTableKinds())
     if (kind->group() != nullptr) fields.push_back(kind->group());
+  fields.push_back(kPeriods);
   root.allowOnly(fields);
   for (const TableKind* kind : allTableKinds()) {
     if (kind->group() == nullptr) continue;
@@ -39,6 +43,7 @@ TableSet readTableSet(std::string_view text, UtcTime now) {
     if (!group) continue;
     if (const auto value = group->optional(kind->key())) kind->read(*value, now, set);
   }
+  if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
   return set;
 }
 
@@ -47,6 +52,7 @@ std::string writeTableSet(const TableSet& set) {
   for (const TableKind* kind : allTableKinds())
     if (kind->isIn(set))
       (kind->group() == nullptr ? document : document[kind->group()])[kind->key()] = kind->write(set);
+  if (!set.periods.empty()) document[kPeriods] = writePeriods(set);
   return writeJson(document);
 }
 

@@ -3,13 +3,16 @@
 #include <algorithm>
 
 #include "programs/tables/kinds/allTableKinds.h"
+#include "programs/tables/kinds/eit.h"
 #include "programs/tables/kinds/masterGuide.h"
 #include "programs/tables/kinds/programPids.h"
+#include "servicemux/output/periodFields.h"
 
 namespace vantor::tables {
 
 void merge(TableSet later, TableSet& set) {
   for (const TableKind* kind : allTableKinds()) kind->move(later, set);
+  for (const auto& [name, period] : later.periods) set.periods[name] = period;
 }
 
 bool isEmpty(const TableSet& set) {
@@ -22,8 +25,17 @@ void settle(TableSet& set) {
   settleMasterGuide(set);
 }
 
-std::vector<std::string> warningsOf(const TableSet& set) {
+InsertionPeriods periodsOf(const TableSet& set) {
+  InsertionPeriods periods;
+  for (const PeriodField& field : periodFields())
+    if (const auto given = set.periods.find(field.name); given != set.periods.end())
+      periods.*field.value = given->second;
+  return periods;
+}
+
+std::vector<std::string> warningsOf(const TableSet& set, TimingProfile timing) {
   std::vector<std::string> all;
+  if (timing == TimingProfile::Classic) all = namesakesOf(set);
   for (const TableKind* kind : allTableKinds())
     if (kind->isIn(set))
       for (const std::string& warning : kind->warnings(set)) all.push_back(warning);

@@ -67,6 +67,45 @@ TEST(LiveView, TellsLosses) {
             "01:02:03 on air, 1 234 567 packets in 1 datagram, 188 bytes, 2 datagrams not sent, 1 packet overrun");
 }
 
+TEST(LiveView, SaysByHowMuchPeriodsAreStretched) {
+  OutputState state = makeState(1);
+  state.ceiling = 100;
+  state.statistics.required = 293.4;
+  state.statistics.stretch = 2.934;
+  const std::string sentence = "needs 293 of 100 kbit/s: all periods are 2.93 times as long";
+  EXPECT_THAT(lineOf(state), HasSubstr("  nothing lost  " + sentence + "  PAT@"));
+  const auto block = blockOf(state, {80, 24});
+  ASSERT_EQ(block.size(), 9U);
+  EXPECT_EQ(withoutStyles(block[3]), "  " + sentence);
+  EXPECT_THAT(block[3], StartsWith("\x1b[33m"));
+  EXPECT_THAT(withoutStyles(block[6]), StartsWith("  PAT "));
+}
+
+TEST(LiveView, SaysNothingOfAStretchWhileEverythingFits) {
+  OutputState state = makeState(1);
+  state.statistics.required = 1024;
+  EXPECT_THAT(lineOf(state), Not(HasSubstr("needs")));
+  EXPECT_EQ(blockOf(state, {80, 24}).size(), 8U);
+}
+
+TEST(StretchNotice, ComesOnceForEachChange) {
+  const auto stretchedTo = [](double required, double stretch) {
+    MuxerStatistics statistics;
+    statistics.required = required;
+    statistics.stretch = stretch;
+    return statistics;
+  };
+  StretchNotice notice;
+  EXPECT_EQ(notice.update(stretchedTo(80, 1), 100), "");
+  const std::string first = "needs 1 293 of 1 000 kbit/s: all periods are 1.29 times as long";
+  EXPECT_EQ(notice.update(stretchedTo(1293, 1.293), 1000), first);
+  EXPECT_EQ(notice.update(stretchedTo(1293, 1.293), 1000), "");
+  EXPECT_EQ(notice.update(stretchedTo(1400, 1.4), 1000),
+            "needs 1 400 of 1 000 kbit/s: all periods are 1.40 times as long");
+  EXPECT_EQ(notice.update(stretchedTo(900, 1), 1000), "");
+  EXPECT_EQ(notice.update(stretchedTo(1293, 1.293), 1000), first) << "it had fitted in between";
+}
+
 TEST(LiveView, ShowsATableInARowOfItsOwn) {
   const auto block = blockOf(makeState(1), {80, 24});
   ASSERT_EQ(block.size(), 8U);
@@ -115,6 +154,16 @@ TEST(LiveView, KeepsTheLongestNameOfATableApartFromItsPid) {
   state.tables = {makeTable("SDT other 65535/65535", 0x11, 10000, 10000, 3)};
   EXPECT_EQ(withoutStyles(blockOf(state, {80, 24})[5]),
             "  SDT other 65535/65535        0x0011    3 10000 ms 10000.0 ms       1       3");
+}
+
+TEST(LiveView, MakesRoomForTheNamesOfNamesakes) {
+  OutputState state = makeState(1);
+  state.tables.push_back(makeTable("EIT schedule other 60 258 of 65535/65535", 0x12, 60000, 60000, 3));
+  const auto block = blockOf(state, {120, 24});
+  EXPECT_EQ(withoutStyles(block[6]),
+            "  EIT schedule other 60 258 of 65535/65535  0x0012    3 60000 ms 60000.0 ms       1       3");
+  EXPECT_EQ(withoutStyles(block[5]).find("0x0000"), withoutStyles(block[6]).find("0x0012"));
+  EXPECT_EQ(withoutStyles(block[4]).find("PID"), withoutStyles(block[6]).find("0x0012"));
 }
 
 TEST(LiveView, NamesOnlyTheFirstOfManyTablesOnOneLine) {

@@ -103,7 +103,8 @@ TEST_F(Program, ExplainsEverySubcommand) {
   EXPECT_THAT(run({"--help"}).output, HasSubstr("import"));
   const Result play = run({"play", "--help"});
   EXPECT_EQ(play.status, 0);
-  for (const char* option : {"--to", "--vlan", "--bitrate", "--dump", "--duration", "--null-period", "--quiet"})
+  for (const char* option : {"--to", "--vlan", "--bitrate", "--timing", "--period", "--datagram-wait", "--dump",
+                             "--duration", "--null-period", "--quiet"})
     EXPECT_THAT(play.output, HasSubstr(option));
   EXPECT_THAT(run({"import", "--help"}).output, HasSubstr("--output"));
 }
@@ -146,6 +147,10 @@ TEST_F(Program, NamesABadOptionValue) {
       {"--bitrate", "100001", "'100001' is not a number from 1 to 100000"},
       {"--bitrate", "fast", "'fast' is not a number from 1 to 100000"},
       {"--null-period", "0", "'0' is not a number from 1 to 60000"},
+      {"--timing", "Classic", "'Classic' is neither standards nor classic"},
+      {"--datagram-wait", "1001", "'1001' is not a number from 0 to 1000"},
+      {"--period", "pat=24", "pat: 24 ms is below 25 ms"},
+      {"--period", "eit_schedule_other=65536", "eit_schedule_other: 65536 ms is above 65535 ms"},
       {"--duration", "0", "'0' is not a number of seconds above 0"},
       {"--duration", "nan", "'nan' is not a number of seconds above 0"},
       {"--duration", "inf", "'inf' is not a number of seconds above 0"},
@@ -155,6 +160,20 @@ TEST_F(Program, NamesABadOptionValue) {
     EXPECT_EQ(result.status, 2) << option << value;
     EXPECT_EQ(result.errors, "servicemux: " + option + ": " + message + "\n");
   }
+}
+
+TEST_F(Program, TakesPeriodsOfTheTablesThatItsHelpNames) {
+  const std::string json = file("a.json", kCat);
+  for (const std::string value : {"pat", "pat=", "pat=1x", "=100", "bat=100", "pat=99999999999999999999"}) {
+    const Result result = run({"play", json, "--to", "127.0.0.1:9", "--period", value});
+    EXPECT_EQ(result.status, 2) << value;
+    EXPECT_EQ(result.errors,
+              "servicemux: --period: '" + value + "' is not a table of --help and its period in ms like pat=100\n");
+  }
+  EXPECT_THAT(run({"play", "--help"}).output,
+              HasSubstr("pat, pmt, cat, nit, sdt_actual, sdt_other, eit_pf_actual, eit_pf_other, "
+                        "eit_schedule_actual, eit_schedule_other, time, mgt, vct_terrestrial, vct_cable, rrt, stt, "
+                        "ecm, emm\n"));
 }
 
 TEST_F(Program, RefusesADumpDirectoryThatItCouldHarm) {
@@ -285,6 +304,67 @@ TEST_F(Program, LetsLaterFilesWin) {
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.output, HasSubstr("PAT@0x0000 v9"));
   EXPECT_THAT(result.output, HasSubstr("CAT@0x0001 v5"));
+}
+
+TEST_F(Program, RepeatsTablesAsTheSetsAndTheCommandLineSay) {
+  const std::string first = file("a.json", R"({"periods": {"pat": 100, "cat": 110, "nit": 120}})");
+  const std::string tables = file("b.json", R"({"periods": {"cat": 130, "nit": 140},
+      "pat": {"transport_stream_id": 1, "version_number": 3, "programs": []}, "cat": {"version_number": 7},
+      "nit": {"network_id": 1, "version_number": 2, "transport_streams": []}})");
+  const Receiver receiver;
+  for (const std::string timing : {"standards", "classic"}) {
+    const Result result = run({"play", "--period", "nit=150", first, "--period", "pmt=160", tables, "--to",
+                               receiver.target(), "--duration", "1.1", "--timing", timing, "--datagram-wait", "0"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.errors, "");
+    EXPECT_THAT(result.output, MatchesRegex("(.|\n)*PAT@[^@]*/100 ms(.|\n)*"));
+    EXPECT_THAT(result.output, MatchesRegex("(.|\n)*CAT@[^@]*/130 ms(.|\n)*"));
+    EXPECT_THAT(result.output, MatchesRegex("(.|\n)*NIT actual@[^@]*/150 ms(.|\n)*"));
+  }
+}
+
+TEST_F(Program, NamesFileAndPlaceOfAPeriodThatCannotBe) {
+  const std::string unknown = file("a.json", R"({"periods": {"pat": 100, "bat": 100}})");
+  EXPECT_EQ(playError(unknown), "servicemux: " + unknown + ": /periods/bat: unknown field\n");
+  const std::string low = file("b.json", R"({"periods": {"pat": 24}})");
+  EXPECT_EQ(playError(low), "servicemux: " + low + ": /periods/pat: 24 ms is below 25 ms\n");
+  EXPECT_EQ(playError(file("c.json", R"({"periods": {"pat": 100}})")), "servicemux: there is no table to send\n");
+}
+
+TEST_F(Program, WarnsOfAPeriodThatIsTooLongForAStandard) {
+  const Receiver receiver;
+  const Result result =
+      run({"play", file("pat.json", kPat), "--to", receiver.target(), "--duration", "0.1", "--period", "pat=600"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.errors, HasSubstr("servicemux: period of pat: 600 ms is above the 500 ms of TR 101 290\n"));
+}
+
+TEST_F(Program, SendsTheEitsOfAllStreamsUnlessTheTimingIsClassic) {
+  tables::TableSet set;
+  thrift::dvb_tables::EIT eit;
+  eit.__set_sectioning(thrift::dvb_tables::EITSectioning::STANDARD);
+  eit.table_id = 0x4F;
+  eit.service_id = 7;
+  eit.events = {makeEvent({1, 0xE489120000})};
+  for (eit.transport_stream_id = 1; eit.transport_stream_id <= 2; ++eit.transport_stream_id)
+    set.eitPf.push_back(eit);
+  const std::string json = file("a.json", tables::writeTableSet(set));
+  const Receiver receiver;
+  const std::vector<std::string> play{"play", json, "--to", receiver.target(), "--duration", "1.1"};
+  const auto playWith = [&](const std::string& timing) {
+    std::vector<std::string> arguments = play;
+    arguments.insert(arguments.end(), {"--timing", timing});
+    return run(arguments);
+  };
+  for (const Result& standards : {run(play), playWith("standards")}) {
+    EXPECT_EQ(standards.errors, "");
+    EXPECT_THAT(standards.output, HasSubstr("EIT p/f other 7 of 1/0@"));
+    EXPECT_THAT(standards.output, HasSubstr("EIT p/f other 7 of 2/0@"));
+  }
+  const Result classic = playWith("classic");
+  EXPECT_EQ(classic.errors,
+            "servicemux: EIT p/f other 7: of transport streams 1 and 2 only the latter's is sent\n");
+  EXPECT_THAT(classic.output, HasSubstr("EIT p/f other 7@"));
 }
 
 TEST_F(Program, WarnsOfAVersionThatTheWireHasNoRoomFor) {

@@ -32,6 +32,13 @@ class ServiceTables : public Intake {
   }
 };
 
+/// An EIT other of service 0x101 in this stream of network 0x3001.
+vantor::thrift::dvb_tables::EIT eitOf(int stream, int version) {
+  auto eit = makeEit(0x4F, 0x101, version);
+  eit.transport_stream_id = stream;
+  return eit;
+}
+
 /// A directory that dump files go to.
 class DumpDirectory {
  public:
@@ -198,6 +205,42 @@ TEST_F(ServiceTables, RefusedEitRecordIsPassedOver) {
   EXPECT_EQ(mux.newEITpf({{0, {{0, refused}, {1, makeEit(0x4E, 0x101, 3)}, {2, refused}}}}), 3);
   EXPECT_THAT(tables(), ElementsAre("EIT p/f actual 257 v3"));
   EXPECT_EQ(mux.newEITsch({{0, {{0, refused}}}}), -1);
+}
+
+TEST_F(ServiceTables, EitsOfOneServiceIdInSeveralStreamsAreOneInClassic) {
+  mux.newEITpf({{0, {{0, eitOf(1, 2)}, {1, eitOf(2, 3)}}}});
+  EXPECT_THAT(tables(), ElementsAre("EIT p/f other 257 v3"));
+  EXPECT_EQ(mux.tablesOnAir().at(0).key.transport_stream_id, 2);
+}
+
+TEST_F(ServiceTables, EitsOfOneServiceIdInSeveralStreamsAreAllOnAirInStandards) {
+  vantor::InsertionPeriods periods;
+  periods.eitPresentFollowingOther = 100;
+  mux.setInsertionPeriods(periods);
+  mux.setTimingProfile(vantor::TimingProfile::Standards);
+  mux.newEITpf({{0, {{0, eitOf(1, 2)}, {1, eitOf(2, 3)}, {2, makeEit(0x4F, 0x102, 4)}}}});
+  const std::vector<std::string> both{"EIT p/f other 257 of 1/12289 v2", "EIT p/f other 257 of 2/12289 v3",
+                                      "EIT p/f other 258 v4"};
+  EXPECT_EQ(tables(), both);
+  EXPECT_TRUE(isSectionSent(kEitPid, 0x4F, 0x101, 2));
+  EXPECT_TRUE(isSectionSent(kEitPid, 0x4F, 0x101, 3));
+  mux.setTimingProfile(vantor::TimingProfile::Classic);
+  EXPECT_EQ(tables(), both) << "none is lost by a change of the profile";
+  mux.clearEITpf(0x101);
+  EXPECT_THAT(tables(), ElementsAre("EIT p/f other 258 v4"));
+}
+
+TEST_F(ServiceTables, ActualEitsHaveTheStreamInTheirKeyToo) {
+  const auto actual = [](int stream, int version) {
+    auto eit = eitOf(stream, version);
+    eit.table_id = 0x4E;
+    return eit;
+  };
+  mux.newEITpf({{0, {{0, actual(1, 1)}, {1, actual(2, 2)}}}});
+  EXPECT_THAT(tables(), ElementsAre("EIT p/f actual 257 v2"));
+  mux.setTimingProfile(vantor::TimingProfile::Standards);
+  mux.newEITpf({{0, {{0, actual(3, 3)}}}});
+  EXPECT_THAT(tables(), ElementsAre("EIT p/f actual 257 of 2/12289 v2", "EIT p/f actual 257 of 3/12289 v3"));
 }
 
 TEST_F(ServiceTables, NoEitRecordsGiveMinus1AndSendNothing) {

@@ -54,6 +54,15 @@ TEST_F(PMTStreamsTest, PeriodIsTheOutputsPMTPeriod) {
   EXPECT_EQ(onAir(pmts).at(0).period, output.periods.pmt);
 }
 
+TEST_F(PMTStreamsTest, NewPeriodIsTakenByAll) {
+  add(1, 0x100);
+  add(2, 0x101);
+  output.periods.pmt = 321;
+  EXPECT_EQ(onAir(pmts).at(0).period, 200U) << "until it is told";
+  pmts.takePeriod();
+  for (const auto& table : onAir(pmts)) EXPECT_EQ(table.period, 321U);
+}
+
 TEST_F(PMTStreamsTest, ProgramsOnOnePidShareACarrousel) {
   add(1, 0x100);
   add(2, 0x100);

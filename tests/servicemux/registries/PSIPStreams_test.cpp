@@ -91,6 +91,18 @@ TEST_F(PSIPStreamsTest, PeriodsFollowTheTableId) {
   }
 }
 
+TEST_F(PSIPStreamsTest, NewPeriodsAreTakenByTheirTables) {
+  for (const unsigned char tableId : {kMgt, kTerrestrialVct, kCableVctTableId}) add(tableId);
+  psips->newPSIPTable(kStt, offsetOn(29));
+  const auto& periods = output.periods = ownPeriods();
+  psips->takePeriods();
+  const auto tables = onAir(*psips);
+  EXPECT_EQ(tables.at(0).period, periods.mgt);
+  EXPECT_EQ(tables.at(1).period, periods.vctTerrestrial);
+  EXPECT_EQ(tables.at(2).period, periods.vctCable);
+  EXPECT_EQ(tables.at(3).period, periods.stt);
+}
+
 TEST_F(PSIPStreamsTest, AllTablesShareOneCarrousel) {
   EXPECT_TRUE(add(kMgt));
   EXPECT_THAT(takeLines(log), ElementsAre("4 Add new PSIP table [0x00c7]", "4 PSIP table not found [0x00c7]",

@@ -31,6 +31,18 @@ TEST_F(SDTStreamsTest, PeriodsFollowTheTableId) {
   EXPECT_THAT(takeLines(log), ElementsAre("3 [getSDTInsertionPeriod] Table id [0x4a] out of range!"));
 }
 
+TEST_F(SDTStreamsTest, NewPeriodsAreTakenByTheirKinds) {
+  add(0x42, 1, 1);
+  add(0x46, 2, 1);
+  add(0x46, 3, 1);
+  const auto& periods = output.periods = ownPeriods();
+  sdts.takePeriods();
+  const auto tables = onAir(sdts);
+  EXPECT_EQ(tables.at(0).period, periods.sdtActual);
+  EXPECT_EQ(tables.at(1).period, periods.sdtOther);
+  EXPECT_EQ(tables.at(2).period, periods.sdtOther);
+}
+
 TEST_F(SDTStreamsTest, SecondSDTActualTakesTheFirstOnesPlace) {
   EXPECT_TRUE(add(0x42, 1, 0x20FA, 3, 70));
   EXPECT_TRUE(add(0x42, 2, 0x20FA, 4, 80));

@@ -285,6 +285,36 @@ TEST_F(CarrouselTest, ReplacedSubtableKeepsItsPlace) {
   EXPECT_THAT(tagsOf(3), ElementsAre(9, 9, 9));
 }
 
+TEST_F(CarrouselTest, NewPeriodChangesTheRateAndNothingElse) {
+  SubTable* const sub = add({2, 1}, 1, 1000, 300);
+  SubTable* const other = add({1}, 2, 1000, 999);
+  slot = ask({}).next;
+  EXPECT_EQ(carrousel->SetPeriod(sub, 100), 0);
+  EXPECT_EQ(carrousel->getBitrate(), 30U * 188 * 8 + 1 + 1505);
+  EXPECT_EQ(carrousel->onAir(*sub).period, 100U);
+  EXPECT_EQ(carrousel->onAir(*other).period, 1000U);
+  EXPECT_EQ(dueOf(*sub), milliseconds(300)) << "what is next keeps its due time";
+  EXPECT_FALSE(ask(slot - nanoseconds(1)).sent) << "and so does the slot";
+  const Asked asked = ask(slot);
+  EXPECT_EQ(asked.number, 1) << "it goes on where it was";
+  EXPECT_EQ(asked.counter, 1);
+  EXPECT_EQ(asked.next, slot + nanoseconds(1504000000000 / (45121 + 1505)));
+  EXPECT_EQ(ask(asked.next).number, 2);
+  EXPECT_EQ(dueOf(*sub), milliseconds(400)) << "the new period begins behind it";
+  EXPECT_EQ(carrousel->onAir(*sub).repetition.count(), 1U);
+}
+
+TEST_F(CarrouselTest, NewPeriodThatCannotBeSetChangesNothing) {
+  SubTable* const sub = add({2}, 1, 100);
+  EXPECT_EQ(carrousel->SetPeriod(sub, 24), -1);
+  std::string packets = makeSubtable({1}, 2);
+  SubTable stray(packets, 100, 1, false, nullptr);
+  EXPECT_EQ(carrousel->SetPeriod(&stray, 200), -1);
+  EXPECT_EQ(carrousel->getBitrate(), 30081U);
+  EXPECT_EQ(carrousel->onAir(*sub).period, 100U);
+  EXPECT_EQ(carrousel->SetPeriod(sub, 25), 0);
+}
+
 TEST_F(CarrouselTest, ClearingTheCurrentSubtableCostsOneEmptySlot) {
   SubTable* const first = add({2}, 1, 1000);
   add({1}, 2, 1000);

@@ -299,6 +299,12 @@ vantor::thrift::general::ScramblerConfig makeConfig(int type, bool enabled) {
   return config;
 }
 
+vantor::InsertionPeriods periodsOfRound(int i) {
+  vantor::InsertionPeriods periods;
+  periods.ecm = periods.emmSpreading = periods.timeUpdater = 25 + static_cast<unsigned int>(i % 100);
+  return periods;
+}
+
 void sendMessages(serviceMux& mux, int i) {
   vantor::thrift::simulcrypt::ECMItem ecm;
   ecm.pid = 0x200 + i % 3;
@@ -334,6 +340,7 @@ TEST(Stress, MessagesComeWhileTheConfigurationChanges) {
     if (i % 7 == 0) mux.clearLiveEMMs();
     if (i % 11 == 0) mux.clearECM();
     if (i % 13 == 0) mux.clearEMM();
+    if (i % 17 == 0) mux.setInsertionPeriods(periodsOfRound(i));
     if (i % 50 == 0) mux.clearAllTables();
     EXPECT_LE(mux.tablesOnAir().size(), 4U);
   }
@@ -352,6 +359,7 @@ TEST(Stress, MultiplexesWithTimeTablesEndAtAnyMoment) {
     mux->newSTT({});
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
     if (i % 5 == 0) mux->clearLocalTimeOffsetTable();
+    if (i % 2 == 0) mux->setInsertionPeriods(periodsOfRound(i));
     const auto begin = std::chrono::steady_clock::now();
     mux.reset();
     ending += std::chrono::steady_clock::now() - begin;

@@ -239,6 +239,20 @@ TEST_F(TimeUpdaterTest, RateFillsThePeriodOfTheOutput) {
   EXPECT_EQ(SimulatedTime::now() - time.start(), milliseconds(300)) << "which is also the time to the next";
 }
 
+TEST_F(TimeUpdaterTest, NewPeriodCountsFromTheLastUpdate) {
+  std::vector<nanoseconds> reads;
+  utc.onRead = [&] { reads.push_back(SimulatedTime::now() - time.start()); };
+  time.at(milliseconds(400), [&] { times->setPeriod(600); });
+  time.at(milliseconds(700), [&] { times->setPeriod(2000); });
+  time.at(milliseconds(2000), [&] { times->setPeriod(100); });
+  run(std::deque<Action>(6, [] {}));
+  EXPECT_EQ(output.periods.timeUpdater, 100U);
+  ASSERT_GE(reads.size(), 3U);
+  EXPECT_EQ(reads[0], nanoseconds(0));
+  EXPECT_EQ(reads[1], milliseconds(600));
+  EXPECT_EQ(reads[2], milliseconds(2000)) << "at once when it has passed already";
+}
+
 TEST_F(TimeUpdaterTest, StopComesBeforeTheFirstUpdate) {
   times->setLocalTimeOffsetTable({});
   times->stopUpdating();

@@ -18,6 +18,7 @@ using namespace thrift::dvb_tables;
 using namespace vantor::testing;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::UnorderedElementsAre;
 
 constexpr UtcTime kNow{std::chrono::seconds(1795225308)};  // 2026-11-21T01:41:48Z
 
@@ -385,7 +386,8 @@ TEST(ServiceTables, OfALaterFileReplaceAScheduleAsAWhole) {
 TEST(ServiceTables, WarnOfWhatIsSentInAnotherWay) {
   TableSet set;
   set.pmts = {{0x100, makePmt(5, 32)}};
-  EXPECT_THAT(pmtKind().warnings(set), ElementsAre("PMT 5: version 32 is above 31 and is sent as 0"));
+  const std::string version = "PMT 5: version 32 is above 31 and is sent as 0";
+  EXPECT_THAT(pmtKind().warnings(set), ElementsAre(version));
   EIT eit;
   eit.table_id = 0x4F;
   eit.service_id = 7;
@@ -393,8 +395,13 @@ TEST(ServiceTables, WarnOfWhatIsSentInAnotherWay) {
   EIT namesake = eit;
   namesake.transport_stream_id = 2;
   set.eitPf = {eit, namesake};
-  EXPECT_THAT(eitPfKind().warnings(set),
-              ElementsAre("EIT p/f other 7: of transport streams 1 and 2 only the latter's is sent"));
+  eit.table_id = namesake.table_id = 0x60;
+  set.eitSchedule = {eit, namesake};
+  EXPECT_THAT(
+      warningsOf(set, TimingProfile::Classic),
+      UnorderedElementsAre(version, "EIT p/f other 7: of transport streams 1 and 2 only the latter's is sent",
+                           "EIT schedule other 60 7: of transport streams 1 and 2 only the latter's is sent"));
+  EXPECT_THAT(warningsOf(set, TimingProfile::Standards), ElementsAre(version));
 }
 
 }  // namespace
