@@ -7,11 +7,12 @@
 
 /// Schedules of a working multiplex for benchmarks.
 
+constexpr std::int64_t kFirstDay = 61041;  // MJD, 2026-01-01
+
 /// One day of a service's schedule: 32 events of 100 bytes of text, four in each of eight
 /// segments.
 inline vantor::thrift::dvb_tables::EIT makeSchedule(int serviceId, int version) {
   using namespace vantor::thrift::dvb_tables;
-  constexpr std::int64_t kDay = 61041;  // 2026-01-01
   constexpr int kEvents = 32;
   EIT eit;
   eit.table_id = 0x50;
@@ -29,7 +30,7 @@ inline vantor::thrift::dvb_tables::EIT makeSchedule(int serviceId, int version) 
     const int minute = minutes % 60;
     EITEvent event;
     event.event_id = number;
-    event.start_time = kDay << 24 | hour / 10 << 20 | hour % 10 << 16 | minute / 10 << 12 | minute % 10 << 8;
+    event.start_time = kFirstDay << 24 | hour / 10 << 20 | hour % 10 << 16 | minute / 10 << 12 | minute % 10 << 8;
     event.duration = 0x004500;
     event.descriptors.assign(1, text);
     eit.events.push_back(event);

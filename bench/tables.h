@@ -130,6 +130,46 @@ inline records::EIT makeScheduleTable(int service, int number) {
   return eit;
 }
 
+/// Seven days of events of an hour each, in two tables of a service of another stream, as guide.py makes them.
+constexpr int kGuideStream = 2;
+constexpr int kFirstGuideService = 1001;
+constexpr int kHoursOfTable[] = {96, 72};
+
+/// Hours are counted from the first day's begin.
+inline records::EITEvent makeGuideEvent(int hour) {
+  records::EITEvent event;
+  event.event_id = hour;
+  const std::int64_t hourOfDay = hour % 24;
+  event.start_time = (kFirstDay + hour / 24) << 24 | hourOfDay / 10 << 20 | hourOfDay % 10 << 16;
+  event.duration = 0x010000;
+  const std::string name = "Programme number";
+  event.descriptors.push_back(descriptor(
+      0x4D, "eng" + std::string(1, static_cast<char>(name.size())) + name + '\x96' + std::string(150, 'x')));
+  event.descriptors.push_back(descriptor(0x54, std::string("\x10\0", 2)));
+  return event;
+}
+
+inline records::EIT makeGuide(int service, int tableId, int firstHour, int hours) {
+  records::EIT eit;
+  eit.table_id = static_cast<std::int16_t>(tableId);
+  eit.service_id = kFirstGuideService + service - 1;
+  eit.version_number = 1;
+  eit.transport_stream_id = kGuideStream;
+  eit.original_network_id = 1;
+  eit.__set_sectioning(records::EITSectioning::STANDARD);
+  for (int hour = firstHour; hour < firstHour + hours; ++hour) eit.events.push_back(makeGuideEvent(hour));
+  return eit;
+}
+
+/// The first or the second of the tables of a schedule.
+inline records::EIT makeGuideTable(int service, int number) {
+  records::EIT eit = makeGuide(service, 0x60 + number, number == 0 ? 0 : kHoursOfTable[0], kHoursOfTable[number]);
+  eit.__set_last_table_id(0x61);
+  return eit;
+}
+
+inline records::EIT makeGuidePresentFollowing(int service) { return makeGuide(service, 0x4F, 0, 2); }
+
 inline std::vector<dvbpsi_local_time_offset_s> makeTimeOffsets() {
   dvbpsi_local_time_offset_s offset{};
   offset.i_country_code[0] = 'D';

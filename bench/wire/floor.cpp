@@ -1,7 +1,8 @@
-/// The least that sending packets at their time can cost: sleeps to each packet's slot on an absolute clock and
-/// sends a datagram with every seventh, nothing else. Tells what that took, as JSON.
+/// The least that sending packets at their time can cost: sleeps to each packet's slot on an absolute clock, or
+/// only to that of every seventh, and sends a datagram with every seventh, nothing else. Tells what that took, as
+/// JSON.
 ///
-///   wire_floor --port 5004 --rate 133.3 --settle 1 --measure 10
+///   wire_floor --port 5004 --rate 133.3 --per-datagram --settle 1 --measure 10
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -28,7 +29,7 @@ constexpr std::int64_t kSecond = 1000000000;
 std::atomic<bool> stop{false};
 std::atomic<std::uint64_t> packets{0};
 
-void sendDatagrams(int socket, const sockaddr_in& destination, double rate) {
+void sendDatagrams(int socket, const sockaddr_in& destination, double rate, int packetsPerSleep) {
   std::string datagram;
   for (int i = 0; i < kPacketsPerDatagram; ++i)
     datagram += std::string("\x47\x1F\xFF\x10", 4) + std::string(kPacketSize - 4, '\xFF');
@@ -36,7 +37,8 @@ void sendDatagrams(int socket, const sockaddr_in& destination, double rate) {
   timespec start{};
   clock_gettime(CLOCK_MONOTONIC, &start);
   const std::int64_t first = start.tv_sec * kSecond + start.tv_nsec;
-  for (std::uint64_t number = 1; !stop.load(std::memory_order_relaxed); ++number) {
+  const auto step = static_cast<std::uint64_t>(packetsPerSleep);
+  for (std::uint64_t number = step; !stop.load(std::memory_order_relaxed); number += step) {
     const auto due = first + static_cast<std::int64_t>(static_cast<double>(number) * 1e9 / rate);
     const timespec slot{due / kSecond, due % kSecond};
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &slot, nullptr);
@@ -60,9 +62,11 @@ int main(int argc, char** argv) {
   double rate = 0;
   double settle = 1;
   double measure = 10;
+  bool perDatagram = false;
   CLI::App app("Sends datagrams of null packets at a steady rate and tells what that took");
   app.add_option("--port", port, "of 127.0.0.1")->required();
   app.add_option("--rate", rate, "packets per second")->required()->check(CLI::PositiveNumber);
+  app.add_flag("--per-datagram", perDatagram, "sleep once for each datagram, not for each packet");
   app.add_option("--settle", settle, "seconds before measuring");
   app.add_option("--measure", measure, "seconds of measuring");
   CLI11_PARSE(app, argc, argv);
@@ -72,7 +76,7 @@ int main(int argc, char** argv) {
   destination.sin_family = AF_INET;
   destination.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   destination.sin_port = htons(static_cast<std::uint16_t>(port));
-  std::thread sender(sendDatagrams, socket, destination, rate);
+  std::thread sender(sendDatagrams, socket, destination, rate, perDatagram ? kPacketsPerDatagram : 1);
   const bool realtime = raisePriority(sender);
   std::this_thread::sleep_for(std::chrono::duration<double>(settle));
   const std::uint64_t before = packets.load();

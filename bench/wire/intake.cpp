@@ -2,7 +2,7 @@
 /// (CLOCK_REALTIME, ns) right before newPMT was called. Each PMT is on a PID of its own and taken off air again
 /// before the next one.
 ///
-///   wire_intake --port 5004 --null-packets --bitrate 10000 --samples 1000
+///   wire_intake --port 5004 --timing standards --null-packets --bitrate 10000 --samples 1000
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -11,6 +11,7 @@
 
 #include "bench/tables.h"
 #include "bench/wire/process.h"
+#include "bench/wire/timing.h"
 #include "interface/host.h"
 #include "interface/host_default/log.h"
 #include "servicemux/front/serviceMux.h"
@@ -41,16 +42,19 @@ int main(int argc, char** argv) {
   address.ip = "127.0.0.1";
   unsigned int bitrate = 1024;
   bool nullPackets = false;
+  vantor::TimingProfile timing = vantor::TimingProfile::Classic;
   int samples = 0;
   CLI::App app("Measures the way of a PMT to the wire");
   app.add_option("--port", address.port, "of 127.0.0.1")->required();
   app.add_option("--bitrate", bitrate, "the ceiling in kbit/s");
   app.add_flag("--null-packets", nullPackets, "fill up to the ceiling");
+  addTiming(app, timing);
   app.add_option("--samples", samples, "how many")->required()->check(CLI::Range(1, 0x7FFF));
   CLI11_PARSE(app, argc, argv);
   vantor::setLogThreshold(HOST_LOG_ERROR);
   vantor::serviceMux mux("bench", address, "");
   mux.setBitrate(bitrate);
+  mux.setTimingProfile(timing);
   if (nullPackets) mux.newNULLPkts(0);
   std::this_thread::sleep_for(200ms);
   nlohmann::json calls = nlohmann::json::array();

@@ -1,47 +1,23 @@
 """How exactly tables are repeated."""
 
-import re
-
 import numpy
 
-from capture import MILLISECONDS
+from capture import MILLISECONDS, SUBTABLE, groups
+from kinds import KINDS, of_kind
 
-# What a table is called by its PID and table_id, and what the sender calls those of that kind.
-KINDS = {
-    "PAT": (lambda pid, table: pid == 0x00, r"PAT$"),
-    "CAT": (lambda pid, table: pid == 0x01, r"CAT$"),
-    "NIT": (lambda pid, table: pid == 0x10, r"NIT actual$"),
-    "PMT": (lambda pid, table: table == 0x02, r"PMT "),
-    "SDT actual": (lambda pid, table: table == 0x42, r"SDT actual$"),
-    "SDT other": (lambda pid, table: table == 0x46, r"SDT other "),
-    "EIT p/f": (lambda pid, table: table == 0x4E, r"EIT p/f actual "),
-    "EIT schedule": (lambda pid, table: 0x50 <= table <= 0x5F, r"EIT schedule actual "),
-    "TDT": (lambda pid, table: table == 0x70, r"TDT$"),
-    "TOT": (lambda pid, table: table == 0x73, r"TOT$"),
-}
-
-
-def kind_of(pid, table):
-    return next((kind for kind, (matches, _) in KINDS.items() if matches(pid, table)), None)
-
-
-def configured(kind, sender_periods):
-    """The period in ms that the sender set for tables of a kind."""
-    pattern = KINDS[kind][1]
-    return next(period for name, period in sender_periods.items() if re.match(pattern, name))
-
-
-def by_kind(starts, sender_periods):
+def by_kind(sections):
     """The statistics of each kind of table, in ms and percent, from when each table began."""
-    series = {}
-    for (_, pid, table, _), times in starts.items():
-        if len(times) > 1:
-            series.setdefault(kind_of(pid, table), []).append((times - times[0]) * MILLISECONDS)
-    return {
-        kind: statistics(series[kind], configured(kind, sender_periods))
-        for kind in KINDS
-        if kind in series
-    }
+    firsts = sections[sections["number"] == 0]
+    found = {}
+    for name, kind in KINDS.items():
+        series = [
+            (table["begin"] - table["begin"][0]) * MILLISECONDS
+            for table in groups(of_kind(firsts, kind), SUBTABLE)
+            if len(table) > 1
+        ]
+        if series:
+            found[name] = statistics(series, kind.period)
+    return found
 
 
 def statistics(series, period):

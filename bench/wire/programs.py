@@ -2,9 +2,12 @@
 
 import contextlib
 import json
+import re
 import resource
+import signal
 import subprocess
 import tempfile
+import time
 from pathlib import Path
 
 from capture import Capture
@@ -36,11 +39,10 @@ class Programs:
     def __init__(self, directory):
         self.directory = Path(directory)
 
-    def record(self, name, ports, seconds, options):
-        """Runs a sender against a receiver; returns what the one tells and what the other got.
+    def record(self, ports, send):
+        """Runs senders against a receiver; returns what `send`, which gets the ports, tells, and what was received.
 
-        `options` makes the sender's arguments of the ports. How many processors others used meanwhile stands in
-        what it tells as "other_load".
+        How many processors others used meanwhile stands in what it tells as "other_load".
         """
         with tempfile.TemporaryDirectory() as scratch:
             headers, payload = Path(scratch, "headers"), Path(scratch, "payload")
@@ -49,31 +51,84 @@ class Programs:
             with started(
                 [self.directory / "wire_receiver", "--ports", ports, *files], stdin=subprocess.PIPE
             ) as receiver:
-                numbers = [int(port) for port in receiver.stdout.readline().split()]
-                with started([self.directory / name, *options(numbers)]) as sender:
-                    told = json.loads(finish(sender, seconds + PATIENCE))
+                told = send([int(port) for port in receiver.stdout.readline().split()])
                 finish(receiver, PATIENCE)
             told["other_load"] = load.measured()
             return told, Capture.load(headers, payload)
 
-    def send(self, ports, settle, measure, *options):
+    def tell(self, name, seconds, *arguments):
+        """Runs a program that tells something as JSON."""
+        with started([self.directory / name, *arguments]) as sender:
+            return json.loads(finish(sender, seconds + PATIENCE))
+
+    def send(self, ports, timing, settle, measure, *options):
         """Puts a workload on air; the capture is what came while it was measured."""
-        timing = ["--settle", settle, "--measure", measure]
+        times = ["--settle", settle, "--measure", measure]
         told, capture = self.record(
-            "wire_sender", ports, settle + measure, lambda numbers: ["--ports", *numbers, *timing, *options]
+            ports,
+            lambda numbers: self.tell(
+                "wire_sender", settle + measure, "--ports", *numbers, "--timing", timing, *times, *options
+            ),
         )
         return told, capture.between(told["begin"], told["end"])
 
-    def floor(self, rate, measure):
+    def floor(self, rate, settle, measure, *options):
+        times = ["--settle", settle, "--measure", measure]
         told, _ = self.record(
-            "wire_floor", 1, measure, lambda numbers: ["--port", *numbers, "--rate", rate, "--measure", measure]
+            1,
+            lambda numbers: self.tell(
+                "wire_floor", settle + measure, "--port", *numbers, "--rate", rate, *times, *options
+            ),
         )
         return told
 
-    def intake(self, samples, *options):
+    def intake(self, samples, timing, *options):
         return self.record(
-            "wire_intake", 1, samples, lambda numbers: ["--port", *numbers, "--samples", samples, *options]
+            1,
+            lambda numbers: self.tell(
+                "wire_intake", samples, "--port", *numbers, "--timing", timing, "--samples", samples, *options
+            ),
         )
+
+    def play(self, timings, files, settle, measure, *options):
+        """Plays table sets with each timing at the same time; the output of each has the number of its timing, and
+        the capture is all that came. What each of the processes used while it was measured is told in "plays"."""
+
+        def send(numbers):
+            with contextlib.ExitStack() as stack:
+                players = [
+                    stack.enter_context(started(self.player(timing, files, number, options)))
+                    for timing, number in zip(timings, numbers)
+                ]
+                time.sleep(settle)
+                before, begin = [cpu_of(player) for player in players], time.time_ns()
+                time.sleep(measure)
+                after, end = [cpu_of(player) for player in players], time.time_ns()
+                plays = [
+                    {"cpu": (late - early) / (end - begin) * 100, "resident": resident_of(player)}
+                    for player, early, late in zip(players, before, after)
+                ]
+                for player in players:
+                    player.send_signal(signal.SIGINT)
+                    finish(player, PATIENCE)
+            return {"plays": plays}
+
+        return self.record(len(timings), send)
+
+    def player(self, timing, files, port, options):
+        to = f"127.0.0.1:{port}"
+        return [self.directory / "servicemux", "play", *files, "--to", to, "--timing", timing, "--quiet", *options]
+
+
+def cpu_of(child):
+    """What all threads of a process used so far, in ns."""
+    tasks = Path(f"/proc/{child.pid}/task").iterdir()
+    return sum(int((task / "schedstat").read_text().split()[0]) for task in tasks)
+
+
+def resident_of(child):
+    status = Path(f"/proc/{child.pid}/status").read_text()
+    return int(re.search(r"^VmRSS:\s*(\d+)", status, re.M)[1]) * 1024
 
 
 class OtherLoad:

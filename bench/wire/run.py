@@ -1,7 +1,8 @@
-"""Measures the library on the wire beside a bare loop that sends at the same rate, and writes down what came out.
+"""Measures the library on the wire, with both of its timings, beside bare loops that send at the same rate, and writes
+down what came out.
 
-Without --quick it takes about twenty minutes and remakes docs/bench and the table in the README; with it, less
-than a minute, and it only shows the figures.
+Without --quick it takes more than an hour and remakes docs/bench and the table in the README; with it, less than a
+minute, and it only shows the figures.
 """
 
 import argparse
@@ -9,11 +10,14 @@ import json
 import platform
 import re
 import subprocess
+import tempfile
 from dataclasses import dataclass
 from pathlib import Path
 
 import numpy
 
+import guide
+import limits
 import periods
 import plots
 import report
@@ -21,10 +25,16 @@ from capture import MILLISECONDS
 from programs import Programs
 
 ROOT = Path(__file__).resolve().parents[2]
+EXAMPLES = ROOT / "examples"
+BROADCAST = ROOT.parent / "shared" / "captures"  # beside few clones
+
+TIMINGS = "classic", "standards"
+# The bare loops: one sleeps to each packet's slot, the other to each datagram's.
+FLOORS = {"floor": (), "datagram_floor": ("--per-datagram",)}
 
 PMT_ID = 0x02
-FLUSH_GAP = 25  # ms, above which the library does not wait for more packets before it sends a datagram
-PACKETS_PER_DATAGRAM = 7
+FLUSH_GAP = 25  # ms, above which Classic does not wait for more packets before it sends a datagram
+GUIDE_CEILING = 45000  # kbit/s
 
 
 @dataclass(frozen=True)
@@ -36,11 +46,45 @@ class Plan:
     ceilings: tuple  # kbit/s
     subtables: tuple
     outputs: tuple
+    guide: tuple  # services, settle and measure
+    played: tuple  # table sets, and for how many seconds
+    intakes: tuple
     samples: int
 
 
-FULL = Plan(2, (35, 185), 3, 10, (1000, 10000, 50000, 100000), (10, 100, 1000, 10000), (1, 10, 50), 500)
-QUICK = Plan(1, (1, 6), 1, 2, (1000, 100000), (10, 1000), (10,), 60)
+INTAKES = (
+    ("idle",),
+    ("full, 1 Mbit/s", "--null-packets", "--bitrate", 1000),
+    ("full, 10 Mbit/s", "--null-packets", "--bitrate", 10000),
+)
+PLAYED = EXAMPLES / "dvb-t.json", EXAMPLES / "atsc.json", BROADCAST / "dvb-network-sections.bin"
+
+FULL = Plan(
+    repeats=2,
+    multiplex=(35, 185),
+    settle=3,
+    measure=10,
+    ceilings=(1000, 10000, 50000, 100000),
+    subtables=(10, 100, 1000, 10000),
+    outputs=(1, 10, 50),
+    guide=(300, 5, 130),
+    played=(PLAYED, 600),
+    intakes=INTAKES,
+    samples=500,
+)
+QUICK = Plan(
+    repeats=1,
+    multiplex=(0.5, 3),
+    settle=0.5,
+    measure=1.2,
+    ceilings=(1000, 100000),
+    subtables=(1000,),
+    outputs=(10,),
+    guide=(300, 0.5, 1),
+    played=((), 0),
+    intakes=INTAKES[:1],
+    samples=30,
+)
 
 
 class Bench:
@@ -54,83 +98,152 @@ class Bench:
             "ceilings": [self.ceiling(kbps) for kbps in self.plan.ceilings],
             "subtables": [self.subtables(count) for count in self.plan.subtables],
             "outputs": [self.outputs(count) for count in self.plan.outputs],
-            "intake": [self.intake(name, *options) for name, *options in INTAKES],
+            "guide": self.guide(),
+            "played": [self.played(path) for path in self.plan.played[0] if path.exists()],
+            "intake": [self.intake(name, *options) for name, *options in self.plan.intakes],
         }
 
     def multiplex(self):
         """The tables of a multiplex of ten services, far below the ceiling."""
+
+        def more(result, told, capture):
+            result["limits"] = limits.by_kind(capture.sections())
+            result["datagram_gap_p99"] = numpy.percentile(capture.datagram_gaps(), 99)
+            result["packets_per_datagram"] = told["statistics"]["packets"] / told["statistics"]["datagrams"]
+
         settle, measure = self.plan.multiplex
-        result, capture, _ = self.measure("multiplex", 1, settle, measure, "--multiplex", repeats=1)
-        gaps = capture.datagram_gaps()
-        result["datagram_gap_p99"] = numpy.percentile(gaps, 99)
-        result["packing_bound"] = (PACKETS_PER_DATAGRAM - 1) * (FLUSH_GAP + report.KILOBITS / 1024 * 1000)
+        result = self.measure("multiplex", 1, settle, measure, "--multiplex", repeats=1, more=more)
+        result["packing_bound"] = (report.PACKETS_PER_DATAGRAM - 1) * (FLUSH_GAP + report.KILOBITS / 1024 * 1000)
         return result
 
     def ceiling(self, kbps):
         """The same, filled up with null packets."""
-        options = "--multiplex", "--null-packets", "--bitrate", kbps
         wanted = kbps / report.KILOBITS
+
+        def more(result, told, capture):
+            result["share"] = result["rate"] / wanted
+            result["busiest_second"] = capture.busiest_second() / wanted
+            result["lost"] = told["lost_in_all"] + told["statistics"]["send_errors"]
+            result["ring_full_slots"] = told["statistics"]["ring_full_slots"]
+
+        options = "--multiplex", "--null-packets", "--bitrate", kbps
         timing = self.plan.settle, self.plan.measure
-        result, _, told = self.measure(f"{kbps} kbit/s", 1, *timing, *options, floor_rate=wanted)
+        result = self.measure(f"{kbps} kbit/s", 1, *timing, *options, floor_rate=wanted, more=more)
         result["ceiling"] = kbps
-        result["share"] = result["rate"] / wanted
-        result["floor_share"] = result["floor"]["rate"] / wanted
-        result["overrun"] = told["statistics"]["packets_overrun"]
-        result["ring_full_slots"] = told["statistics"]["ring_full_slots"]
+        for floor in FLOORS:
+            result[floor]["share"] = result[floor]["rate"] / wanted
         return result
 
     def subtables(self, count):
         """So many EIT present/following, two packets each every two seconds."""
+
+        def more(result, told, _):
+            result["bytes_per_subtable"] = told["heap_of_tables"] / count
+
         options = "--subtables", count, "--bitrate", 50000
-        result, _, told = self.measure(f"{count} subtables", 1, self.plan.settle, 2 * self.plan.measure, *options)
+        result = self.measure(
+            f"{count} subtables", 1, self.plan.settle, 3 * self.plan.measure, *options, more=more
+        )
         result["subtables"] = count
-        result["bytes_per_subtable"] = told["heap_of_tables"] / count
         return result
 
     def outputs(self, count):
         """So many multiplexes in one process."""
+
+        def more(result, told, _):
+            result["bytes_per_output"] = (told["resident"] - told["resident_before"]) / count
+
         timing = self.plan.settle, 2 * self.plan.measure
-        result, _, told = self.measure(f"{count} outputs", count, *timing, "--multiplex")
+        result = self.measure(f"{count} outputs", count, *timing, "--multiplex", more=more)
         result["outputs"] = count
-        result["bytes_per_output"] = (told["resident"] - told["resident_before"]) / count
         return result
 
-    def measure(self, name, ports, settle, measure, *options, repeats=None, floor_rate=None):
-        """The costs and periods of a workload, and the costs of the floor, at the same rate unless it is given; of
-        several runs those while the machine was least busy with others."""
-        runs = [self.programs.send(ports, settle, measure, *options) for _ in range(repeats or self.plan.repeats)]
-        told, capture = min(runs, key=lambda run: run[0]["other_load"])
-        rate = capture.rate()
-        floors = [self.programs.floor(floor_rate or rate, self.plan.measure) for _ in range(self.plan.repeats)]
-        floor = min(floors, key=lambda run: run["other_load"])
-        result = {
-            "rate": rate,
-            "library": costs(told),
-            "floor": costs(floor),
-            "kinds": periods.by_kind(capture.starts(), told["periods"]),
+    def measure(self, name, ports, settle, measure, *options, repeats=None, floor_rate=None, more=lambda *_: None):
+        """The costs and periods of a workload with each timing, and the costs of the floors, at the rate of the first
+        timing unless it is given; of several runs those while the machine was least busy with others. `more` adds to
+        the figures of a timing."""
+        result = {}
+        for timing in TIMINGS:
+            runs = [
+                self.programs.send(ports, timing, settle, measure, *options)
+                for _ in range(repeats or self.plan.repeats)
+            ]
+            told, capture = min(runs, key=lambda run: run[0]["other_load"])
+            result[timing] = {
+                "rate": capture.rate(),
+                "library": costs(told),
+                "kinds": periods.by_kind(capture.sections()),
+            }
+            more(result[timing], told, capture)
+        rate = floor_rate or result[TIMINGS[0]]["rate"]
+        for floor, how in FLOORS.items():
+            result[floor] = self.floor(rate, how)
+        for timing in TIMINGS:
+            print(report.progress(f"{name}, {timing}", result, timing), flush=True)
+        return result
+
+    def floor(self, rate, how):
+        times = self.plan.settle, self.plan.measure
+        runs = [self.programs.floor(rate, *times, *how) for _ in range(self.plan.repeats)]
+        return costs(min(runs, key=lambda run: run["other_load"]))
+
+    def guide(self):
+        """Present/following and seven days of so many services of another stream, beside the tables of a multiplex:
+        from the sender, and as a table set that is played."""
+        services, settle, measure = self.plan.guide
+        result = {"services": services, "sender": {}, "played": {}}
+        for timing in TIMINGS:
+            options = "--multiplex", "--guide", services, "--bitrate", GUIDE_CEILING
+            told, _ = self.programs.send(1, timing, settle, measure, *options)
+            result["sender"][timing] = {
+                "cpu": costs(told)["cpu"],
+                "resident": told["resident"],
+                "section_bytes": told["section_bytes"],
+            }
+            if self.plan.played[0]:
+                result["played"][timing] = self.played_guide(timing)
+            cpus = [one[timing]["cpu"] for _, one in report.guides({"guide": result})]
+            print(f"guide, {timing}: {' and '.join(f'{cpu:.1f} %' for cpu in cpus)}", flush=True)
+        return result
+
+    def played_guide(self, timing):
+        services, settle, measure = self.plan.guide
+        with tempfile.TemporaryDirectory() as scratch:
+            path = Path(scratch, "guide.json")
+            path.write_text(json.dumps(guide.table_set(services)))
+            files = EXAMPLES / "dvb-t.json", path
+            told, capture = self.programs.play((timing,), files, settle, measure, "--bitrate", GUIDE_CEILING)
+        sections = capture.sections()
+        return {
+            **told["plays"][0],
+            "section_bytes": limits.distinct_bytes(sections),
+            "limits": limits.by_kind(sections),
         }
-        result["ratio"] = result["library"]["cpu_per_packet"] / result["floor"]["cpu_per_packet"]
-        print(report.progress(name, result), flush=True)
-        return result, capture, told
+
+    def played(self, path):
+        """The limits of a table set that is played with both timings at the same time, from the first packet on."""
+        told, capture = self.programs.play(TIMINGS, [path], 0, self.plan.played[1])
+        sections = capture.sections()
+        result = {"name": path.name}
+        for number, timing in enumerate(TIMINGS):
+            own = sections[sections["output"] == number]
+            result[timing] = {**told["plays"][number], "limits": limits.by_kind(own)}
+        print(f"played {path.name}, others used {told['other_load']:.2f} processors", flush=True)
+        return result
 
     def intake(self, name, *options):
         """From the call of newPMT to the first packet of the program on the wire."""
-        told, capture = self.programs.intake(self.plan.samples, *options)
-        first = {
-            program: times[0] for (_, _, table, program), times in capture.starts().items() if table == PMT_ID
-        }
-        delays = [(first[program] - called) * MILLISECONDS for program, called in enumerate(told["calls"], 1)]
-        p50, p99 = numpy.percentile(delays, [50, 99])
-        print(f"intake, {name}: {p50:.3f} ms, p99 {p99:.3f} ms", flush=True)
-        figures = {"samples": len(delays), "p50": p50, "p99": p99, "max": max(delays)}
-        return {"name": name, **figures, "other_load": told["other_load"]}
-
-
-INTAKES = (
-    ("idle",),
-    ("full, 1 Mbit/s", "--null-packets", "--bitrate", 1000),
-    ("full, 10 Mbit/s", "--null-packets", "--bitrate", 10000),
-)
+        result = {"name": name}
+        for timing in TIMINGS:
+            told, capture = self.programs.intake(self.plan.samples, timing, *options)
+            pmts = capture.sections()
+            pmts = pmts[pmts["table_id"] == PMT_ID]
+            programs, first = numpy.unique(pmts["extension"], return_index=True)  # of each program on its one PID
+            delays = (pmts["begin"][first] - numpy.array(told["calls"])[programs - 1]) * MILLISECONDS
+            p50, p99 = numpy.percentile(delays, [50, 99])
+            print(f"intake, {name}, {timing}: {p50:.3f} ms, p99 {p99:.3f} ms", flush=True)
+            result[timing] = {"samples": len(delays), "p50": p50, "p99": p99, "max": delays.max()}
+        return result
 
 
 def costs(told):
@@ -169,7 +282,7 @@ def main():
     parser.add_argument("--out", type=Path, default=ROOT / "docs/bench", help="where the results go")
     arguments = parser.parse_args()
     results = Bench(Programs(arguments.programs), QUICK if arguments.quick else FULL).run()
-    print("\n" + report.text(results))
+    print("\n" + report.text(results, []))
     if arguments.quick:
         return
     arguments.out.mkdir(parents=True, exist_ok=True)
@@ -178,7 +291,7 @@ def main():
 
 
 def write_documents(results, out):
-    (out / "report.md").write_text(report.text(results))
+    (out / "report.md").write_text(report.text(results, plots.names(results)))
     plots.write(results, out)
     report.replace_summary(ROOT / "README.md", results)
 

@@ -1,6 +1,6 @@
 /// Puts a workload on air, lets it run and tells what that took, as JSON.
 ///
-///   wire_sender --ports 5004 --multiplex --null-packets --bitrate 10000 --settle 2 --measure 20
+///   wire_sender --ports 5004 --timing standards --multiplex --null-packets --bitrate 10000 --settle 2 --measure 20
 ///
 /// makes an output to 127.0.0.1 for each port, all with the same tables. What is reported was used in the time of
 /// measuring alone, by all outputs together.
@@ -13,6 +13,7 @@
 
 #include "bench/tables.h"
 #include "bench/wire/process.h"
+#include "bench/wire/timing.h"
 #include "interface/host.h"
 #include "interface/host_default/log.h"
 #include "servicemux/front/serviceMux.h"
@@ -27,6 +28,8 @@ struct Options {
   bool multiplex = false;
   bool nullPackets = false;
   int subtables = 0;
+  int guide = 0;
+  vantor::TimingProfile timing = vantor::TimingProfile::Classic;
   double settle = 1;
   double measure = 10;
 };
@@ -57,6 +60,15 @@ void putSubtablesOnAir(vantor::serviceMux& mux, int subtables) {
     mux.newEITpf({{0, {{0, workload::makePresentFollowing(service, 100)}}}});
 }
 
+/// The guides of so many services of another stream, one after the other for the same reason.
+void putGuideOnAir(vantor::serviceMux& mux, int services) {
+  using namespace workload;
+  for (int service = 1; service <= services; ++service) {
+    mux.newEITsch({{0, {{0, makeGuideTable(service, 0)}, {1, makeGuideTable(service, 1)}}}});
+    mux.newEITpf({{0, {{0, makeGuidePresentFollowing(service)}}}});
+  }
+}
+
 Outputs makeOutputs(const Options& options) {
   Outputs outputs;
   for (const int port : options.ports) {
@@ -65,6 +77,7 @@ Outputs makeOutputs(const Options& options) {
     address.port = port;
     outputs.push_back(std::make_unique<vantor::serviceMux>("bench", address, ""));
     outputs.back()->setBitrate(options.bitrate);
+    outputs.back()->setTimingProfile(options.timing);
   }
   return outputs;
 }
@@ -74,6 +87,7 @@ void putOnAir(const Options& options, const Outputs& outputs) {
     if (options.multiplex) putMultiplexOnAir(*mux);
     if (options.nullPackets) mux->newNULLPkts(0);
     putSubtablesOnAir(*mux, options.subtables);
+    putGuideOnAir(*mux, options.guide);
   }
 }
 
@@ -100,11 +114,12 @@ nlohmann::json toJson(const vantor::MuxerStatistics& before, const vantor::Muxer
           {"packets_overrun", after.packetsOverrun - before.packetsOverrun}};
 }
 
-/// What every table of the first output is to be repeated at, in ms.
-nlohmann::json periodsOf(const vantor::serviceMux& mux) {
-  nlohmann::json periods;
-  for (const auto& table : mux.tablesOnAir()) periods[table.name] = table.period;
-  return periods;
+/// The bytes of all sections that are on air of all outputs.
+std::int64_t sectionBytes(const Outputs& outputs) {
+  std::int64_t bytes = 0;
+  for (const auto& mux : outputs)
+    for (const auto& table : mux->tablesOnAir()) bytes += table.bytes;
+  return bytes;
 }
 
 nlohmann::json run(const Options& options) {
@@ -120,7 +135,7 @@ nlohmann::json run(const Options& options) {
   const vantor::MuxerStatistics after = sumOf(outputs);
   result["statistics"] = toJson(before, after);
   result["lost_in_all"] = after.packetsOverrun;
-  result["periods"] = periodsOf(*outputs.front());
+  result["section_bytes"] = sectionBytes(outputs);
   result["heap_of_tables"] = heapTables;
   result["resident_before"] = residentBefore;
   result["resident_empty"] = residentEmpty;
@@ -139,6 +154,9 @@ int main(int argc, char** argv) {
   app.add_flag("--multiplex", options.multiplex, "the tables of a multiplex of ten services");
   app.add_flag("--null-packets", options.nullPackets, "fill up to the ceiling");
   app.add_option("--subtables", options.subtables, "so many EIT present/following more");
+  app.add_option("--guide", options.guide,
+                 "present/following and seven days of so many services of another stream");
+  addTiming(app, options.timing);
   app.add_option("--settle", options.settle, "seconds before measuring");
   app.add_option("--measure", options.measure, "seconds of measuring");
   CLI11_PARSE(app, argc, argv);

@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <poll.h>
 
 #include <array>
@@ -136,10 +137,17 @@ void setLogLevel(int verbose) {
     setLogThreshold(HOST_LOG_ERROR);  // warnings tell of the steps of a lifecycle too
 }
 
+/// Of all that was needed to read the tables the allocator would keep most for later, which never comes.
+void giveBackMemory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+}
+
 int play(const PlayOptions& options) {
   const Signals signals;
   setLogLevel(options.verbose);
-  const tables::TableSet set = readFiles(options.files);
+  tables::TableSet set = readFiles(options.files);
   if (tables::isEmpty(set) && options.nullPeriod == 0) throw tables::InputError("there is no table to send");
   for (const auto& warning : tables::warningsOf(set, options.timing)) warn(warning);
   const InsertionPeriods periods = periodsOf(set, options);
@@ -149,7 +157,8 @@ int play(const PlayOptions& options) {
   mux.setDatagramWait(options.datagramWait);
   mux.setBitrate(options.bitrate);
   mux.setInsertionPeriods(periods);
-  tables::OnAir onAir(set, mux, UtcClock::now());
+  tables::OnAir onAir(std::move(set), mux, UtcClock::now());
+  giveBackMemory();
   if (options.nullPeriod > 0) mux.newNULLPkts(options.nullPeriod);
   Show(options, signals, mux, onAir).run();
   return kExitOk;

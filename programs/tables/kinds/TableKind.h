@@ -81,6 +81,8 @@ class TableKind {
   virtual std::vector<std::string> warnings(const TableSet& set) const = 0;
   /// Hands the table, as it is at this time, to the library. Returns false when it refuses. The set has the table.
   virtual bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const = 0;
+  /// Whether the time alone can make a table another one.
+  virtual bool changesWithTime() const { return false; }
   /// Whether the table that was put on air then is another one now. The set has the table.
   virtual bool isOutdated(const TableSet& /*set*/, UtcTime /*then*/, UtcTime /*now*/) const { return false; }
 

@@ -82,6 +82,7 @@ class SttKind : public TableKind {
     mux.newSTT(recordAt(*set.stt, now));
     return true;
   }
+  bool changesWithTime() const override { return true; }
   bool isOutdated(const TableSet& set, UtcTime then, UtcTime now) const override {
     return !(recordAt(*set.stt, then) == recordAt(*set.stt, now));
   }

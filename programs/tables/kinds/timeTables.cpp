@@ -170,6 +170,7 @@ class TimeKind : public TableKind {
     mux.setLocalTimeOffsetTable(std::move(offsets));
     return true;  // there is room for them: they were counted when they were read
   }
+  bool changesWithTime() const override { return true; }
   bool isOutdated(const TableSet& set, UtcTime then, UtcTime now) const override {
     const auto& entries = set.time->localTimes;
     return std::any_of(entries.begin(), entries.end(),

@@ -5,18 +5,20 @@
 
 namespace vantor::tables {
 
-OnAir::OnAir(const TableSet& set, serviceMux& mux, UtcTime now) : set(set), mux(mux) {
+OnAir::OnAir(TableSet set, serviceMux& mux, UtcTime now) : mux(mux) {
   for (const TableKind* kind : allTableKinds()) {
     if (!kind->isIn(set)) continue;
     if (!kind->putOnAir(set, now, mux)) throw InputError(kind->path() + ": the table cannot be sent");
-    sent[kind] = now;
+    TableSet done;  // the library has it as packets, which take a fraction of the records' memory
+    kind->move(set, kind->changesWithTime() ? changing : done);
+    if (kind->changesWithTime()) sent[kind] = now;
   }
 }
 
 void OnAir::refresh(UtcTime now) {
   for (auto& [kind, then] : sent)
-    if (kind->isOutdated(set, then, now)) {
-      kind->putOnAir(set, now, mux);
+    if (kind->isOutdated(changing, then, now)) {
+      kind->putOnAir(changing, now, mux);
       then = now;
     }
 }

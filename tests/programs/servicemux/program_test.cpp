@@ -10,10 +10,12 @@
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "programs/tables/sets/tableSetJson.h"
 #include "tests/programs/Receiver.h"
 #include "tests/programs/streams.h"
+#include "tests/sanitized.h"
 
 /// The program as its users have it: a child process, its exit status and what it writes.
 
@@ -88,6 +90,15 @@ class Program : public ::testing::Test {
     EXPECT_EQ(result.status, status);
     EXPECT_EQ(result.output, "");
     return result.errors;
+  }
+
+  static std::size_t residentBytes(pid_t child) {
+    std::ifstream status("/proc/" + std::to_string(child) + "/status");
+    for (std::string word; status >> word;) {
+      std::size_t kilobytes = 0;
+      if (word == "VmRSS:" && status >> kilobytes) return kilobytes * 1024;
+    }
+    return 0;
   }
 
   fs::path directory;
@@ -251,6 +262,36 @@ TEST_F(Program, PutsAMultiplexOfHundredsOfTablesOnAir) {
   std::set<unsigned> expected{0x00, 0x11, 0x12};
   for (unsigned i = 1; i <= 100; ++i) expected.insert(0x100 + i);
   EXPECT_EQ(pids, expected);
+}
+
+TEST_F(Program, KeepsOfALongGuideLittleMoreThanItsPackets) {
+  if (SANITIZED) GTEST_SKIP() << "a sanitizer keeps what is freed";
+  tables::TableSet set;
+  thrift::dvb_tables::EIT eit;
+  eit.__set_sectioning(thrift::dvb_tables::EITSectioning::STANDARD);
+  eit.table_id = 0x50;
+  constexpr int kServices = 600;
+  constexpr int kEvents = 96;  // one each hour of four days
+  for (int number = 0; number < kEvents; ++number) {
+    const std::int64_t day = 0xE489 + number / 24;
+    const std::int64_t hour = number % 24;
+    eit.events.push_back(makeEvent({number, day << 24 | hour / 10 << 20 | hour % 10 << 16}));
+  }
+  for (eit.service_id = 1; eit.service_id <= kServices; ++eit.service_id) set.eitSchedule.push_back(eit);
+  const std::string json = file("guide.json", tables::writeTableSet(set));
+  const Receiver receiver;
+  const pid_t child = start({"play", json, "--to", receiver.target(), "--bitrate", "20000"});
+  EXPECT_NE(receiver.receive(60000), "");
+  constexpr std::size_t kSections = std::size_t{kServices} * kEvents * 24;  // bytes
+  constexpr std::size_t kLimit = 2 * kSections + 15000000;
+  std::size_t resident = residentBytes(child);
+  for (int tries = 0; resident > kLimit && tries < 200; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // all have yet to go on air
+    resident = residentBytes(child);
+  }
+  EXPECT_LE(resident, kLimit);
+  kill(child, SIGINT);
+  EXPECT_EQ(finish(child).status, 0);
 }
 
 TEST_F(Program, PutsTheTablesOnAirForTheDuration) {

@@ -4,11 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 
-#if defined(__has_feature)
-#define SANITIZED_BY(name) __has_feature(name)
-#else
-#define SANITIZED_BY(name) 0
-#endif
+#include "tests/sanitized.h"
 
 namespace {
 
@@ -24,8 +20,7 @@ std::uint64_t countAllocations() { return allocations.load(); }
 
 std::uint64_t countReleases() { return releases.load(); }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SANITIZED_BY(address_sanitizer) || \
-    SANITIZED_BY(thread_sanitizer)
+#if SANITIZED
 
 // A sanitizer has an allocator of its own, which calls back. Not every compiler installs the header for it.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, std::size_t),

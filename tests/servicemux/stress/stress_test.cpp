@@ -11,23 +11,10 @@
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "tests/interface/RecordedLog.h"
+#include "tests/sanitized.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/front/outputs.h"
 #include "tests/servicemux/packets.h"
-
-#if defined(__has_feature)
-#define SANITIZED_BY(name) __has_feature(name)
-#else
-#define SANITIZED_BY(name) 0
-#endif
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SANITIZED_BY(address_sanitizer) || \
-    SANITIZED_BY(thread_sanitizer)
-constexpr bool kOwnAllocator =
-    true;  // a sanitizer's, which mallinfo2 does not know and which looks for leaks itself
-#else
-constexpr bool kOwnAllocator = false;
-#endif
 
 namespace {
 
@@ -234,7 +221,7 @@ TEST(Stress, MultiplexesComeAndGoWithoutALeak) {
   for (int i = 0; i < kCycles; ++i) live(i);
   EXPECT_EQ(countEntries("/proc/self/fd"), descriptors);
   while (countEntries("/proc/self/task") > threads) std::this_thread::yield();  // joined ones go a little later
-  if (!kOwnAllocator) {
+  if (!SANITIZED) {  // a sanitizer's allocator is unknown to mallinfo2, and looks for leaks itself
     EXPECT_LT(mallinfo2().uordblks, bytes + kCycles * kBytesPerCycle);
   }
 }
