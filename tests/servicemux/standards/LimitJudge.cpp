@@ -28,7 +28,7 @@ constexpr std::int64_t kSpread = 2 * 1504000;  // ns over three of them
 constexpr double kSpreadBelow = 1e9 / 1504000;  // a second
 
 constexpr std::int64_t kSlotTimesKbps = 1504000000;  // ns of a packet at 1 kbit/s
-constexpr std::size_t kDatagramPackets = 7;
+constexpr std::int64_t kDatagramPackets = 7;
 
 constexpr double kShortestMean = 0.9;
 constexpr double kStretchAccuracy = 0.02;
@@ -117,7 +117,7 @@ void LimitJudge::put(std::int64_t now, const Table& table) {
   entry.sections.resize(table.sections);
   ask(entry, 1);
   if (isNew || isReplaced) change(now, entry);
-  startAnew(now, entry, known, isTime(table.key.table_id) ? kSecond : kLongestChange + graceOfChanges());
+  startAnew(now, entry, known, isTime(table.key.table_id) ? kSecond : kLongestChange + grace(packetsOfChanges()));
   reschedule(now, entry, known);
 }
 
@@ -193,22 +193,26 @@ void LimitJudge::change(std::int64_t now, OnAir& table) {
                 changes.end());
   if (!watching || isTime(table.table.key.table_id)) return;
   changes.push_back({&table, now, 0, pids[table.table.key.pid].assembly.isUnderWay()});
-  for (Change& pending : changes) pending.grace = graceOfChanges();
+  for (Change& pending : changes) pending.packets = packetsOfChanges();
 }
 
 /// A datagram is on its way when something is put on air, and all that is put on air at once has to leave below the
 /// ceiling.
-std::int64_t LimitJudge::graceOfChanges() const {
-  std::int64_t packets = kDatagramPackets;
-  for (const Change& pending : changes) packets += pending.table->table.packets;
+std::int64_t LimitJudge::packetsOfChanges() const {
+  return std::accumulate(changes.begin(), changes.end(), kDatagramPackets,
+                         [](std::int64_t sum, const Change& c) { return sum + c.table->table.packets; });
+}
+
+std::int64_t LimitJudge::grace(std::int64_t packets) const {
   return allowances.change + allowances.changeSlots * packets * slot();
 }
 
 // --- Deadlines --------------------------------------------------------------------------------------------------
 
 std::int64_t LimitJudge::period(const Table& table) const {
-  return isTime(table.key.table_id) ? table.period
-                                    : static_cast<std::int64_t>(stretch * static_cast<double>(table.period));
+  const auto stretched = static_cast<std::int64_t>(stretch * static_cast<double>(table.period));
+  if (!isTime(table.key.table_id)) return stretched;
+  return (stretched + kSecond - 1) / kSecond * kSecond;  // they go by the second
 }
 
 std::int64_t LimitJudge::lateness(const Table& table) const {
@@ -275,7 +279,7 @@ void LimitJudge::judgeDeadlines(std::int64_t now) {
 }
 
 void LimitJudge::judgeChanges(std::int64_t now) {
-  const auto isLate = [&](const Change& c) { return !c.waits && now > c.since + kLongestChange + c.grace; };
+  const auto isLate = [&](const Change& c) { return !c.waits && now > c.since + kLongestChange + grace(c.packets); };
   const auto late = std::stable_partition(changes.begin(), changes.end(), [&](const Change& c) { return !isLate(c); });
   for (auto change = late; change != changes.end(); ++change)
     fault(Rule::kChange, now,
@@ -412,14 +416,14 @@ void LimitJudge::end(std::int64_t now, std::uint16_t pid, const SectionHead& hea
 /// Ends the counting of a table's intervals, and begins it anew.
 void LimitJudge::judgeIntervals(std::int64_t now, OnAir& table) {
   const auto wanted = static_cast<double>(period(table.table));
+  const bool isExact = stretch > 1 && !isTime(table.table.key.table_id);
   for (std::size_t i = 0; i < table.sections.size(); ++i) {
     Section& section = table.sections[i];
     const double part = static_cast<double>(section.sum) / (static_cast<double>(section.intervals) * wanted);
     const std::string what =
         text("%s comes every %.4f of its %.3f ms", nameOf(table.table.key, i).c_str(), part, wanted / kMillisecond);
     if (section.intervals >= kIntervalsForMean && part < kShortestMean) fault(Rule::kInterval, now, what);
-    if (section.intervals >= kIntervalsForStretch && stretch > 1 && std::abs(part - 1) > kStretchAccuracy &&
-        !isTime(table.table.key.table_id))
+    if (section.intervals >= kIntervalsForStretch && isExact && std::abs(part - 1) > kStretchAccuracy)
       fault(Rule::kStretch, now, what);
     section.intervals = section.sum = section.longest = 0;
     section.counting = false;

@@ -148,7 +148,7 @@ class LimitJudge {
   struct Change {
     OnAir* table;
     std::int64_t since;  // the PID is free since
-    std::int64_t grace;  // beyond 25 ms
+    std::int64_t packets;  // that are put on air with it, or on their way
     bool waits;          // for a section under way
   };
 
@@ -192,7 +192,8 @@ class LimitJudge {
   [[nodiscard]] std::int64_t period(const Table& table) const;
   [[nodiscard]] std::int64_t lateness(const Table& table) const;
   [[nodiscard]] std::int64_t slot() const;
-  [[nodiscard]] std::int64_t graceOfChanges() const;
+  [[nodiscard]] std::int64_t grace(std::int64_t packets) const;
+  [[nodiscard]] std::int64_t packetsOfChanges() const;
   void fault(Rule rule, std::int64_t now, const std::string& what);
 
   const Allowances allowances;
