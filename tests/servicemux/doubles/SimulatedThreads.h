@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-/// While it lives, time is simulated for the thread that made it and for all threads that are made from then on, and
-/// only one of them runs at a time: whoever waits on a condition variable hands over to a thread that has been
+/// While it lives, time is simulated for the thread that made it and for all threads that are made from then on,
+/// and only one of them runs at a time: whoever waits on a condition variable hands over to a thread that has been
 /// woken, or, when there is none, the clock jumps to the first deadline there is. So a whole multiplex with its
 /// threads runs as fast as the processor allows and always in the same way. One at a time; all threads that were
 /// made must have been joined at its end. Times are ns since its making.

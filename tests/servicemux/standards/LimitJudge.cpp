@@ -24,7 +24,7 @@ constexpr std::int64_t kLongestChange = 25 * kMillisecond;
 constexpr std::int64_t kUtcWindow = 100 * kMillisecond;
 
 // 1 Mbit/s in packets of 188 bytes.
-constexpr std::int64_t kSpread = 2 * 1504000;  // ns over three of them
+constexpr std::int64_t kSpread = 2 * 1504000;   // ns over three of them
 constexpr double kSpreadBelow = 1e9 / 1504000;  // a second
 
 constexpr std::int64_t kSlotTimesKbps = 1504000000;  // ns of a packet at 1 kbit/s
@@ -69,8 +69,8 @@ std::string text(const char* format, ...) {
 double inMs(std::int64_t ns) { return static_cast<double>(ns) / kMillisecond; }
 
 std::string nameOf(const LimitJudge::Key& key) {
-  const std::string table = vantor::psi::tableName(
-      {key.table_id, key.extension, key.transport_stream_id, key.original_network_id});
+  const std::string table =
+      vantor::psi::tableName({key.table_id, key.extension, key.transport_stream_id, key.original_network_id});
   return text("PID 0x%04x %s", key.pid, table.c_str());
 }
 
@@ -81,7 +81,7 @@ std::string nameOf(const LimitJudge::Key& key, std::size_t section) {
 }  // namespace
 
 const char* LimitJudge::name(Rule rule) {
-  constexpr std::array<const char*, kRules> kNames{"arrival", "gap",    "counter", "section", "spread", "ceiling",
+  constexpr std::array<const char*, kRules> kNames{"arrival", "gap",    "counter", "section",  "spread", "ceiling",
                                                    "change",  "on air", "utc",     "interval", "stretch"};
   return kNames.at(static_cast<std::size_t>(rule));
 }
@@ -242,7 +242,8 @@ void LimitJudge::startAnew(std::int64_t now, OnAir& table, std::size_t fromSecti
   }
 }
 
-/// Its sections up to one, to the period that is now in force: a longer one holds at once, a shorter one from now on.
+/// Its sections up to one, to the period that is now in force: a longer one holds at once, a shorter one from now
+/// on.
 void LimitJudge::reschedule(std::int64_t now, OnAir& table, std::size_t toSection) {
   const std::int64_t longest = period(table.table) + lateness(table.table);
   for (std::size_t i = 0; i < toSection; ++i) {
@@ -279,8 +280,11 @@ void LimitJudge::judgeDeadlines(std::int64_t now) {
 }
 
 void LimitJudge::judgeChanges(std::int64_t now) {
-  const auto isLate = [&](const Change& c) { return !c.waits && now > c.since + kLongestChange + grace(c.packets); };
-  const auto late = std::stable_partition(changes.begin(), changes.end(), [&](const Change& c) { return !isLate(c); });
+  const auto isLate = [&](const Change& c) {
+    return !c.waits && now > c.since + kLongestChange + grace(c.packets);
+  };
+  const auto late =
+      std::stable_partition(changes.begin(), changes.end(), [&](const Change& c) { return !isLate(c); });
   for (auto change = late; change != changes.end(); ++change)
     fault(Rule::kChange, now,
           text("%s version %d has not begun %.3f ms after it could", nameOf(change->table->table.key).c_str(),
@@ -295,8 +299,9 @@ void LimitJudge::take(std::int64_t now, std::int64_t utc, const void* datagram, 
   if (watching) {
     const std::int64_t tooMany = ceiling.add(now, size) - static_cast<std::int64_t>(8 * allowances.ceilingBytes);
     if (tooMany > 0)
-      fault(Rule::kCeiling, now,
-            text("%lld bits too many in a second of %u kbit/s", static_cast<long long>(tooMany), ceiling.ceiling()));
+      fault(
+          Rule::kCeiling, now,
+          text("%lld bits too many in a second of %u kbit/s", static_cast<long long>(tooMany), ceiling.ceiling()));
   }
   const auto* packet = static_cast<const unsigned char*>(datagram);
   std::int64_t slotTime = now;
@@ -306,7 +311,8 @@ void LimitJudge::take(std::int64_t now, std::int64_t utc, const void* datagram, 
   }
 }
 
-void LimitJudge::takePacket(std::int64_t now, std::int64_t slotTime, std::int64_t utc, const unsigned char* packet) {
+void LimitJudge::takePacket(std::int64_t now, std::int64_t slotTime, std::int64_t utc,
+                            const unsigned char* packet) {
   ++packetCount;
   const auto pid = static_cast<std::uint16_t>((packet[1] & 0x1F) << 8 | packet[2]);
   if (pid == vantor::kNullPid) return;
@@ -442,9 +448,11 @@ std::string LimitJudge::report() const {
   std::string lines = text("%llu packets\n", static_cast<unsigned long long>(packetCount));
   for (std::size_t rule = 0; rule < kRules; ++rule)
     if (counts[rule] != 0)
-      lines += text("%s: %llu times\n", name(static_cast<Rule>(rule)), static_cast<unsigned long long>(counts[rule]));
+      lines +=
+          text("%s: %llu times\n", name(static_cast<Rule>(rule)), static_cast<unsigned long long>(counts[rule]));
   for (const Fault& fault : found)
-    lines += text("  at %.6f s, %s: ", static_cast<double>(fault.time) / kSecond, name(fault.rule)) + fault.what + '\n';
+    lines +=
+        text("  at %.6f s, %s: ", static_cast<double>(fault.time) / kSecond, name(fault.rule)) + fault.what + '\n';
   return lines;
 }
 

@@ -147,9 +147,9 @@ class LimitJudge {
   /// A table that was put on air and has not begun.
   struct Change {
     OnAir* table;
-    std::int64_t since;  // the PID is free since
+    std::int64_t since;    // the PID is free since
     std::int64_t packets;  // that are put on air with it, or on their way
-    bool waits;          // for a section under way
+    bool waits;            // for a section under way
   };
 
   struct Pid {

@@ -28,8 +28,10 @@ std::string withCrc(std::string section) { return section + bigEndian(crc32(sect
 
 /// A section with the long header, of so many bytes.
 std::string makeSection(const LimitJudge::Key& key, int version = 0, int number = 0, std::size_t size = 40) {
-  std::string section = bigEndian(key.table_id, 1) + bigEndian(0xB000 | (size - 3), 2) + bigEndian(key.extension, 2);
-  section += bigEndian(0xC1 | static_cast<unsigned int>(version) << 1, 1) + bigEndian(number, 1) + bigEndian(number, 1);
+  std::string section =
+      bigEndian(key.table_id, 1) + bigEndian(0xB000 | (size - 3), 2) + bigEndian(key.extension, 2);
+  section +=
+      bigEndian(0xC1 | static_cast<unsigned int>(version) << 1, 1) + bigEndian(number, 1) + bigEndian(number, 1);
   section += bigEndian(key.transport_stream_id, 2) + bigEndian(key.original_network_id, 2);
   section.resize(size - 4, '\x11');
   return withCrc(section);
@@ -68,15 +70,16 @@ class Judge : public testing::Test {
     send(time, key.pid, makeSection(key, version, number));
   }
 
-  void put(std::int64_t time, const LimitJudge::Key& key, std::int64_t period, int version = 0, unsigned int sections = 1,
-           unsigned int packets = 1) {
+  void put(std::int64_t time, const LimitJudge::Key& key, std::int64_t period, int version = 0,
+           unsigned int sections = 1, unsigned int packets = 1) {
     judge.put(time, {key, version, sections, packets, period});
   }
 
   /// What the judge has named, one word a fault.
   std::string named() const {
     std::string words;
-    for (const auto& fault : judge.faults()) words += (words.empty() ? "" : " ") + std::string(LimitJudge::name(fault.rule));
+    for (const auto& fault : judge.faults())
+      words += (words.empty() ? "" : " ") + std::string(LimitJudge::name(fault.rule));
     return words;
   }
 
@@ -88,9 +91,11 @@ class Judge : public testing::Test {
 std::string timeSection(std::uint8_t table_id, std::int64_t second) {
   const std::int64_t day = second / 86400 + 40587;
   const auto bcd = [](std::int64_t value) { return static_cast<std::uint64_t>(value / 10 << 4 | value % 10); };
-  std::string section = bigEndian(table_id, 1) + bigEndian(0x7005, 2) + bigEndian(static_cast<std::uint64_t>(day), 2);
+  std::string section =
+      bigEndian(table_id, 1) + bigEndian(0x7005, 2) + bigEndian(static_cast<std::uint64_t>(day), 2);
   second %= 86400;
-  return section + bigEndian(bcd(second / 3600), 1) + bigEndian(bcd(second / 60 % 60), 1) + bigEndian(bcd(second % 60), 1);
+  return section + bigEndian(bcd(second / 3600), 1) + bigEndian(bcd(second / 60 % 60), 1) +
+         bigEndian(bcd(second % 60), 1);
 }
 
 }  // namespace

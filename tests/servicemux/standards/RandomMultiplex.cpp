@@ -76,14 +76,14 @@ void RandomMultiplex::start() {
 void RandomMultiplex::change() {
   using Operation = void (RandomMultiplex::*)();
   constexpr std::array<Operation, 24> kOperations{
-      &RandomMultiplex::setPat,        &RandomMultiplex::setCat,          &RandomMultiplex::setNit,
-      &RandomMultiplex::setPmt,        &RandomMultiplex::setPmt,          &RandomMultiplex::setSdtActual,
-      &RandomMultiplex::setSdtOther,   &RandomMultiplex::setEitPf,        &RandomMultiplex::setEitPf,
-      &RandomMultiplex::setEitPf,      &RandomMultiplex::setEitSchedule,  &RandomMultiplex::setTime,
-      &RandomMultiplex::setMgt,        &RandomMultiplex::setVct,          &RandomMultiplex::setStt,
+      &RandomMultiplex::setPat,         &RandomMultiplex::setCat,          &RandomMultiplex::setNit,
+      &RandomMultiplex::setPmt,         &RandomMultiplex::setPmt,          &RandomMultiplex::setSdtActual,
+      &RandomMultiplex::setSdtOther,    &RandomMultiplex::setEitPf,        &RandomMultiplex::setEitPf,
+      &RandomMultiplex::setEitPf,       &RandomMultiplex::setEitSchedule,  &RandomMultiplex::setTime,
+      &RandomMultiplex::setMgt,         &RandomMultiplex::setVct,          &RandomMultiplex::setStt,
       &RandomMultiplex::setNullPackets, &RandomMultiplex::configureAccess, &RandomMultiplex::setEcm,
-      &RandomMultiplex::setEcm,        &RandomMultiplex::setEcm,          &RandomMultiplex::setEmm,
-      &RandomMultiplex::clearOne,      &RandomMultiplex::clearOne,        &RandomMultiplex::clearAll};
+      &RandomMultiplex::setEcm,         &RandomMultiplex::setEcm,          &RandomMultiplex::setEmm,
+      &RandomMultiplex::clearOne,       &RandomMultiplex::clearOne,        &RandomMultiplex::clearAll};
   (this->*kOperations[below(kOperations.size())])();
   keepLoad();
 }
@@ -244,9 +244,8 @@ void RandomMultiplex::setEmm() {
 
 void RandomMultiplex::clearOne() {
   const auto has = [](std::uint8_t first, std::uint8_t last, unsigned int extension) {
-    return [=](const Key& key) {
-      return key.table_id >= first && key.table_id <= last && key.extension == extension;
-    };
+    return
+        [=](const Key& key) { return key.table_id >= first && key.table_id <= last && key.extension == extension; };
   };
   const unsigned int service = 1 + below(kPrograms);
   switch (below(10)) {

@@ -7,7 +7,7 @@
 /// What a section says of itself at its front.
 struct SectionHead {
   std::uint8_t table_id = 0;
-  std::uint16_t extension = 0;            // 0 in a CAT, where it is reserved, and in a section without a long header
+  std::uint16_t extension = 0;  // 0 in a CAT, where it is reserved, and in a section without a long header
   std::uint16_t transport_stream_id = 0;  // of SDTs and EITs
   std::uint16_t original_network_id = 0;  // likewise
   std::uint8_t number = 0;
