@@ -24,8 +24,8 @@ constexpr std::int64_t kLongestChange = 25 * kMillisecond;
 constexpr std::int64_t kUtcWindow = 100 * kMillisecond;
 
 // 1 Mbit/s in packets of 188 bytes.
-constexpr std::int64_t kSpread = 2 * 1504000;   // ns over three of them
-constexpr double kSpreadBelow = 1e9 / 1504000;  // a second
+constexpr std::int64_t kSpread = 2 * std::int64_t{1504000};  // ns over three of them
+constexpr double kSpreadBelow = 1e9 / 1504000;               // a second
 
 constexpr std::int64_t kSlotTimesKbps = 1504000000;  // ns of a packet at 1 kbit/s
 constexpr std::int64_t kDatagramPackets = 7;
@@ -408,11 +408,9 @@ void LimitJudge::end(std::int64_t now, std::uint16_t pid, const SectionHead& hea
   *table->end = now;
   if (!table->isOnAir || head.number >= table->sections.size()) return;
   Section& section = table->sections[head.number];
-  const std::int64_t interval = now - section.last;
   if (section.counting) {
     ++section.intervals;
-    section.sum += interval;
-    section.longest = std::max(section.longest, interval);
+    section.sum += now - section.last;
   }
   section.counting = true;
   section.last = now;
@@ -421,19 +419,23 @@ void LimitJudge::end(std::int64_t now, std::uint16_t pid, const SectionHead& hea
 
 /// Ends the counting of a table's intervals, and begins it anew.
 void LimitJudge::judgeIntervals(std::int64_t now, OnAir& table) {
-  const auto wanted = static_cast<double>(period(table.table));
-  const bool isExact = stretch > 1 && !isTime(table.table.key.table_id);
   for (std::size_t i = 0; i < table.sections.size(); ++i) {
     Section& section = table.sections[i];
-    const double part = static_cast<double>(section.sum) / (static_cast<double>(section.intervals) * wanted);
-    const std::string what =
-        text("%s comes every %.4f of its %.3f ms", nameOf(table.table.key, i).c_str(), part, wanted / kMillisecond);
-    if (section.intervals >= kIntervalsForMean && part < kShortestMean) fault(Rule::kInterval, now, what);
-    if (section.intervals >= kIntervalsForStretch && isExact && std::abs(part - 1) > kStretchAccuracy)
-      fault(Rule::kStretch, now, what);
-    section.intervals = section.sum = section.longest = 0;
+    judgeMean(now, table.table, i, section);
+    section.intervals = section.sum = 0;
     section.counting = false;
   }
+}
+
+void LimitJudge::judgeMean(std::int64_t now, const Table& table, std::size_t number, const Section& section) {
+  if (section.intervals < kIntervalsForMean) return;
+  const auto wanted = static_cast<double>(period(table));
+  const double part = static_cast<double>(section.sum) / (static_cast<double>(section.intervals) * wanted);
+  const bool isExact = stretch > 1 && !isTime(table.key.table_id) && section.intervals >= kIntervalsForStretch;
+  const std::string what =
+      text("%s comes every %.4f of its %.3f ms", nameOf(table.key, number).c_str(), part, wanted / kMillisecond);
+  if (part < kShortestMean) fault(Rule::kInterval, now, what);
+  if (isExact && std::abs(part - 1) > kStretchAccuracy) fault(Rule::kStretch, now, what);
 }
 
 // --- What it found ----------------------------------------------------------------------------------------------
@@ -454,16 +456,4 @@ std::string LimitJudge::report() const {
     lines +=
         text("  at %.6f s, %s: ", static_cast<double>(fault.time) / kSecond, name(fault.rule)) + fault.what + '\n';
   return lines;
-}
-
-std::vector<LimitJudge::Intervals> LimitJudge::intervals() const {
-  std::vector<Intervals> all;
-  for (const auto& [key, entry] : tables)
-    for (std::size_t i = 0; i < entry->sections.size(); ++i) {
-      const Section& section = entry->sections[i];
-      if (section.intervals == 0) continue;
-      all.push_back({key, static_cast<unsigned int>(i), period(entry->table), section.intervals,
-                     static_cast<double>(section.sum) / static_cast<double>(section.intervals), section.longest});
-    }
-  return all;
 }

@@ -60,23 +60,13 @@ class LimitJudge {
     int version = -1;  ///< -1 for what has none
     unsigned int sections = 1;
     unsigned int packets = 1;
-    std::int64_t period = 0;
+    std::int64_t period = 1;
   };
 
   struct Fault {
     Rule rule;
     std::int64_t time;
     std::string what;
-  };
-
-  /// How one section has come.
-  struct Intervals {
-    Key key;
-    unsigned int section;
-    std::int64_t period;  ///< as it should be
-    std::int64_t count;
-    double mean;
-    std::int64_t longest;
   };
 
   explicit LimitJudge(const Allowances& allowances) : allowances(allowances) {}
@@ -114,8 +104,6 @@ class LimitJudge {
   /// They and the counts, for people.
   [[nodiscard]] std::string report() const;
   [[nodiscard]] std::uint64_t packets() const { return packetCount; }
-  /// Of all sections that are on air.
-  [[nodiscard]] std::vector<Intervals> intervals() const;
 
  private:
   static constexpr std::size_t kRules = static_cast<std::size_t>(Rule::kStretch) + 1;
@@ -133,7 +121,6 @@ class LimitJudge {
     bool counting = false;         // whether the interval from `last` on counts
     std::int64_t intervals = 0;
     std::int64_t sum = 0;
-    std::int64_t longest = 0;
   };
 
   /// A table that is or was on air.
@@ -182,6 +169,7 @@ class LimitJudge {
   void judgeDeadlines(std::int64_t now);
   void judgeChanges(std::int64_t now);
   void judgeIntervals(std::int64_t now, OnAir& table);
+  void judgeMean(std::int64_t now, const Table& table, std::size_t number, const Section& section);
 
   void change(std::int64_t now, OnAir& table);
   void schedule(OnAir& table, std::size_t section, std::int64_t deadline);

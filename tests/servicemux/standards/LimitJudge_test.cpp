@@ -24,7 +24,7 @@ std::string bigEndian(std::uint64_t value, int bytes) {
   return made;
 }
 
-std::string withCrc(std::string section) { return section + bigEndian(crc32(section), 4); }
+std::string withCrc(const std::string& section) { return section + bigEndian(crc32(section), 4); }
 
 /// A section with the long header, of so many bytes.
 std::string makeSection(const LimitJudge::Key& key, int version = 0, int number = 0, std::size_t size = 40) {
@@ -104,8 +104,8 @@ std::string timeSection(std::uint8_t table_id, std::int64_t second) {
 
 TEST_F(Judge, ASectionThatComesInTimeIsFine) {
   put(0, kPat, 200 * kMs);
-  for (int i = 0; i < 100; ++i) send(i * 200 * kMs, kPat);
-  judge.finish(100 * 200 * kMs - 1);
+  for (std::int64_t i = 0; i < 100; ++i) send(i * 200 * kMs, kPat);
+  judge.finish(20000 * kMs - 1);
   EXPECT_EQ(named(), "") << judge.report();
 }
 
@@ -141,7 +141,7 @@ TEST_F(Judge, ASectionThatStaysAwayIsNamedOnceAPeriod) {
 
 TEST_F(Judge, ASectionOfSeveralCanStayAway) {
   put(0, kPat, 200 * kMs, 0, 2);
-  for (int i = 0; i < 3; ++i) send(i * 150 * kMs, kPat, 0, 0);
+  for (std::int64_t i = 0; i < 3; ++i) send(i * 150 * kMs, kPat, 0, 0);
   EXPECT_EQ(named(), "arrival");
   EXPECT_THAT(judge.faults().front().what, testing::HasSubstr("section 1"));
 }
@@ -325,7 +325,7 @@ TEST_F(Judge, ASecondAboveTheCeilingIsNamedWhereverItBegins) {
   std::string packet = bigEndian(0x471FFF10U, 4);
   packet.resize(vantor::kPacketSize, '\xFF');
   judge.setCeiling(0, 15);  // 9 packets
-  for (int i = 0; i < 9; ++i) send(500 * kMs + i * 50 * kMs, packet);
+  for (std::int64_t i = 0; i < 9; ++i) send(500 * kMs + i * 50 * kMs, packet);
   EXPECT_EQ(named(), "");
   send(1500 * kMs - 1, packet);
   EXPECT_EQ(named(), "ceiling");
@@ -338,7 +338,7 @@ TEST_F(Judge, AnotherCeilingCountsFromThePresent) {
   packet.resize(vantor::kPacketSize, '\xFF');
   judge.setCeiling(0, 16);  // 10 packets
   judge.setCeiling(500 * kMs, 32);
-  for (int i = 0; i < 15; ++i) send(kSecond, packet);
+  for (std::int64_t i = 0; i < 15; ++i) send(kSecond, packet);
   EXPECT_EQ(named(), "");
   send(kSecond, packet);
   EXPECT_EQ(named(), "ceiling");
@@ -440,32 +440,32 @@ TEST_F(Judge, AJumpOfTheUtcClockGivesOneSecond) {
 
 TEST_F(Judge, ASectionThatComesTooOftenIsNamedAtTheEnd) {
   put(0, kPat, 200 * kMs);
-  for (int i = 0; i < 50; ++i) send(i * 179 * kMs, kPat);
+  for (std::int64_t i = 0; i < 50; ++i) send(i * 179 * kMs, kPat);
   EXPECT_EQ(named(), "");
-  judge.finish(50 * 179 * kMs);
+  judge.finish(8950 * kMs);
   EXPECT_EQ(named(), "interval");
 }
 
 TEST_F(Judge, AMeanOfNineTenthsIsEnough) {
   put(0, kPat, 200 * kMs);
-  for (int i = 0; i < 50; ++i) send(i * 181 * kMs, kPat);
-  judge.finish(50 * 181 * kMs);
+  for (std::int64_t i = 0; i < 50; ++i) send(i * 181 * kMs, kPat);
+  judge.finish(9050 * kMs);
   EXPECT_EQ(named(), "");
 }
 
 TEST_F(Judge, StretchedPeriodsHaveToBeAsLongAsIsStated) {
   put(0, kPat, 200 * kMs);
   judge.setStretch(0, 1.5);
-  for (int i = 0; i < 150; ++i) send(i * 305 * kMs, kPat);
-  judge.finish(150 * 305 * kMs);
+  for (std::int64_t i = 0; i < 150; ++i) send(i * 305 * kMs, kPat);
+  judge.finish(45750 * kMs);
   EXPECT_EQ(named(), "") << judge.report();
 }
 
 TEST_F(Judge, AnotherFactorThanTheStatedIsNamed) {
   put(0, kPat, 200 * kMs);
   judge.setStretch(0, 1.5);
-  for (int i = 0; i < 150; ++i) send(i * 293 * kMs, kPat);
-  judge.finish(150 * 293 * kMs);
+  for (std::int64_t i = 0; i < 150; ++i) send(i * 293 * kMs, kPat);
+  judge.finish(43950 * kMs);
   EXPECT_EQ(named(), "stretch");
 }
 

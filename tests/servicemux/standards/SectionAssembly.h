@@ -38,7 +38,7 @@ class SectionAssembly {
   [[nodiscard]] const SectionHead& lastHead() const { return head; }
 
  private:
-  void begin(const unsigned char* packet, Outcome& outcome);
+  void begin(const unsigned char* payload, Outcome& outcome);
   void append(const unsigned char* data, std::size_t size, Outcome& outcome);
   void end(Outcome& outcome);
 
