@@ -221,7 +221,10 @@ std::int64_t LimitJudge::lateness(const Table& table) const {
   return allowances.lateness + static_cast<std::int64_t>(kStretchAccuracy * static_cast<double>(period(table)));
 }
 
-std::int64_t LimitJudge::slot() const { return ceiling.ceiling() == 0 ? 0 : kSlotTimesKbps / ceiling.ceiling(); }
+std::int64_t LimitJudge::slot() const {
+  const unsigned int kbps = ceiling.ceiling();
+  return kbps == 0 ? 0 : kSlotTimesKbps / kbps;
+}
 
 void LimitJudge::schedule(OnAir& table, std::size_t section, std::int64_t deadline) {
   Section& scheduled = table.sections[section];

@@ -325,7 +325,7 @@ TEST_F(Judge, ASecondAboveTheCeilingIsNamedWhereverItBegins) {
   std::string packet = bigEndian(0x471FFF10U, 4);
   packet.resize(vantor::kPacketSize, '\xFF');
   judge.setCeiling(0, 15);  // 9 packets
-  for (std::int64_t i = 0; i < 9; ++i) send(500 * kMs + i * 50 * kMs, packet);
+  for (std::int64_t i = 0; i < 9; ++i) send(500 * kMs + i * (50 * kMs), packet);
   EXPECT_EQ(named(), "");
   send(1500 * kMs - 1, packet);
   EXPECT_EQ(named(), "ceiling");
