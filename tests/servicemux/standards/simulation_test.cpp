@@ -111,6 +111,7 @@ class Day : public Simulation {
       owner.replace();
     }
     mux.setTimingProfile(TimingProfile::Standards);
+    sleep(kMillisecond);  // what was due before is still on its way
     judge.watch(simulation.now(), true);
   }
 };
