@@ -289,14 +289,14 @@ TEST_F(Judge, WhatIsOffAirAndWhatIsReplacedIsNamed) {
 TEST_F(Judge, PacketsOfASlowPidThatCrowdAreNamed) {
   put(0, kPat, kSecond, 0, 1, 3);
   std::int64_t time = 0;
-  for (const std::string& packet : packetsOf(0, makeSection(kPat, 0, 0, 500))) send(time += 1503 * 1000, packet);
+  for (const std::string& packet : packetsOf(0, makeSection(kPat, 0, 0, 500))) send(time += 1503000, packet);
   EXPECT_EQ(named(), "spread") << judge.report();
 }
 
 TEST_F(Judge, PacketsOfASlowPidAtOneMegabitAreFine) {
   put(0, kPat, kSecond, 0, 1, 3);
   std::int64_t time = 0;
-  for (const std::string& packet : packetsOf(0, makeSection(kPat, 0, 0, 500))) send(time += 1504 * 1000, packet);
+  for (const std::string& packet : packetsOf(0, makeSection(kPat, 0, 0, 500))) send(time += 1504000, packet);
   EXPECT_EQ(named(), "");
 }
 
