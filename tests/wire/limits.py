@@ -230,19 +230,18 @@ def required(sections):
 
 def crowded_packets(datagrams, sections, slot, late):
     """Three packets of a slow PID within less time than they take at 1 Mbit/s. Those of one datagram are taken to
-    stand one slot of the ceiling apart."""
-    rates, faults, times = required(sections), [], defaultdict(list)
+    stand one slot of the ceiling apart, those of several as far as these, or as their slots where that is more."""
+    rates, faults, places = required(sections), [], defaultdict(list)
     for datagram in datagrams:
         for i, packet in enumerate(mpegts.split_packets(datagram.payload)):
-            times[packet.pid].append(datagram.time + i * slot)
-    for pid, sent in times.items():
+            places[packet.pid].append((datagram.time, i * slot))
+    for pid, sent in places.items():
         if pid == NULL_PID or rates[pid] >= 1e6:
             continue
-        faults += [
-            f"PID {pid:#06x}: three packets within {_ms(last - first)} at {first:.6f}"
-            for first, last in zip(sent, sent[2:])
-            if last - first < 2 * SLOT - late
-        ]
+        for (begin, first_slot), (end, last_slot) in zip(sent, sent[2:]):
+            span = end - begin + max(0, last_slot - first_slot)
+            if span < 2 * SLOT - late:
+                faults.append(f"PID {pid:#06x}: three packets within {_ms(span)} at {begin:.6f}")
     return faults
 
 

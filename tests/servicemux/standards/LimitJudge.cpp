@@ -152,7 +152,7 @@ void LimitJudge::watch(std::int64_t now, bool all) {
   for (auto& [key, end] : ends) end = kNever;
   for (Pid& pid : pids) {
     pid.assembly.restart();
-    pid.before = pid.last = kNever;
+    pid.before = pid.last = {};
     pid.underWay = nullptr;
   }
   for (const auto& [key, entry] : tables)
@@ -274,7 +274,7 @@ void LimitJudge::judgeDeadlines(std::int64_t now) {
     std::int64_t next = section.deadline;
     if (next < now) {
       fault(Rule::kArrival, now,
-            text("%s is late: %.3f ms since it came, of %.3f ms", nameOf(table.table.key, entry.section).c_str(),
+            text("%s is late: it came %.3f ms ago, of %.3f ms", nameOf(table.table.key, entry.section).c_str(),
                  inMs(now - section.last), inMs(period(table.table))));
       next = now + period(table.table);
     }
@@ -290,8 +290,9 @@ void LimitJudge::judgeChanges(std::int64_t now) {
       std::stable_partition(changes.begin(), changes.end(), [&](const Change& c) { return !isLate(c); });
   for (auto change = late; change != changes.end(); ++change)
     fault(Rule::kChange, now,
-          text("%s version %d has not begun %.3f ms after it could", nameOf(change->table->table.key).c_str(),
-               change->table->table.version, inMs(now - change->since)));
+          text("%s version %d has not begun %.3f ms after it could, %.3f ms beyond 25 are granted",
+               nameOf(change->table->table.key).c_str(), change->table->table.version, inMs(now - change->since),
+               inMs(grace(change->packets))));
   changes.erase(late, changes.end());
 }
 
@@ -307,21 +308,18 @@ void LimitJudge::take(std::int64_t now, std::int64_t utc, const void* datagram, 
           text("%lld bits too many in a second of %u kbit/s", static_cast<long long>(tooMany), ceiling.ceiling()));
   }
   const auto* packet = static_cast<const unsigned char*>(datagram);
-  std::int64_t slotTime = now;
-  for (std::size_t offset = 0; offset < size; offset += kPacketSize) {
-    takePacket(now, slotTime, utc, packet + offset);
-    if (allowances.slotTime) slotTime += slot();
-  }
+  const std::int64_t apart = allowances.slotTime ? slot() : 0;
+  for (std::size_t i = 0; i < size / kPacketSize; ++i)
+    takePacket(now, static_cast<std::int64_t>(i) * apart, utc, packet + i * kPacketSize);
 }
 
-void LimitJudge::takePacket(std::int64_t now, std::int64_t slotTime, std::int64_t utc,
-                            const unsigned char* packet) {
+void LimitJudge::takePacket(std::int64_t now, std::int64_t offset, std::int64_t utc, const unsigned char* packet) {
   ++packetCount;
   const auto pid = static_cast<std::uint16_t>((packet[1] & 0x1F) << 8 | packet[2]);
   if (pid == vantor::kNullPid) return;
   judgeCounter(now, pid, packet);
   if (!watching) return;
-  judgeSpread(now, slotTime, pid);
+  judgeSpread(now, offset, pid);
   const SectionAssembly::Outcome outcome = pids[pid].assembly.take(packet);
   if (outcome.fault != nullptr) fault(Rule::kSection, now, text("PID 0x%04x: %s", pid, outcome.fault));
   if (outcome.begun == nullptr && outcome.ended == nullptr) return;
@@ -338,12 +336,14 @@ void LimitJudge::judgeCounter(std::int64_t now, std::uint16_t pid, const unsigne
     fault(Rule::kCounter, now, text("PID 0x%04x: %d behind %d", pid, counter, before));
 }
 
-void LimitJudge::judgeSpread(std::int64_t now, std::int64_t slotTime, std::uint16_t pid) {
+/// Packets of two datagrams are as far apart as these, or as their slots where that is more.
+void LimitJudge::judgeSpread(std::int64_t now, std::int64_t offset, std::uint16_t pid) {
   Pid& sent = pids[pid];
-  const std::int64_t span = slotTime - sent.before;
+  const std::int64_t span = now - sent.before.datagram + offset - sent.before.offset;
+  const std::int64_t atLeast = now - sent.before.datagram;
   sent.before = sent.last;
-  sent.last = slotTime;
-  if (span < kSpread && sent.packetsPerSecond < kSpreadBelow && sentOnce.count(pid) == 0)
+  sent.last = {now, offset};
+  if (std::max(span, atLeast) < kSpread && sent.packetsPerSecond < kSpreadBelow && sentOnce.count(pid) == 0)
     fault(Rule::kSpread, now, text("PID 0x%04x: three packets within %.3f ms", pid, inMs(span)));
 }
 

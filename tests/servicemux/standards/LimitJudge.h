@@ -41,7 +41,7 @@ class LimitJudge {
     std::int64_t timeLateness = 0;  ///< likewise of TDT, TOT and STT, which go by the UTC second
     std::int64_t change = 0;        ///< ns that what is put on air may begin late
     unsigned int changeSlots = 0;   ///< likewise, in packet slots of the ceiling for each packet put on air
-    bool slotTime = false;          ///< the packets of a datagram stand one packet slot of the ceiling apart
+    bool slotTime = false;          ///< the packets of a datagram may stand one packet slot of the ceiling apart
     std::size_t ceilingBytes = 0;   ///< that a second may have above the ceiling
   };
 
@@ -139,11 +139,17 @@ class LimitJudge {
     bool waits;            // for a section under way
   };
 
+  /// Where a packet stands: when its datagram left and how far behind that its slot is.
+  struct Place {
+    std::int64_t datagram = kNever;
+    std::int64_t offset = 0;
+  };
+
   struct Pid {
     SectionAssembly assembly;
     int counter = -1;
-    std::int64_t before = kNever;  // times of the last two packets
-    std::int64_t last = kNever;
+    Place before;  // of the last packet but one
+    Place last;
     double packetsPerSecond = 0;  // that its tables ask for
     OnAir* underWay = nullptr;    // the table of the section that began last, null when it is not judged
   };
@@ -155,9 +161,9 @@ class LimitJudge {
     bool operator<(const Due& other) const { return deadline > other.deadline; }
   };
 
-  void takePacket(std::int64_t now, std::int64_t slotTime, std::int64_t utc, const unsigned char* packet);
+  void takePacket(std::int64_t now, std::int64_t offset, std::int64_t utc, const unsigned char* packet);
   void judgeCounter(std::int64_t now, std::uint16_t pid, const unsigned char* packet);
-  void judgeSpread(std::int64_t now, std::int64_t slotTime, std::uint16_t pid);
+  void judgeSpread(std::int64_t now, std::int64_t offset, std::uint16_t pid);
   void begin(std::int64_t now, std::int64_t utc, std::uint16_t pid, const SectionHead& head,
              const unsigned char* packet);
   void judgeOnAir(std::int64_t now, OnAir& table, const SectionHead& head);

@@ -321,6 +321,23 @@ TEST_F(Judge, WithSlotTimeThePacketsOfADatagramStandApart) {
   }
 }
 
+TEST_F(Judge, WithSlotTimePacketsOfTwoDatagramsStandAsFarApartAsThese) {
+  LimitJudge::Allowances allowances;
+  allowances.slotTime = true;
+  for (const std::int64_t apart : {3, 4}) {
+    LimitJudge lenient(allowances);
+    lenient.setCeiling(0, 1000);
+    lenient.put(0, {kPat, 0, 1, 3, kSecond});
+    const auto packets = packetsOf(0, makeSection(kPat, 0, 0, 500));
+    std::string nulls = bigEndian(0x471FFF10U, 4);
+    nulls.resize(5 * vantor::kPacketSize, '\xFF');
+    const std::string datagram = nulls + packets[0] + packets[1];
+    lenient.take(0, 0, datagram.data(), datagram.size());
+    lenient.take(apart * kMs, 0, packets[2].data(), packets[2].size());
+    EXPECT_EQ(lenient.count(Rule::kSpread), apart == 3 ? 1U : 0U);
+  }
+}
+
 TEST_F(Judge, ASecondAboveTheCeilingIsNamedWhereverItBegins) {
   std::string packet = bigEndian(0x471FFF10U, 4);
   packet.resize(vantor::kPacketSize, '\xFF');
