@@ -210,15 +210,12 @@ std::int64_t LimitJudge::grace(std::int64_t packets) const {
 // --- Deadlines --------------------------------------------------------------------------------------------------
 
 std::int64_t LimitJudge::period(const Table& table) const {
-  const auto stretched = static_cast<std::int64_t>(stretch * static_cast<double>(table.period));
-  if (!isTime(table.key.table_id)) return stretched;
-  return (stretched + kSecond - 1) / kSecond * kSecond;  // they go by the second
+  return static_cast<std::int64_t>(stretch * static_cast<double>(table.period));
 }
 
 std::int64_t LimitJudge::lateness(const Table& table) const {
   if (isTime(table.key.table_id)) return allowances.timeLateness;
-  if (stretch == 1) return allowances.lateness;
-  return allowances.lateness + static_cast<std::int64_t>(kStretchAccuracy * static_cast<double>(period(table)));
+  return stretch == 1 ? allowances.lateness : period(table) / 2;
 }
 
 std::int64_t LimitJudge::slot() const {
@@ -434,7 +431,7 @@ void LimitJudge::judgeMean(std::int64_t now, const Table& table, std::size_t num
   if (section.intervals < kIntervalsForMean) return;
   const auto wanted = static_cast<double>(period(table));
   const double part = static_cast<double>(section.sum) / (static_cast<double>(section.intervals) * wanted);
-  const bool isExact = stretch > 1 && !isTime(table.key.table_id) && section.intervals >= kIntervalsForStretch;
+  const bool isExact = stretch > 1 && section.intervals >= kIntervalsForStretch;
   const std::string what =
       text("%s comes every %.4f of its %.3f ms", nameOf(table.key, number).c_str(), part, wanted / kMillisecond);
   if (part < kShortestMean) fault(Rule::kInterval, now, what);

@@ -21,7 +21,7 @@
 class LimitJudge {
  public:
   enum class Rule {
-    kArrival,   ///< a section comes again within its table's period
+    kArrival,   ///< a section comes again within its table's period, or half as late again when that is stretched
     kGap,       ///< 25 ms from the end of a section to the next one of the same PID, table_id and extension
     kCounter,   ///< one continuity counter a PID
     kSection,   ///< a section is whole, not interleaved with another, and its CRC_32 is right

@@ -27,7 +27,7 @@ constexpr std::uint16_t kEcmPid = 0x200;
 constexpr std::uint16_t kEmmPid = 0x300;
 constexpr unsigned int kEmmsAtOnce = 5;
 constexpr std::size_t kEmmSize = 180;
-constexpr double kEmmKbps = 20;
+constexpr double kEmmKbps = 20;  // a few sets of them at once, over the time that they are given
 
 /// A message of conditional access: its first byte, its length and its body.
 std::string message(std::uint8_t table_id, std::size_t size, char fill) {
@@ -291,6 +291,19 @@ void RandomMultiplex::clearAll() {
   start();
 }
 
+void RandomMultiplex::keepTables() {
+  mux.clearLocalTimeOffsetTable();
+  mux.clearSTT();
+  mux.clearNULLPkts();
+  mux.setDRMConfig({});
+  nullKbps = 0;
+  hasAccess = false;
+  removeIf([](const Key& key) {
+    return key.pid == kTimePid || key.table_id == kSttTableId || key.table_id == kEvenEcmTableId ||
+           key.table_id == kOddEcmTableId;
+  });
+}
+
 // --- What is on air ---------------------------------------------------------------------------------------------
 
 /// How long the table is, the output says; that it is there, the judge sees.
@@ -336,7 +349,7 @@ int RandomMultiplex::nextVersion(const Key& key) {
 // --- Load -------------------------------------------------------------------------------------------------------
 
 double RandomMultiplex::required() const {
-  double kbps = nullKbps + (hasAccess ? kEmmKbps : 0);
+  double kbps = nullKbps;
   for (const LimitJudge::Table& table : onAir)
     kbps += table.packets * kPacketBits * kNanosecondsPerMillisecond / static_cast<double>(table.period);
   return kbps;
@@ -344,11 +357,11 @@ double RandomMultiplex::required() const {
 
 void RandomMultiplex::setLoad(double part) {
   greatestLoad = std::max(part, 0.8);
-  bitrate = static_cast<unsigned int>(required() / part) + 1;
+  bitrate = static_cast<unsigned int>((required() + kEmmKbps) / part) + 1;
   mux.setBitrate(bitrate);
   judge.setCeiling(now(), bitrate);
 }
 
 void RandomMultiplex::keepLoad() {
-  if (required() > greatestLoad * bitrate) setLoad(greatestLoad);
+  if (required() + kEmmKbps > greatestLoad * bitrate) setLoad(greatestLoad);
 }

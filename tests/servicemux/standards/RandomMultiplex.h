@@ -27,7 +27,9 @@ class RandomMultiplex {
 
   /// Sets the ceiling so that what is on air takes this part of it.
   void setLoad(double part);
-  /// kbit/s that all on air asks for.
+  /// Takes off air what has no period that could be stretched: times, null packets and messages.
+  void keepTables();
+  /// kbit/s that the tables and null packets on air ask for.
   [[nodiscard]] double required() const;
   [[nodiscard]] unsigned int ceiling() const { return bitrate; }
 
