@@ -19,15 +19,20 @@ constexpr double kPacketBits = 1504;
 
 constexpr std::uint16_t kTransportStream = 0x2A;  // of outputs.h
 constexpr std::uint16_t kNetwork = 0x3001;
-constexpr int kPrograms = 6;
-constexpr int kPmtPids = 3;
+constexpr int kPrograms = 8;
+constexpr int kPmtPids = 4;
 constexpr int kOtherStreams = 3;
 constexpr std::uint16_t kPmtPid = 0x100;
 constexpr std::uint16_t kEcmPid = 0x200;
+constexpr std::uint16_t kEcmPids = 4;  // the last one can be a PMT's
 constexpr std::uint16_t kEmmPid = 0x300;
 constexpr unsigned int kEmmsAtOnce = 5;
 constexpr std::size_t kEmmSize = 180;
-constexpr double kEmmKbps = 20;  // a few sets of them at once, over the time that they are given
+// So much a ceiling has room for without stretching, when it leaves room within 100 ms for the tables that go by
+// the UTC second beside all the others.
+constexpr double kGreatestLoad = 0.8;
+constexpr unsigned int kLeastCeiling = 300;  // kbit/s
+constexpr double kEmmKbps = 20;              // a few sets of them at once, over the time that they are given
 
 /// A message of conditional access: its first byte, its length and its body.
 std::string message(std::uint8_t table_id, std::size_t size, char fill) {
@@ -211,17 +216,21 @@ void RandomMultiplex::configureAccess() {
   thrift::general::ScramblerConfig config;
   config.enabled = true;
   config.scrambler_type = 3;
-  config.ecm_pids[1] = {kEcmPid, sharesPids ? kPmtPid : kEcmPid + 1};
+  for (std::uint16_t i = 0; i < kEcmPids; ++i) config.ecm_pids[1].push_back(ecmPid(i));
   config.emm_pids[1] = {kEmmPid};
   mux.setDRMConfig(config);
   judge.sendOnce(kEmmPid);
   hasAccess = true;
 }
 
+std::uint16_t RandomMultiplex::ecmPid(std::uint16_t i) const {
+  return sharesPids && i + 1 == kEcmPids ? kPmtPid : static_cast<std::uint16_t>(kEcmPid + i);
+}
+
 /// The next key: its table_id alternates.
 void RandomMultiplex::setEcm() {
   if (!hasAccess) return;
-  const auto pid = static_cast<std::uint16_t>(below(2) == 0 ? kEcmPid : sharesPids ? kPmtPid : kEcmPid + 1);
+  const std::uint16_t pid = ecmPid(static_cast<std::uint16_t>(below(kEcmPids)));
   const bool isEven = isOnAir({pid, kOddEcmTableId, 0, 0, 0});
   const std::uint8_t table_id = isEven ? kEvenEcmTableId : kOddEcmTableId;
   const std::uint8_t other = isEven ? kOddEcmTableId : kEvenEcmTableId;
@@ -356,8 +365,9 @@ double RandomMultiplex::required() const {
 }
 
 void RandomMultiplex::setLoad(double part) {
-  greatestLoad = std::max(part, 0.8);
+  greatestLoad = std::max(part, kGreatestLoad);
   bitrate = static_cast<unsigned int>((required() + kEmmKbps) / part) + 1;
+  if (part <= kGreatestLoad) bitrate = std::max(bitrate, kLeastCeiling);
   mux.setBitrate(bitrate);
   judge.setCeiling(now(), bitrate);
 }

@@ -58,6 +58,7 @@ class RandomMultiplex {
   void clearOne();
   void clearAll();
 
+  std::uint16_t ecmPid(std::uint16_t i) const;
   void put(const Key& key, int version, unsigned int period);
   void remove(const Key& key);
   void removeIf(const std::function<bool(const Key&)>& which);
