@@ -11,10 +11,8 @@ namespace vantor::thrift {
 
 namespace {
 
-constexpr std::int32_t kSections = 0;
-constexpr std::int32_t kPackets = 1;
-constexpr std::int32_t kFixedPids = 0;
-constexpr std::int32_t kSimulcrypt = 3;
+using general::CaFormat;
+using general::ScramblerType;
 
 /// Of the section that the bytes begin with, header included.
 std::size_t sectionSize(std::string_view bytes) {
@@ -33,12 +31,12 @@ bool areSections(std::string_view bytes) {
 /// Message is one of the records with a format and data.
 template <typename Message>
 bool isMessage(const Field& field, const Message& message) {
-  if (message.format != kSections && message.format != kPackets)
+  if (message.format != CaFormat::SECTIONS && message.format != CaFormat::PACKETS)
     return field["format"].refuse(std::to_string(message.format), "is neither 0 (sections) nor 1 (packets)");
   const auto refuse = [&](const char* reason) {
     return field["data"].refuse(std::to_string(message.data.size()) + " bytes", reason);
   };
-  if (message.format == kPackets)
+  if (message.format == CaFormat::PACKETS)
     return message.data.size() % kPacketSize == 0 || refuse("are no whole packets of 188");
   return areSections(message.data) || refuse("are no whole sections");
 }
@@ -53,8 +51,8 @@ bool arePids(const Field& field, const char* name, const std::map<std::int32_t, 
 }
 
 bool isConfig(const Field& field, const general::ScramblerConfig& config) {
-  if (!config.enabled || config.scrambler_type == kFixedPids) return true;
-  if (config.scrambler_type != kSimulcrypt)
+  if (!config.enabled || config.scrambler_type == ScramblerType::FIXED_PIDS) return true;
+  if (config.scrambler_type != ScramblerType::SIMULCRYPT)
     return field["scrambler_type"].refuse(std::to_string(config.scrambler_type),
                                           "is neither 0 (fixed PIDs) nor 3 (Simulcrypt)");
   return arePids(field, "ecm_pids", config.ecm_pids) && arePids(field, "emm_pids", config.emm_pids);
@@ -64,7 +62,7 @@ bool isEcm(const Field& field, const simulcrypt::ECMItem& ecm) {
   if (!inRange(field["pid"], ecm.pid, kMaxPid)) return false;
   if (ecm.data.empty()) return true;
   if (!isMessage(field, ecm)) return false;
-  return ecm.format == kSections || inRange(field["period"], ecm.period, kMax16Bits);
+  return ecm.format == CaFormat::SECTIONS || inRange(field["period"], ecm.period, kMax16Bits);
 }
 
 bool isEmm(const Field& field, const simulcrypt::EMMItem& emm) {

@@ -6,8 +6,6 @@ namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-constexpr std::size_t kCountryCodeSize = 3;  // EN 300 468 clause 6.2.20
-
 bool hasChange(const Field& field, const LocalTimeOffset& record) {
   return inRange(field["time_of_change"], record.time_of_change, kMax40Bits);
 }

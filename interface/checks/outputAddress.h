@@ -2,6 +2,7 @@
 
 #include <netinet/in.h>
 
+#include <cstdint>
 #include <optional>
 
 #include "interface/checks/Refusal.h"
@@ -15,6 +16,9 @@ inline bool isMulticast(const in_addr& destination) {
   constexpr unsigned int kMulticastNibble = 14;
   return ntohl(destination.s_addr) % 0x100 >> 4 == kMulticastNibble;
 }
+
+/// Why there is no such VLAN, if there is none; the path is "/vlan".
+[[nodiscard]] std::optional<Refusal> checkVlan(std::int32_t vlan);
 
 /// Why nothing could be sent to the address, if so. The vlan is looked at only where it is read.
 [[nodiscard]] std::optional<Refusal> check(const OutputAddress& address);

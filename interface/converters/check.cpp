@@ -41,7 +41,9 @@ bool areDescriptors(const Field& parent, const char* list, const std::vector<Des
     const Field field = parent.element(list, i);
     const std::size_t size = descriptors[i].data.size();
     if (!inRange(field["tag"], descriptors[i].tag, kMax8Bits)) return false;
-    if (size > kMax8Bits) return field["data"].refuse(std::to_string(size) + " bytes", "are more than 255");
+    if (size > kMaxDescriptorData)
+      return field["data"].refuse(std::to_string(size) + " bytes",
+                                  "are more than " + std::to_string(kMaxDescriptorData));
   }
   return true;
 }

@@ -7,6 +7,7 @@
 
 #include "interface/checks/Field.h"
 #include "interface/dvbpsi.h"
+#include "interface/psi/descriptors.h"
 #include "interface/psi/pids.h"
 #include "interface/psi/sectioning.h"
 #include "interface/records.h"
@@ -15,9 +16,6 @@
 /// that fails. Safe to call from any thread.
 
 namespace vantor::thrift::dvb_tables {
-
-/// descriptor_tag and descriptor_length.
-constexpr std::size_t kDescriptorHeaderSize = 2;
 
 /// True when there is a refusal. Logs it then as an error, with the record's name and the field before it, like
 /// "PAT: programs[3].pid: 9000 is above 0x1FFF".

@@ -9,9 +9,6 @@ namespace vantor::thrift::dvb_tables {
 
 namespace {
 
-/// Code units that short_name has on the wire; a shorter one is filled up with zeros.
-constexpr std::size_t kShortNameUnits = 7;
-
 bool isShortName(const Field& field, const std::string& name) {
   const auto units = utf16Of(name);
   if (!units) return field.refuse("is not UTF-8");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 
 #include "interface/checks/Refusal.h"
@@ -7,6 +8,9 @@
 #include "interface/records.h"
 
 namespace vantor::thrift::dvb_tables {
+
+/// UTF-16 code units of short_name on the wire, ATSC A/65 clause 6.3; a shorter one is filled up with zeros.
+constexpr std::size_t kShortNameUnits = 7;
 
 /// Why the record cannot be carried on the wire, if it cannot.
 [[nodiscard]] std::optional<Refusal> check(const VCT& record);

@@ -28,6 +28,11 @@ std::string checkDestination(const std::string& text) {
   return problemOf(check(*address));
 }
 
+std::string checkVlan(const std::string& text) {
+  std::int32_t vlan = 0;
+  return parseNumber(text, vlan) ? problemOf(thrift::general::checkVlan(vlan)) : "'" + text + "' is not a number";
+}
+
 std::string checkDuration(const std::string& text) {
   double value = 0;
   const bool isNumber = parseNumber(text, value);
@@ -35,12 +40,11 @@ std::string checkDuration(const std::string& text) {
                                                             : "'" + text + "' is not a number of seconds above 0";
 }
 
-template <typename Number>
-CLI::Option* addNumber(CLI::App& app, const std::string& name, Number& value, Number min, Number max,
-                       const std::string& unit, const std::string& description) {
+CLI::Option* addNumber(CLI::App& app, const std::string& name, unsigned int& value, unsigned int min,
+                       unsigned int max, const std::string& unit, const std::string& description) {
   return app.add_option(name, value, description)
       ->check([min, max](const std::string& text) -> std::string {
-        Number number{};
+        unsigned int number = 0;
         if (parseNumber(text, number) && number >= min && number <= max) return "";
         return "'" + text + "' is not a number from " + std::to_string(min) + " to " + std::to_string(max);
       })
@@ -67,13 +71,14 @@ void declarePlayOptions(CLI::App& app, PlayOptions& options) {
       ->required()
       ->type_name("IP:PORT")
       ->check(checkDestination);
-  addNumber(
-      app, "--vlan", options.vlan, 1, 3, "N",
-      "VLAN interface of a multicast output, whose address ends in 224 to 239: 1 (ethInt.100), 2 or 3 (those of "
-      "the module's slot)");
-  addNumber(app, "--bitrate", options.bitrate, 1U, 100000U, "KBPS",
+  app.add_option("--vlan", options.vlan,
+                 "VLAN interface of a multicast output, whose address ends in 224 to 239: 1 (ethInt.100), 2 or 3 "
+                 "(those of the module's slot)")
+      ->type_name("N")
+      ->check(checkVlan);
+  addNumber(app, "--bitrate", options.bitrate, 1, 100000, "KBPS",
             "Ceiling of the output in kbit/s, 1024 if not given");
-  addNumber(app, "--null-period", options.nullPeriod, 1U, 60000U, "MS", "Send a null packet every so many ms");
+  addNumber(app, "--null-period", options.nullPeriod, 1, 60000, "MS", "Send a null packet every so many ms");
   app.add_option("--duration", options.duration, "Go off air after so many seconds")
       ->type_name("SECONDS")
       ->check(checkDuration);

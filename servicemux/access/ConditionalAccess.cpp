@@ -18,15 +18,11 @@ namespace vantor {
 
 namespace {
 
+using vantor::thrift::general::CaFormat;
+using vantor::thrift::general::ScramblerType;
 using vantor::thrift::general::simulCryptData;
 using vantor::thrift::simulcrypt::ECMItem;
 using vantor::thrift::simulcrypt::EMMItem;
-
-enum Format { kSections = 0, kPackets = 1 };
-
-// The scrambler types that carry CA messages; any other carries none.
-constexpr int kFixedPids = 0;
-constexpr int kSimulcrypt = 3;
 
 constexpr const char* kSetDRMConfig = "setDRMConfig";
 
@@ -74,13 +70,13 @@ void ConditionalAccess::setDRMConfig(const vantor::thrift::general::ScramblerCon
   closeStreams();
   scramblerConfig = config;
   if (!config.enabled) return;
-  if (config.scrambler_type == kFixedPids) {
+  if (config.scrambler_type == ScramblerType::FIXED_PIDS) {
     log_function(HOST_LOG_NOTICE, 0, "Vesk DRM ECM PID enabled");
     caEcm = std::make_unique<SimpleTable>(owner->outputMuxer(), kCaEcmPid, owner->insertionPeriods().ecm);
     log_function(HOST_LOG_NOTICE, 0, "Vesk DRM EMM PID enabled");
     caEmm =
         std::make_unique<SectionQueue>(owner->outputMuxer(), kCaEmmPid, 0);  // its rate comes with the first EMMs
-  } else if (config.scrambler_type == kSimulcrypt) {
+  } else if (config.scrambler_type == ScramblerType::SIMULCRYPT) {
     openLiveEcms();
     openLiveEmms();
   }
@@ -89,10 +85,10 @@ void ConditionalAccess::setDRMConfig(const vantor::thrift::general::ScramblerCon
 /// Removes what the configuration in force has made.
 void ConditionalAccess::closeStreams() {
   if (!scramblerConfig.enabled) return;
-  if (scramblerConfig.scrambler_type == kFixedPids) {
+  if (scramblerConfig.scrambler_type == ScramblerType::FIXED_PIDS) {
     caEcm.reset();
     caEmm.reset();
-  } else if (scramblerConfig.scrambler_type == kSimulcrypt) {
+  } else if (scramblerConfig.scrambler_type == ScramblerType::SIMULCRYPT) {
     {
       const boost::lock_guard<boost::mutex> liveGuard(liveEcmLock);
       liveEcms.clear();
@@ -161,10 +157,10 @@ void ConditionalAccess::setECM(const simulCryptData& ecm) {
   if (ecm.data.empty() || !caEcm) return;
   std::string packets;
   switch (ecm.format) {
-    case kSections:
+    case CaFormat::SECTIONS:
       packetizeBytes(kCaEcmPid, 0, packets, ecm.data);
       break;
-    case kPackets:
+    case CaFormat::PACKETS:
       if (!areWholePackets(ecm.data)) {
         log_function(HOST_LOG_ERROR, 0, "Vesk ECM in TS packet format cannot have a size of %u", sizeOf(ecm.data));
         return;
@@ -182,13 +178,13 @@ void ConditionalAccess::setECM(const simulCryptData& ecm) {
 void ConditionalAccess::setEMM(const simulCryptData& emm) {
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "setEMM");
   const boost::lock_guard<boost::mutex> guard(caLock);
-  if (scramblerConfig.scrambler_type != kFixedPids || !caEmm) return;
+  if (scramblerConfig.scrambler_type != ScramblerType::FIXED_PIDS || !caEmm) return;
   std::string packets;
   switch (emm.format) {
-    case kSections:
+    case CaFormat::SECTIONS:
       packetizeBytes(kCaEmmPid, 0, packets, emm.data);
       break;
-    case kPackets:
+    case CaFormat::PACKETS:
       if (!areWholePackets(emm.data)) {
         log_function(HOST_LOG_ERROR, 0, "Vesk EMM in TS packet format cannot have a size of %u", sizeOf(emm.data));
         return;
@@ -213,7 +209,7 @@ void ConditionalAccess::setLiveECM(const ECMItem& ecm) {
                  static_cast<unsigned int>(ecm.pid));
     return;
   }
-  if (scramblerConfig.scrambler_type != kSimulcrypt) return;
+  if (scramblerConfig.scrambler_type != ScramblerType::SIMULCRYPT) return;
   const boost::lock_guard<boost::mutex> liveGuard(liveEcmLock);
   const auto found = liveEcms.find(pidOf(ecm.pid));
   if (found == liveEcms.end()) {
@@ -224,10 +220,10 @@ void ConditionalAccess::setLiveECM(const ECMItem& ecm) {
   if (!stream) return;  // setDRMConfig could not make it
   std::string packets;
   switch (ecm.format) {
-    case kSections:
+    case CaFormat::SECTIONS:
       packetizeBytes(pid, 0, packets, ecm.data);
       break;
-    case kPackets:
+    case CaFormat::PACKETS:
       if (!areWholePackets(ecm.data)) {
         log_function(HOST_LOG_ERROR, 0, "[%s] ECM in TS packet format cannot have a size of %u", kName,
                      sizeOf(ecm.data));
@@ -253,7 +249,7 @@ void ConditionalAccess::setLiveEMM(const EMMItem& emm) {
     log_function(HOST_LOG_WARNING, 0, "[%s] empty EMM received!", kName);
     return;
   }
-  if (scramblerConfig.scrambler_type != kSimulcrypt) return;
+  if (scramblerConfig.scrambler_type != ScramblerType::SIMULCRYPT) return;
   const boost::lock_guard<boost::mutex> liveGuard(liveEmmLock);
   const auto found = liveEmms.find(pidOf(emm.pid));
   if (found == liveEmms.end()) {
@@ -264,10 +260,10 @@ void ConditionalAccess::setLiveEMM(const EMMItem& emm) {
   if (!stream) return;  // setDRMConfig could not make it
   std::string packets;
   switch (emm.format) {
-    case kSections:
+    case CaFormat::SECTIONS:
       packetizeBytes(pid, 0, packets, emm.data);
       break;
-    case kPackets:
+    case CaFormat::PACKETS:
       if (!areWholePackets(emm.data)) {
         log_function(HOST_LOG_ERROR, 0, "[%s] EMM in TS packet format cannot have a size of %u", kName,
                      sizeOf(emm.data));

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -93,8 +92,7 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   /// Takes the SDT others with this transport_stream_id and original_network_id off air; -1 stands for any.
   void clearSDTOthers(int transport_stream_id, int original_network_id);
 
-  /// EIT subtables, each by its table_id and service. The keys only tell the order in which they are taken.
-  using EITRecords = std::map<int, std::map<int, vantor::thrift::dvb_tables::EIT>>;
+  using EITRecords = vantor::EITRecords;
 
   /// Puts EIT subtables on air. A record that cannot be converted is passed over; returns the version of the last
   /// one that could, -1 when there was none.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <vector>
 
@@ -14,9 +13,6 @@ class PMTStreams;
 class RegistryOwner;
 class SDTStreams;
 struct TableOnAir;
-
-/// EIT subtables, each by its table_id and service. The keys only tell the order in which they are taken.
-using EITRecords = std::map<int, std::map<int, vantor::thrift::dvb_tables::EIT>>;
 
 /// The tables of services, of which an output has any number: PMT, SDT and EIT. Makes their sections and packets
 /// and hands them to the registries. The operations are those of `serviceMux`. One caller at a time.

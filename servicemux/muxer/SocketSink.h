@@ -13,6 +13,7 @@ class SocketSink final : public DatagramSink {
   SocketSink(int socket, const sockaddr* destination) : socket(socket), destination(destination) {}
 
   [[nodiscard]] ssize_t send(const void* datagram, std::size_t size) override;
+  [[nodiscard]] std::size_t sendAll(const Datagram* first, const Datagram* last) override;
 
  private:
   const int socket;

@@ -26,6 +26,7 @@ constexpr milliseconds kLongestIdle{500};
 constexpr milliseconds kFlushGap{25};
 constexpr milliseconds kLongestTurn{2};  // of a caller
 constexpr seconds kAlivePeriod{10};
+constexpr milliseconds kAhead{2};  // how far the slots of packets that leave together may be apart
 
 }  // namespace
 
@@ -70,11 +71,29 @@ void VBRmuxer::SetBitrate(unsigned int kbps) {
   const unsigned int ceiling = std::clamp(kbps, 1U, kMaxBitrate);
   bitrate.store(ceiling);
   packetInterval.store(kNanosecondsTimesKbps / ceiling);
+  if (profile.load() == TimingProfile::Standards) wakeProducer();
 }
 
-void VBRmuxer::setTimingProfile(TimingProfile newProfile) { profile.store(newProfile); }
+void VBRmuxer::setTimingProfile(TimingProfile newProfile) {
+  profile.store(newProfile);
+  wakeProducer();
+}
 
-void VBRmuxer::setDatagramWait(unsigned int ms) { datagramWait.store(ms); }
+void VBRmuxer::setDatagramWait(unsigned int ms) {
+  datagramWait.store(ms);
+  if (profile.load() == TimingProfile::Standards) wakeProducer();
+}
+
+void VBRmuxer::wakeProducer() {
+  const CallerLock lock(*this);
+  reschedule.store(true);
+  producerCondition.notify_one();
+}
+
+std::vector<TableNeed> VBRmuxer::needs() {
+  const CallerLock lock(*this);
+  return pace.needs();
+}
 
 void VBRmuxer::muxerStop() {
   {
@@ -84,38 +103,106 @@ void VBRmuxer::muxerStop() {
   }
   producerCondition.notify_one();
   consumerCondition.notify_one();
+  consumerIsDone.notify_one();
 }
 
 MuxerStatistics VBRmuxer::statistics() const {
-  return {packets.get(),    datagrams.get(),     bytesSent.get(),
-          sendErrors.get(), ringFullSlots.get(), packetsOverrun.get()};
+  return {packets.get(),       datagrams.get(),      bytesSent.get(), sendErrors.get(),
+          ringFullSlots.get(), packetsOverrun.get(), required.load(), stretch.load()};
 }
 
 void VBRmuxer::link(muxed_stream& stream) {
   const CallerLock lock(*this);
-  if (!stream.is_linked()) streams.push_back(stream);
+  if (!stream.is_linked()) {
+    streams.push_back(stream);
+    if (isPaced) putOnAir(stream, Clock::now());
+  }
   reschedule.store(true);
   producerCondition.notify_one();
 }
 
 void VBRmuxer::unlink(muxed_stream& stream) {
   const CallerLock lock(*this);
-  if (stream.is_linked()) streams.erase(streams.iterator_to(stream));
+  if (!stream.is_linked()) return;
+  streams.erase(streams.iterator_to(stream));
+  if (!isPaced) return;
+  for (PacedTable* const table : stream.pacedTables()) pace.remove(*table);
+  publishFit();
+}
+
+void VBRmuxer::announce(muxed_stream& stream, PacedTable& table) {
+  if (profile.load() == TimingProfile::Classic) return;
+  const CallerLock lock(*this);
+  if (!isPaced || !stream.is_linked()) return;
+  pace.put(table, stream, Clock::now());
+  publishFit();
+  reschedule.store(true);
+  producerCondition.notify_one();
+}
+
+void VBRmuxer::announcePeriod(PacedTable& table) {
+  if (profile.load() == TimingProfile::Classic) return;
+  const CallerLock lock(*this);
+  if (!isPaced) return;
+  pace.changePeriod(table, Clock::now());
+  publishFit();
+  reschedule.store(true);
+  producerCondition.notify_one();
+}
+
+void VBRmuxer::withdraw(PacedTable& table) {
+  const CallerLock lock(*this);
+  pace.remove(table);
+  publishFit();
+}
+
+void VBRmuxer::publishFit() {
+  required.store(isPaced ? pace.required() : 0);
+  stretch.store(isPaced ? pace.stretch() : 1);
 }
 
 // --- Producer ---------------------------------------------------------------------------------------------------
 
+/// The watchdog's view of the producer.
+class VBRmuxer::Watchdog {
+ public:
+  Watchdog() : task(watchdog_register_task()) {
+    if (task == 0) log_function(HOST_LOG_ERROR, 0, "Couldn't register task for WD");
+  }
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+  ~Watchdog() {
+    if (watchdog_unregister_task(task) != 0) log_function(HOST_LOG_WARNING, 0, "Couldn't unregister task for WD");
+  }
+
+  /// It counts from here.
+  void begin(time_point now) { lastAlive = now; }
+
+  void alive(time_point now) {
+    if (now - lastAlive <= kAlivePeriod) return;
+    thread_alive(task);
+    lastAlive = now;
+  }
+
+ private:
+  const unsigned int task;
+  time_point lastAlive;
+};
+
 void VBRmuxer::muxerRun() {
-  const unsigned int watchdog = watchdog_register_task();
-  if (watchdog == 0) log_function(HOST_LOG_ERROR, 0, "Couldn't register task for WD");
-  produce(watchdog);
-  if (watchdog_unregister_task(watchdog) != 0) log_function(HOST_LOG_WARNING, 0, "Couldn't unregister task for WD");
+  Watchdog watchdog;
+  while (!stop.load()) {
+    if (profile.load() == TimingProfile::Classic)
+      produceClassic(watchdog);
+    else
+      produceStandards(watchdog);
+  }
 }
 
-void VBRmuxer::produce(unsigned int watchdog) {
+void VBRmuxer::produceClassic(Watchdog& watchdog) {
   time_point slotClock = Clock::now();
-  time_point lastAlive = slotClock;
-  while (!stop.load()) {
+  watchdog.begin(slotClock);
+  while (!stop.load() && profile.load() == TimingProfile::Classic) {
     WaitLock lock(streamListMutex);
     letCallerIn(lock);
     if (!waitForSlot(lock, slotClock)) return;
@@ -128,10 +215,7 @@ void VBRmuxer::produce(unsigned int watchdog) {
     }
     time_point earliestDue = slotClock + kLongestIdle;
     pollStreams(slotClock, earliestDue);
-    if (slotClock - lastAlive > kAlivePeriod) {
-      thread_alive(watchdog);
-      lastAlive = slotClock;
-    }
+    watchdog.alive(slotClock);
     if (slotClock < earliestDue) idleUntil(slotClock, earliestDue);
   }
 }
@@ -214,6 +298,98 @@ nanoseconds VBRmuxer::slotInterval() const { return nanoseconds(packetInterval.l
 
 bool VBRmuxer::ringFull() const { return filled.load() >= ring.size(); }
 
+// --- Producer, with the timing of the standards -----------------------------------------------------------------
+
+void VBRmuxer::produceStandards(Watchdog& watchdog) {
+  takeOver();
+  beginDeadlines();
+  time_point sent = Clock::now();
+  watchdog.begin(sent);
+  while (!stop.load() && chooseDatagrams(sent)) {
+    sendBatch();
+    sent = Clock::now();
+    watchdog.alive(sent);
+  }
+  const CallerLock lock(*this);
+  isPaced = false;
+  pace.clear(sent);
+  publishFit();
+}
+
+/// Waits until all that is in the ring has left: from then on the consumer does not touch the sink.
+void VBRmuxer::takeOver() {
+  WaitLock lock(consumerMutex);
+  while (!stop.load() && (filled.load() != 0 || consumerHolds.load())) {
+    flush.store(true);
+    consumerCondition.notify_one();
+    consumerIsDone.wait(lock);
+  }
+}
+
+void VBRmuxer::beginDeadlines() {
+  const CallerLock lock(*this);
+  const time_point now = Clock::now();
+  pace.clear(now);
+  isPaced = true;
+  pacedBitrate = pacedWait = 0;
+  adoptSettings(now);
+  for (muxed_stream& stream : streams) putOnAir(stream, now);
+}
+
+void VBRmuxer::putOnAir(muxed_stream& stream, time_point now) {
+  for (PacedTable* const table : stream.pacedTables()) pace.put(*table, stream, now);
+  publishFit();
+}
+
+void VBRmuxer::adoptSettings(time_point now) {
+  const unsigned int kbps = bitrate.load();
+  const unsigned int wait = datagramWait.load();
+  if (kbps == pacedBitrate && wait == pacedWait) return;
+  pacedBitrate = kbps;
+  pacedWait = wait;
+  pace.setDatagrams(milliseconds(wait), packetsPerDatagram, now);
+  pace.setCeiling(kbps, now);
+  publishFit();
+}
+
+/// Sleeps until a datagram is to leave and chooses its packets, or finds none because something has changed. What
+/// was chosen before has left at `sent`. False when it is to end: the muxer is stopped, or the timing is another
+/// one and no section is left half sent.
+bool VBRmuxer::chooseDatagrams(time_point sent) {
+  WaitLock lock(streamListMutex);
+  letCallerIn(lock);
+  pace.sentAt(sent);
+  adoptSettings(sent);
+  const bool isOver = profile.load() == TimingProfile::Classic;
+  pace.finish(isOver);
+  if (isOver && !pace.isUnderWay()) return false;
+  const time_point departure = pace.nextDeparture();
+  batch.clear();
+  if (!waitForSlot(lock, std::min(departure, sent + kLongestIdle))) return false;
+  reschedule.store(false);
+  const time_point now = Clock::now();
+  if (now < departure) return true;
+  std::size_t chosen = 0;
+  do {
+    chosen = pace.choose(now, kAhead, batch.next());
+    if (chosen == 0) break;
+    batch.add(chosen);
+    packets.add(chosen);
+  } while (chosen == packetsPerDatagram && !batch.isFull() && pace.nextDeparture() <= now + kAhead);
+  return true;
+}
+
+void VBRmuxer::sendBatch() {
+  const auto* next = batch.begin();
+  while (next != batch.end()) {
+    const std::size_t taken = batch.end() - next > 1 ? sink.sendAll(next, batch.end()) : 0;
+    for (const auto* const last = next + taken; next != last; ++next) countSent(next->size);
+    if (next == batch.end()) return;
+    send(next->bytes, next->size);
+    ++next;
+  }
+}
+
 // --- Consumer ---------------------------------------------------------------------------------------------------
 
 void VBRmuxer::consumerRun() {
@@ -223,7 +399,11 @@ void VBRmuxer::consumerRun() {
   while (waitForPackets(flushPending)) {
     gather(datagram, fill);
     const bool full = fill == datagram.size();
-    if (full || (flushPending && fill > 0)) send(datagram, fill);
+    if (full || (flushPending && fill > 0)) {
+      send(datagram.data(), fill);
+      fill = 0;
+    }
+    if (fill == 0) nothingHeld();
     if (!full || filled.load() == 0) flushPending = false;
   }
 }
@@ -239,8 +419,17 @@ bool VBRmuxer::waitForPackets(bool& flushPending) {
 
 void VBRmuxer::gather(std::vector<char>& datagram, std::size_t& fill) {
   while (fill < datagram.size() && filled.load() != 0) {
+    consumerHolds.store(true);
     if (takePacket(datagram.data() + fill)) fill += kPacketSize;
   }
+}
+
+/// Tells a producer that wants to take over.
+void VBRmuxer::nothingHeld() {
+  if (!consumerHolds.exchange(false)) return;
+  if (profile.load() == TimingProfile::Classic) return;
+  const boost::lock_guard<boost::mutex> lock(consumerMutex);
+  consumerIsDone.notify_one();
 }
 
 /// Copies the ring's oldest packet and frees its slot; false when that packet was just being overwritten.
@@ -258,21 +447,24 @@ bool VBRmuxer::takePacket(char* to) {
   return !overwritten;
 }
 
-/// Sends the datagram and empties it. A lost datagram is not sent again: by then its packets would be late.
-void VBRmuxer::send(const std::vector<char>& datagram, std::size_t& fill) {
-  const ssize_t sent = sink.send(datagram.data(), fill);
-  if (sent == static_cast<ssize_t>(fill)) {
-    datagrams.add(1);
-    bytesSent.add(fill);
-  } else {
-    sendErrors.add(1);
-    if (sent < 0)
-      log_function(HOST_LOG_ERROR, 0, "Could not write %u bytes to socket: %zd (%d: %s)",
-                   static_cast<unsigned>(fill), sent, errno, std::strerror(errno));
-    else
-      log_function(HOST_LOG_ERROR, 0, "Could not write %u bytes to socket: %zd", static_cast<unsigned>(fill), sent);
+/// A lost datagram is not sent again: by then its packets would be late.
+void VBRmuxer::send(const void* datagram, std::size_t size) {
+  const ssize_t sent = sink.send(datagram, size);
+  if (sent == static_cast<ssize_t>(size)) {
+    countSent(size);
+    return;
   }
-  fill = 0;
+  sendErrors.add(1);
+  if (sent < 0)
+    log_function(HOST_LOG_ERROR, 0, "Could not write %u bytes to socket: %zd (%d: %s)", static_cast<unsigned>(size),
+                 sent, errno, std::strerror(errno));
+  else
+    log_function(HOST_LOG_ERROR, 0, "Could not write %u bytes to socket: %zd", static_cast<unsigned>(size), sent);
+}
+
+void VBRmuxer::countSent(std::size_t size) {
+  datagrams.add(1);
+  bytesSent.add(size);
 }
 
 }  // namespace vantor

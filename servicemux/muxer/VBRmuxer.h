@@ -14,8 +14,10 @@
 #include "interface/psi/packet.h"
 #include "servicemux/export.h"
 #include "servicemux/guarded.h"
+#include "servicemux/muxer/Batch.h"
 #include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
+#include "servicemux/muxer/StandardsPace.h"
 #include "servicemux/muxer/TimingProfile.h"
 #include "servicemux/muxer/muxed_stream.h"
 
@@ -32,7 +34,12 @@ struct pkt_t {
 /// puts the packets into a ring; it sleeps to the next slot time and jumps to the earliest due time, at most
 /// 500 ms ahead, when nothing is due. A consumer thread runs consumerRun(): it gathers packets into datagrams of
 /// up to seven and sends them. A partial datagram leaves when the producer announces a gap of more than 25 ms.
-/// No stuffing is made. The streams and the socket belong to others and must outlive their use here.
+/// No stuffing is made.
+///
+/// All that is the classic timing. With the timing of the standards the producer sends too: it sleeps until a
+/// datagram is to leave, has a StandardsPace choose its packets and sends it, while ring and consumer rest.
+///
+/// The streams and the socket belong to others and must outlive their use here.
 ///
 /// Lock order: stream-list mutex, then a stream's own mutex, then the consumer mutex. Packets cross from producer
 /// to consumer without a lock.
@@ -61,6 +68,10 @@ class SERVICEMUX_API VBRmuxer {
   /// How long in ms a packet waits at most for others to fill its datagram, 20 at construction; for Standards. Any
   /// thread.
   void setDatagramWait(unsigned int ms);
+
+  /// What each table on air asks for, with the timing of the standards; none with the classic one. Any thread that
+  /// holds no stream's mutex.
+  [[nodiscard]] std::vector<TableNeed> needs() SERVICEMUX_EXCLUDES(streamListMutex);
 
   /// The producer's loop; returns after muxerStop().
   void muxerRun();
@@ -98,11 +109,16 @@ class SERVICEMUX_API VBRmuxer {
   };
 
   class CallerLock;
+  class Watchdog;
 
   void link(muxed_stream& stream) SERVICEMUX_EXCLUDES(streamListMutex);
   void unlink(muxed_stream& stream) SERVICEMUX_EXCLUDES(streamListMutex);
+  void announce(muxed_stream& stream, PacedTable& table) SERVICEMUX_EXCLUDES(streamListMutex);
+  void announcePeriod(PacedTable& table) SERVICEMUX_EXCLUDES(streamListMutex);
+  void withdraw(PacedTable& table) SERVICEMUX_EXCLUDES(streamListMutex);
+  void wakeProducer() SERVICEMUX_EXCLUDES(streamListMutex);
 
-  void produce(unsigned int watchdog);
+  void produceClassic(Watchdog& watchdog);
   void letCallerIn(boost::unique_lock<boost::mutex>& lock) SERVICEMUX_REQUIRES(streamListMutex);
   bool waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point slotClock)
       SERVICEMUX_REQUIRES(streamListMutex);
@@ -114,10 +130,21 @@ class SERVICEMUX_API VBRmuxer {
   [[nodiscard]] boost::chrono::nanoseconds slotInterval() const;
   [[nodiscard]] bool ringFull() const;
 
+  void produceStandards(Watchdog& watchdog);
+  void takeOver() SERVICEMUX_EXCLUDES(streamListMutex);
+  void beginDeadlines() SERVICEMUX_EXCLUDES(streamListMutex);
+  bool chooseDatagrams(time_point sent) SERVICEMUX_EXCLUDES(streamListMutex);
+  void putOnAir(muxed_stream& stream, time_point now) SERVICEMUX_REQUIRES(streamListMutex);
+  void adoptSettings(time_point now) SERVICEMUX_REQUIRES(streamListMutex);
+  void publishFit() SERVICEMUX_REQUIRES(streamListMutex);
+  void sendBatch();
+
   bool waitForPackets(bool& flushPending);
   void gather(std::vector<char>& datagram, std::size_t& fill);
   bool takePacket(char* to);
-  void send(const std::vector<char>& datagram, std::size_t& fill);
+  void nothingHeld();
+  void send(const void* datagram, std::size_t size);
+  void countSent(std::size_t size);
 
   // Constant after construction.
   const unsigned int packetsPerDatagram;
@@ -142,7 +169,14 @@ class SERVICEMUX_API VBRmuxer {
   std::atomic<unsigned int> callersWaiting{0};  // raised before a caller locks streamListMutex, lowered under it
   std::atomic<bool> callersTurn{false};         // changed under streamListMutex
 
+  // The pacing of the standards: of all that is linked while `isPaced`, else empty.
+  StandardsPace pace SERVICEMUX_GUARDED_BY(streamListMutex);
+  bool isPaced SERVICEMUX_GUARDED_BY(streamListMutex) = false;
+  std::atomic<double> required{0};  // kbit/s
+  std::atomic<double> stretch{1};
+
   boost::condition_variable consumerCondition;  // with consumerMutex
+  boost::condition_variable consumerIsDone;     // with consumerMutex; the producer waits for it to take over
   boost::mutex consumerMutex;
 
   // The ring has one writer and one reader. A slot is the writer's while `filled` is below the ring's size,
@@ -154,8 +188,9 @@ class SERVICEMUX_API VBRmuxer {
   unsigned int readIndex = 0;   // consumer only, free running
   unsigned int writeIndex = 0;  // producer only, free running
 
-  std::atomic<bool> flush{false};  // raised under consumerMutex
-  std::atomic<bool> stop{false};   // set under both mutexes, so that no waiter misses it
+  std::atomic<bool> flush{false};          // raised under consumerMutex
+  std::atomic<bool> consumerHolds{false};  // whether the consumer has packets that it has not sent
+  std::atomic<bool> stop{false};           // set under both mutexes, so that no waiter misses it
 
   // The slots that the two threads hold at this moment, kNoSlot for none; only they settle who gives way when the
   // ring overruns.
@@ -165,10 +200,13 @@ class SERVICEMUX_API VBRmuxer {
 
   // Producer only.
   pkt_t spare{};  // takes what a stream writes while the ring is full
+  Batch batch;
+  unsigned int pacedBitrate = 0;  // kbit/s; what the pacing knows
+  unsigned int pacedWait = 0;     // ms
   Counter packets;
   Counter ringFullSlots;
   Counter packetsOverrun;
-  // Consumer only.
+  // Of whoever sends: the consumer with the classic timing, the producer with that of the standards.
   Counter datagrams;
   Counter bytesSent;
   Counter sendErrors;

@@ -21,6 +21,18 @@ void muxed_stream::unlinkFromMuxer() {
   if (const auto owner = muxer.lock()) owner->unlink(*this);
 }
 
+void muxed_stream::announce(PacedTable& table) {
+  if (const auto owner = muxer.lock()) owner->announce(*this, table);
+}
+
+void muxed_stream::announcePeriod(PacedTable& table) {
+  if (const auto owner = muxer.lock()) owner->announcePeriod(table);
+}
+
+void muxed_stream::withdraw(PacedTable& table) {
+  if (const auto owner = muxer.lock()) owner->withdraw(table);
+}
+
 void muxed_stream::restamp_cc(signed char* packet) {
   auto& header = reinterpret_cast<unsigned char*>(packet)[kContinuityOffset];
   const unsigned char last = lastCC.load(std::memory_order_relaxed);

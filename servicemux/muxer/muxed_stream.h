@@ -4,8 +4,11 @@
 #include <boost/chrono.hpp>
 #include <boost/intrusive/list_hook.hpp>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "servicemux/export.h"
+#include "servicemux/muxer/PacedTable.h"
 
 namespace vantor {
 
@@ -45,6 +48,24 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
   /// to the due time of the packet after, never raised. Producer thread only, stream-list mutex held.
   [[nodiscard]] virtual int get_packet(signed char* packet, time_point now, time_point& next) = 0;
 
+  // The same for the pacing of the standards. Both with the stream-list mutex held.
+
+  /// What one of the stream's tables holds now. Any thread.
+  [[nodiscard]] virtual TableLayout layoutOf(PacedTable& table) = 0;
+
+  /// Appends the packets of a section of one of the stream's tables. False when there is no such section. Producer
+  /// thread only.
+  [[nodiscard]] virtual bool takeSection(PacedTable& table, std::size_t section, time_point now,
+                                         std::string& packets) = 0;
+
+  /// All tables that the stream has. Any thread.
+  [[nodiscard]] virtual std::vector<PacedTable*> pacedTables() = 0;
+
+  [[nodiscard]] unsigned short packetPid() const { return pid; }
+
+  /// The counter that another pacing has sent last on the stream's PID. Producer thread only.
+  void continueFrom(unsigned char cc) { lastCC.store(cc, std::memory_order_relaxed); }
+
   /// The continuity counter last sent (0 to 15), kNoCC before the first packet. Any thread.
   unsigned char GetLastCC() const;
 
@@ -60,13 +81,19 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
   /// `initialCC` is the counter the first packet continues from, kNoCC to take the packet's own.
   muxed_stream(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, bool flag, unsigned char initialCC);
 
+  /// Tells the muxer that a table holds something else, or at another period, for the pacing of the standards; with
+  /// the classic one there is nothing to do. Any thread that holds no stream's mutex.
+  void announce(PacedTable& table);
+  void announcePeriod(PacedTable& table);
+  /// Tells it that a table is going to be destroyed.
+  void withdraw(PacedTable& table);
+
   /// Makes the continuity counter of `packet` follow the one sent last (ISO/IEC 13818-1 clause 2.4.3.3), so that
   /// stored packets can be repeated and replaced without a break. Producer thread only.
   void restamp_cc(signed char* packet);
 
  private:
-  // Constant after construction. Nothing in the library reads it.
-  [[maybe_unused]] const unsigned short pid;
+  const unsigned short pid;  // constant after construction
   // Written by the producer, read by whoever continues the counter in another stream.
   std::atomic<unsigned char> lastCC;
   // Constant after construction. Nothing in the library reads it; it is kept for compatibility.

@@ -91,6 +91,10 @@ ssize_t DeviceSocket::send(const void* datagram, std::size_t size) {
   return SocketSink(descriptor, generic(destination)).send(datagram, size);
 }
 
+std::size_t DeviceSocket::sendAll(const Datagram* first, const Datagram* last) {
+  return SocketSink(descriptor, generic(destination)).sendAll(first, last);
+}
+
 std::string DeviceSocket::interfaceName() const {
   const int slot = get_cached_module_slot();
   switch (address.vlan) {

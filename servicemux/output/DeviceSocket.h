@@ -30,6 +30,7 @@ class DeviceSocket final : public DatagramSink {
 
   /// Fails with EBADF while the socket is not open.
   [[nodiscard]] ssize_t send(const void* datagram, std::size_t size) override;
+  [[nodiscard]] std::size_t sendAll(const Datagram* first, const Datagram* last) override;
 
  private:
   bool setUpMulticast();

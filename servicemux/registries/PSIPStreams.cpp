@@ -13,6 +13,7 @@
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/streams/TableCarrousel.h"
+#include "servicemux/time/elapsedOfSecond.h"
 #include "servicemux/time/getDSTParams.h"
 
 namespace vantor {
@@ -156,6 +157,8 @@ std::string PSIPStreams::makeSTT() {
   if (sections) packetize(kPsipPid, 0, packets, sections.get());
   return packets;
 }
+
+boost::chrono::nanoseconds PSIPStreams::elapsed() const { return elapsedOfSecond(); }
 
 void PSIPStreams::listOnAir(std::vector<TableOnAir>& tables) {
   for (const psip_data& psip : list) {

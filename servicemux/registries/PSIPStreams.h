@@ -71,6 +71,8 @@ class SERVICEMUX_API PSIPStreams final : public SttSource {
   /// Writes a packet with an STT of this second; leaves `packet` alone when libdvbpsi runs out of memory.
   void fillSTTData(unsigned char* packet) override;
 
+  [[nodiscard]] boost::chrono::nanoseconds elapsed() const override;
+
   /// Adds a line for each table on air.
   void listOnAir(std::vector<TableOnAir>& tables);
 

@@ -1,7 +1,10 @@
 #include "servicemux/streams/SectionQueue.h"
 
+#include <algorithm>
+#include <array>
 #include <boost/thread/lock_guard.hpp>
 
+#include "interface/psi/packet.h"
 #include "servicemux/muxer/classicRates.h"
 
 namespace vantor {
@@ -36,6 +39,7 @@ void SectionQueue::queue_section(const std::string& data, unsigned int newRate) 
     gone.swap(sent);
   }
   linkToMuxer();
+  announce(paced);
 }
 
 void SectionQueue::clear_queue() {
@@ -78,6 +82,36 @@ void SectionQueue::takePacket(signed char* packet) {
   if (!front.data.isAtBeginning()) return;
   sent.splice(sent.end(), queue, queue.begin());
   adoptRate(front.rate);
+}
+
+TableLayout SectionQueue::layoutOf(PacedTable& table) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  table.setInterval(interval());
+  TableLayout layout;
+  layout.kind = TableLayout::Kind::kQueued;
+  if (!queue.empty()) {
+    const std::vector<std::uint32_t> packets = queue.back().data.sectionPackets();
+    layout.packets.assign(1, *std::max_element(packets.begin(), packets.end()));
+  }
+  return layout;
+}
+
+bool SectionQueue::takeSection(PacedTable& table, std::size_t, time_point now, std::string& packets) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  if (queue.empty()) return false;
+  if (queue.front().data.isAtBeginning()) begun.begin(now);
+  std::array<signed char, kPacketSize> packet;
+  do {
+    takePacket(packet.data());
+    packets.append(reinterpret_cast<const char*>(packet.data()), packet.size());
+  } while (!queue.empty() && !queue.front().data.isAtBeginning() && !queue.front().data.beginsSection());
+  table.setInterval(interval());
+  return true;
+}
+
+/// A little less than the rate asks for, because a packet may wait for its datagram.
+boost::chrono::nanoseconds SectionQueue::interval() const {
+  return boost::chrono::nanoseconds(classic::queueInterval(rate) * 19 / 20);
 }
 
 void SectionQueue::adoptRate(unsigned int newRate) {

@@ -39,6 +39,11 @@ class SERVICEMUX_API SectionQueue : public muxed_stream {
   unsigned int getBitrate() override;
   [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
 
+  [[nodiscard]] TableLayout layoutOf(PacedTable& table) override;
+  [[nodiscard]] bool takeSection(PacedTable& table, std::size_t section, time_point now,
+                                 std::string& packets) override;
+  [[nodiscard]] std::vector<PacedTable*> pacedTables() override { return {&paced}; }
+
  private:
   struct queued_data {
     TableContent data;
@@ -46,10 +51,12 @@ class SERVICEMUX_API SectionQueue : public muxed_stream {
   };
   using Items = std::list<queued_data>;
 
+  [[nodiscard]] boost::chrono::nanoseconds interval() const SERVICEMUX_REQUIRES(lock);
   void takePacket(signed char* packet) SERVICEMUX_REQUIRES(lock);
   void adoptRate(unsigned int newRate) SERVICEMUX_REQUIRES(lock);
   void recalculate_timing() SERVICEMUX_REQUIRES(lock);
 
+  PacedTable paced;  // the muxer's
   Items queue SERVICEMUX_GUARDED_BY(lock);
   Items sent SERVICEMUX_GUARDED_BY(lock);         // kept for the next caller to free, away from the producer
   unsigned int rate SERVICEMUX_GUARDED_BY(lock);  // bit/s

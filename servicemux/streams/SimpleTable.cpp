@@ -12,9 +12,12 @@ SimpleTable::SimpleTable(const std::shared_ptr<VBRmuxer>& muxer, unsigned short 
 SimpleTable::~SimpleTable() { unlinkFromMuxer(); }
 
 void SimpleTable::SetPeriod(unsigned int newPeriod) {
-  const boost::lock_guard<boost::mutex> guard(lock);
-  period = newPeriod;
-  recalculate_timing();
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    period = newPeriod;
+    recalculate_timing();
+  }
+  announcePeriod(paced);
 }
 
 void SimpleTable::new_packetized_table(std::string& newPackets) {
@@ -32,6 +35,7 @@ void SimpleTable::new_packetized_table(std::string& newPackets) {
     recalculate_timing();
   }
   linkToMuxer();
+  announce(paced);
 }
 
 void SimpleTable::new_packetized_table_with_metadata(std::string& newPackets, unsigned char newVersion,
@@ -74,6 +78,24 @@ int SimpleTable::get_packet(signed char* packet, time_point now, time_point& nex
     return true;
   });
   return sent ? 1 : 0;
+}
+
+TableLayout SimpleTable::layoutOf(PacedTable&) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  TableLayout layout;
+  layout.kind = period == 0 ? TableLayout::Kind::kFiller : TableLayout::Kind::kRepeated;
+  layout.period = period;
+  layout.hasSections = facts.hasSection;
+  layout.key = facts.key;
+  layout.packets = content.sectionPackets();
+  return layout;
+}
+
+bool SimpleTable::takeSection(PacedTable&, std::size_t section, time_point now, std::string& packets) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  if (!content.copySection(section, packets)) return false;
+  if (section == 0) repetition.begin(now);
+  return true;
 }
 
 void SimpleTable::recalculate_timing() {

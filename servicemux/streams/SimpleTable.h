@@ -48,6 +48,11 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
   unsigned int getBitrate() override;
   [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
 
+  [[nodiscard]] TableLayout layoutOf(PacedTable& table) override;
+  [[nodiscard]] bool takeSection(PacedTable& table, std::size_t section, time_point now,
+                                 std::string& packets) override;
+  [[nodiscard]] std::vector<PacedTable*> pacedTables() override { return {&paced}; }
+
  private:
   void recalculate_timing() SERVICEMUX_REQUIRES(lock);
 
@@ -55,6 +60,7 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
   std::atomic<unsigned int> size{0};
   std::atomic<unsigned char> version{0};
 
+  PacedTable paced;  // the muxer's
   TableContent content SERVICEMUX_GUARDED_BY(lock);
   TableFacts facts SERVICEMUX_GUARDED_BY(lock);  // of the content
   ClassicPace pace SERVICEMUX_GUARDED_BY(lock);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "interface/psi/packet.h"
 #include "servicemux/muxer/classicRates.h"
 #include "servicemux/streams/SttSource.h"
 
@@ -37,6 +38,12 @@ void SubTable::NewPeriod(unsigned int newPeriod) {
 boost::chrono::nanoseconds SubTable::getCurrentTicket(time_point now) const { return ticket(now); }
 
 bool SubTable::CheckIfPayloadUnitStart() const { return content.beginsSection(); }
+
+void SubTable::makePacket(std::string& packets) const {
+  const std::size_t begin = packets.size();
+  packets.resize(begin + kPacketSize);
+  if (registry != nullptr) registry->fillSTTData(reinterpret_cast<unsigned char*>(packets.data() + begin));
+}
 
 bool SubTable::GetSubtablePacket(signed char* packet) {
   if (dynamic) {

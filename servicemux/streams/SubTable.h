@@ -6,6 +6,7 @@
 
 #include "servicemux/export.h"
 #include "servicemux/muxer/ClassicTurns.h"
+#include "servicemux/muxer/PacedTable.h"
 #include "servicemux/streams/Repetition.h"
 #include "servicemux/streams/TableContent.h"
 
@@ -17,11 +18,11 @@ struct subtable_tag;
 using subtable_hook = boost::intrusive::list_base_hook<boost::intrusive::tag<subtable_tag>,
                                                        boost::intrusive::link_mode<boost::intrusive::safe_link>>;
 
-/// One subtable of a TableCarrousel: its packets, its period in ms and its turn.
+/// One subtable of a TableCarrousel: its packets, its period in ms, its turn, and what the deadlines know of it.
 ///
 /// A dynamic subtable has no packets of its own; a source makes its single packet whenever it is sent. All members
 /// are guarded by the mutex of the carousel that owns the subtable.
-class SERVICEMUX_API SubTable : public subtable_hook, public ClassicTurn {
+class SERVICEMUX_API SubTable : public subtable_hook, public ClassicTurn, public PacedTable {
  public:
   using time_point = boost::chrono::steady_clock::time_point;
 
@@ -47,6 +48,8 @@ class SERVICEMUX_API SubTable : public subtable_hook, public ClassicTurn {
 
  private:
   friend class TableCarrousel;
+
+  void makePacket(std::string& packets) const;
 
   TableContent content;
   TableFacts facts;          // of the content; the carousel's

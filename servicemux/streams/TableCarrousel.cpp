@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "servicemux/muxer/classicRates.h"
+#include "servicemux/streams/SttSource.h"
 
 namespace vantor {
 
@@ -49,12 +50,14 @@ SubTable* TableCarrousel::add(std::unique_ptr<SubTable> owned) {
     recalculate_timing();
   }
   linkWhileFilled();
+  announce(*sub);
   return sub;
 }
 
 int TableCarrousel::replace_packetized_subtable(SubTable* sub, std::string& packets, unsigned char nSections) {
   const TableFacts facts = factsOf(packets);
   std::unique_ptr<SubTable> removed;  // freed when the lock is free again
+  bool isEmpty = false;
   {
     const boost::lock_guard<boost::mutex> guard(lock);
     if (!sub->is_linked()) return -1;
@@ -70,9 +73,13 @@ int TableCarrousel::replace_packetized_subtable(SubTable* sub, std::string& pack
       totalBitrate += sub->bitrate;
     }
     recalculate_timing();
-    if (!subtables.empty()) return 0;
+    isEmpty = subtables.empty();
   }
-  linkWhileFilled();
+  if (removed)
+    withdraw(*removed);
+  else
+    announce(*sub);
+  if (isEmpty) linkWhileFilled();
   return 0;
 }
 
@@ -129,6 +136,43 @@ bool TableCarrousel::takePacket(SubTable& sub, signed char* packet, time_point n
 void TableCarrousel::GetNextTable(time_point now) {
   ClassicTurn* const turn = turns.choose(current, now);
   current = turn == nullptr ? &subtables.front() : static_cast<SubTable*>(turn);
+}
+
+TableLayout TableCarrousel::layoutOf(PacedTable& table) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  const auto& sub = static_cast<const SubTable&>(table);
+  TableLayout layout;
+  layout.period = sub.period;
+  if (sub.dynamic) {
+    layout.hasSections = true;
+    layout.packets = {1};
+    layout.second = sub.registry;
+    return layout;
+  }
+  layout.hasSections = sub.facts.hasSection;
+  layout.key = sub.facts.key;
+  layout.packets = sub.content.sectionPackets();
+  return layout;
+}
+
+bool TableCarrousel::takeSection(PacedTable& table, std::size_t section, time_point now, std::string& packets) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  auto& sub = static_cast<SubTable&>(table);
+  if (!sub.is_linked()) return false;
+  if (sub.dynamic)
+    sub.makePacket(packets);
+  else if (!sub.content.copySection(section, packets))
+    return false;
+  if (section == 0) sub.repetition.begin(now);
+  return true;
+}
+
+std::vector<PacedTable*> TableCarrousel::pacedTables() {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  std::vector<PacedTable*> all;
+  all.reserve(subtables.size());
+  for (SubTable& sub : subtables) all.push_back(&sub);
+  return all;
 }
 
 /// Takes a subtable out and hands it to whoever is to free it.

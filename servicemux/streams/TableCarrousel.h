@@ -55,6 +55,11 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
   unsigned int getBitrate() override;
   [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
 
+  [[nodiscard]] TableLayout layoutOf(PacedTable& table) override;
+  [[nodiscard]] bool takeSection(PacedTable& table, std::size_t section, time_point now,
+                                 std::string& packets) override;
+  [[nodiscard]] std::vector<PacedTable*> pacedTables() override;
+
  private:
   using SubTableList =
       boost::intrusive::list<SubTable, boost::intrusive::base_hook<subtable_hook>,

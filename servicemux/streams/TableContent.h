@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace vantor {
 
@@ -25,8 +27,17 @@ class TableContent {
   /// Copies the next packet, 188 bytes, of content that is not empty.
   void take(signed char* packet);
 
+  /// How many packets each section has.
+  [[nodiscard]] std::vector<std::uint32_t> sectionPackets() const;
+
+  /// Appends the packets of one section; false when there are not so many sections.
+  [[nodiscard]] bool copySection(std::size_t section, std::string& to) const;
+
  private:
+  [[nodiscard]] std::size_t sectionEnd(std::size_t section) const;
+
   std::string packets;
+  std::vector<std::uint32_t> sections;  // where each one begins, in packets
   std::size_t readOffset = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "servicemux/time/TimeTables.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <boost/thread/lock_guard.hpp>
 
@@ -9,12 +11,14 @@
 #include "interface/psi/pids.h"
 #include "interface/psi/tableIds.h"
 #include "servicemux/WaitLock.h"
+#include "servicemux/muxer/UtcSecond.h"
 #include "servicemux/muxer/classicRates.h"
 #include "servicemux/output/RegistryOwner.h"
 #include "servicemux/output/TableOnAir.h"
 #include "servicemux/packetize/packetize.h"
 #include "servicemux/sections/sections.h"
 #include "servicemux/streams/SectionQueue.h"
+#include "servicemux/time/elapsedOfSecond.h"
 
 namespace vantor {
 
@@ -26,9 +30,20 @@ using Clock = boost::chrono::steady_clock;
 constexpr std::size_t kUtcOffset = 3;
 constexpr int kUtcSize = 5;
 
+constexpr int kPriority = 97;  // below those that send
+
 struct DescriptorDeleter {
   void operator()(dvbpsi_descriptor_t* descriptor) const { dvbpsi_DeleteDescriptors(descriptor); }
 };
+
+/// A table that tells the beginning of a second is to be ready then. Where the machine refuses the priority it has
+/// a few milliseconds of reserve.
+void becomePunctual(TimingProfile profile) {
+  const bool isPunctual = profile == TimingProfile::Standards;
+  sched_param parameters{};
+  parameters.sched_priority = isPunctual ? kPriority : 0;
+  pthread_setschedparam(pthread_self(), isPunctual ? SCHED_FIFO : SCHED_OTHER, &parameters);
+}
 
 /// False when there is no memory.
 bool addOffsets(dvbpsi_tot_t& tot, const std::vector<dvbpsi_local_time_offset_s>& offsets) {
@@ -90,27 +105,39 @@ std::string TimeTables::updateUTC(long long utc, dvbpsi_psi_section_s* section) 
 
 void TimeTables::timeUpdateFct() {
   Clock::time_point deadline = Clock::now();
+  TimingProfile profile = TimingProfile::Classic;
   while (!stop.load()) {
+    if (owner->timingProfile() != profile) becomePunctual((profile = owner->timingProfile()));
     WaitLock lock(timeMutex);
     update();
-    // From the previous deadline and not from now: the period holds however long the update takes.
-    deadline += boost::chrono::milliseconds(owner->insertionPeriods().timeUpdater);
+    deadline = nextUpdate(deadline);
     while (!stop.load() && timeCondition.wait_until(lock, deadline) != boost::cv_status::timeout) {
     }
   }
 }
 
-/// Sends the time if it is known and has changed.
+/// With the classic timing it counts from the previous update and not from now: the period holds on average,
+/// however long the update takes. With that of the standards a second is told at its beginning.
+Clock::time_point TimeTables::nextUpdate(Clock::time_point previous) const {
+  const boost::chrono::milliseconds period(owner->insertionPeriods().timeUpdater);
+  if (owner->timingProfile() == TimingProfile::Classic) return previous + period;
+  return Clock::now() + untilNextSecond(elapsedOfSecond(), period);
+}
+
+/// Sends the time if it is known; with the classic timing only when it has changed.
 void TimeTables::update() {
   if (IsSystemTimeSet() != 0) return;
   const long long utc = GetUTCTime();
-  if (utc == lastUTCTime) return;
+  const bool isPrompt = owner->timingProfile() == TimingProfile::Standards;
+  if (utc == lastUTCTime && !isPrompt) return;
   lastUTCTime = utc;
   if (!timeQueue) return;
   std::string packets;
   if (tdtSections) packets += updateUTC(utc, tdtSections.get());
   if (totSections) packets += updateUTC(utc, totSections.get());
-  timeQueue->queue_section(packets, classic::timeTablesRate(packets.size(), owner->insertionPeriods().timeUpdater));
+  if (isPrompt) timeQueue->SetRate(0);
+  const unsigned int period = owner->insertionPeriods().timeUpdater;
+  timeQueue->queue_section(packets, isPrompt ? 0 : classic::timeTablesRate(packets.size(), period));
 }
 
 void TimeTables::stopUpdating() {

@@ -56,6 +56,8 @@ class SERVICEMUX_API TimeTables {
   static std::string updateUTC(long long utc, dvbpsi_psi_section_s* section);
 
  private:
+  [[nodiscard]] boost::chrono::steady_clock::time_point nextUpdate(
+      boost::chrono::steady_clock::time_point previous) const;
   void update() SERVICEMUX_REQUIRES(timeMutex);
   SectionQueue& ownersQueue() SERVICEMUX_NOT_ANALYSED;
   [[nodiscard]] SectionChain makeTot(unsigned char tableId,

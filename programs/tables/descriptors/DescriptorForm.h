@@ -4,13 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "interface/psi/descriptors.h"
 #include "programs/tables/descriptors/BitReader.h"
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/json/writeJson.h"
 
 namespace vantor::tables {
-
-constexpr std::size_t kMaxDescriptorData = 255;
 
 /// How one descriptor looks in JSON: {"name": fields}.
 struct DescriptorForm {

@@ -27,7 +27,7 @@ const DescriptorForms& allForms() {
 Descriptor readRaw(const JsonValue& value) {
   value.allowOnly({"tag", "data"});
   Descriptor descriptor;
-  descriptor.tag = static_cast<std::int16_t>(value.required("tag").integer(0, 0xFF));
+  descriptor.tag = value.required("tag").integer<std::int16_t>();
   descriptor.data = value.required("data").hexBytes(kMaxDescriptorData);
   return descriptor;
 }

@@ -1,5 +1,7 @@
 #include "programs/tables/descriptors/loops.h"
 
+#include "interface/psi/descriptors.h"
+
 namespace vantor::tables {
 
 namespace {
@@ -15,8 +17,8 @@ std::string_view takeLoop(std::string_view& bytes) {
 }
 
 bool holdsDescriptors(std::string_view bytes) {
-  while (bytes.size() >= 2) {
-    const std::size_t size = 2U + byteAt(bytes, 1);
+  while (bytes.size() >= kDescriptorHeaderSize) {
+    const std::size_t size = kDescriptorHeaderSize + byteAt(bytes, 1);
     if (size > bytes.size()) return false;
     bytes.remove_prefix(size);
   }
@@ -49,8 +51,8 @@ Descriptors descriptorsOf(std::string_view loop) {
     const std::size_t length = byteAt(loop, 1);
     thrift::dvb_tables::Descriptor& descriptor = descriptors.emplace_back();
     descriptor.tag = byteAt(loop, 0);
-    descriptor.data = loop.substr(2, length);
-    loop.remove_prefix(2 + length);
+    descriptor.data = loop.substr(kDescriptorHeaderSize, length);
+    loop.remove_prefix(kDescriptorHeaderSize + length);
   }
   return descriptors;
 }

@@ -198,7 +198,7 @@ OrderedJson decodeAc3(BitReader& from) {
 }  // namespace
 
 DescriptorForms streamForms() {
-  return {{0x09, "CA", encodeCa, decodeCa},
+  return {{kCaDescriptorTag, "CA", encodeCa, decodeCa},
           {0x0A, "ISO_639_language", encodeLanguages, decodeLanguages},
           {0x45, "VBI_data", encodeVbiData, decodeVbiData},
           {0x46, "VBI_teletext", encodeTeletext, decodeTeletext},

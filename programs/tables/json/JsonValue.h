@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -34,6 +35,11 @@ class JsonValue {
   bool isObject() const { return json.is_object(); }
   bool isString() const { return json.is_string(); }
   std::int64_t integer(std::int64_t min, std::int64_t max) const;
+  /// From 0 to what the type holds.
+  template <typename Integer>
+  Integer integer() const {
+    return static_cast<Integer>(integer(0, std::numeric_limits<Integer>::max()));
+  }
   bool boolean() const;
   const std::string& string() const;
 

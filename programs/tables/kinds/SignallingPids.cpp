@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "interface/psi/descriptors.h"
 #include "interface/psi/pids.h"
 #include "interface/psi/sectioning.h"
 #include "interface/psi/tableIds.h"
@@ -12,8 +13,7 @@ namespace vantor::tables {
 
 namespace {
 
-constexpr std::uint8_t kCaDescriptor = 0x09;  // ISO/IEC 13818-1 clause 2.6.16
-constexpr std::size_t kCaPidOffset = 4;       // within the descriptor
+constexpr std::size_t kCaPidOffset = 4;  // within the descriptor, ISO/IEC 13818-1 clause 2.6.16
 
 using Pids = std::vector<std::uint16_t>;
 
@@ -25,9 +25,9 @@ std::string_view take(std::string_view& bytes, std::size_t size) {
 }
 
 void appendCaPids(std::string_view descriptors, Pids& out) {
-  while (descriptors.size() >= 2) {
-    const std::string_view descriptor = take(descriptors, 2U + byteAt(descriptors, 1));
-    if (byteAt(descriptor, 0) == kCaDescriptor && descriptor.size() >= kCaPidOffset + 2)
+  while (descriptors.size() >= kDescriptorHeaderSize) {
+    const std::string_view descriptor = take(descriptors, kDescriptorHeaderSize + byteAt(descriptors, 1));
+    if (byteAt(descriptor, 0) == kCaDescriptorTag && descriptor.size() >= kCaPidOffset + 2)
       out.push_back(pidAt(descriptor, kCaPidOffset));
   }
 }

@@ -14,12 +14,11 @@ namespace vantor::tables {
 
 namespace {
 
+using thrift::general::CaFormat;
 using thrift::general::ScramblerConfig;
+using thrift::general::ScramblerType;
 using thrift::general::simulCryptData;
 
-constexpr int kSimulcrypt = 3;
-constexpr std::int32_t kSections = 0;
-constexpr std::int32_t kPackets = 1;
 constexpr std::size_t kMaxMessageSize = 1U << 20;
 constexpr std::int32_t kImportedUsid = 1;
 
@@ -32,7 +31,7 @@ void readData(const JsonValue& value, Message& message) {
   const auto packets = value.optional("packets");
   if (sections.has_value() == packets.has_value()) value.fail(R"(either "sections" or "packets" must be there)");
   const JsonValue& data = sections ? *sections : *packets;
-  message.format = sections ? kSections : kPackets;
+  message.format = sections ? CaFormat::SECTIONS : CaFormat::PACKETS;
   message.data = data.hexBytes(kMaxMessageSize);
   if (message.data.empty()) data.fail("there are no bytes");
 }
@@ -40,7 +39,7 @@ void readData(const JsonValue& value, Message& message) {
 /// Format and data are one field of JSON, named after the format.
 template <typename Message>
 const char* dataField(const Message& message) {
-  return message.format == kSections ? "sections" : "packets";
+  return message.format == CaFormat::SECTIONS ? "sections" : "packets";
 }
 
 template <typename Message>
@@ -83,7 +82,7 @@ PidLists readPidLists(const JsonValue& owner, const char* field) {
     const JsonValue list = value->at(i);
     list.allowOnly({"usid", "pids"});
     const JsonValue usid = list.required("usid");
-    const auto [entry, isNew] = lists.try_emplace(static_cast<std::int32_t>(usid.integer(0, INT32_MAX)));
+    const auto [entry, isNew] = lists.try_emplace(usid.integer<std::int32_t>());
     if (!isNew) usid.fail(std::to_string(entry->first) + " stands there twice");
     const JsonValue pids = list.required("pids");
     for (std::size_t n = 0; n < pids.size(); ++n) entry->second.push_back(readInt32(pids.at(n)));
@@ -143,7 +142,7 @@ void readSimulcrypt(const JsonValue& value, ConditionalAccess& access) {
     ecm.pid = readInt32(item.required("pid"));
     readData(item, ecm);
     if (const auto period = item.optional("period")) {
-      if (ecm.format == kSections) period->fail("sections have the period of the library, 100 ms");
+      if (ecm.format == CaFormat::SECTIONS) period->fail("sections have the period of the library, 100 ms");
       ecm.period = static_cast<std::int16_t>(period->integer(INT16_MIN, INT16_MAX));
       if (ecm.period == 0) period->fail("0 is no period");
     }
@@ -167,7 +166,7 @@ ConditionalAccess readAccess(const JsonValue& value) {
   access.config.enabled = true;
   access.config.scrambler_type = readInt32(value.required("scrambler_type"));
   checkConfig(value, access.config);
-  if (access.config.scrambler_type == kSimulcrypt)
+  if (access.config.scrambler_type == ScramblerType::SIMULCRYPT)
     readSimulcrypt(value, access);
   else
     readFixedPids(value, access);
@@ -199,7 +198,7 @@ void takeEcm(std::int32_t pid, const std::string& section, std::optional<Conditi
   if (!access) {
     access.emplace();
     access->config.enabled = true;
-    access->config.scrambler_type = kSimulcrypt;
+    access->config.scrambler_type = ScramblerType::SIMULCRYPT;
   }
   auto& ecms = access->liveEcms;
   const auto place = std::lower_bound(ecms.begin(), ecms.end(), pid,
@@ -210,7 +209,7 @@ void takeEcm(std::int32_t pid, const std::string& section, std::optional<Conditi
   }
   thrift::simulcrypt::ECMItem ecm;
   ecm.pid = pid;
-  ecm.format = kSections;
+  ecm.format = CaFormat::SECTIONS;
   ecm.data = section;
   ecms.insert(place, ecm);
   auto& pids = access->config.ecm_pids[kImportedUsid];

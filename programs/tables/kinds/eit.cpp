@@ -36,7 +36,7 @@ std::vector<EITEvent> readEvents(const JsonValue& list, UtcTime now) {
     value.allowOnly(
         {"event_id", "start_time", "duration", "running_status", "free_CA_mode", "starts_section", "descriptors"});
     EITEvent event;
-    event.event_id = readId(value, "event_id");
+    readInteger(value, "event_id", event.event_id);
     event.start_time = readStart(value, events, now);
     event.duration = readDuration(value.required("duration"));
     readServiceFields(value, event);
@@ -67,9 +67,9 @@ EITSectioning::type readSectioning(const JsonValue& owner) {
 /// What both kinds of EIT begin with; the table_id is still to be chosen.
 EIT readHead(const JsonValue& value, UtcTime now) {
   EIT eit;
-  eit.service_id = readId(value, "service_id");
-  eit.transport_stream_id = readId(value, "transport_stream_id");
-  eit.original_network_id = readId(value, "original_network_id");
+  readInteger(value, "service_id", eit.service_id);
+  readInteger(value, "transport_stream_id", eit.transport_stream_id);
+  readInteger(value, "original_network_id", eit.original_network_id);
   readVersion(value, eit);
   eit.__set_sectioning(readSectioning(value));
   eit.events = readEvents(value.required("events"), now);
@@ -82,8 +82,7 @@ bool readActual(const JsonValue& value) {
 }
 
 void readLastTableId(const JsonValue& value, EIT& eit) {
-  if (const auto last = value.optional("last_table_id"))
-    setLastTableId(eit, static_cast<std::int16_t>(last->integer(0, 0xFF)));
+  if (const auto last = value.optional("last_table_id")) setLastTableId(eit, last->integer<std::int16_t>());
 }
 
 OrderedJson writeHead(const EIT& eit) {

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
-#include "interface/psi/pids.h"
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/json/writeJson.h"
 
@@ -10,13 +7,15 @@
 
 namespace vantor::tables {
 
-/// A 16-bit identifier.
-inline std::int32_t readId(const JsonValue& owner, const char* field) {
-  return static_cast<std::int32_t>(owner.required(field).integer(0, 0xFFFF));
+/// A number as its record holds it, in more bits than the wire has: what can be sent, the record's check knows.
+template <typename Integer>
+void readInteger(const JsonValue& owner, const char* field, Integer& to) {
+  to = owner.required(field).integer<Integer>();
 }
 
-inline std::int32_t readPid(const JsonValue& owner, const char* field) {
-  return static_cast<std::int32_t>(owner.required(field).integer(0, kMaxPid));
+template <typename Integer>
+void readIntegerIfGiven(const JsonValue& owner, const char* field, Integer& to) {
+  if (const auto value = owner.optional(field)) to = value->integer<Integer>();
 }
 
 /// Flags may be absent, which means false.
@@ -31,8 +30,7 @@ inline void writeFlag(bool value, const char* field, OrderedJson& owner) {
 
 template <typename Record>
 void readVersion(const JsonValue& owner, Record& record) {
-  // Above 31 it is sent as 0, which is not this reader's business.
-  record.version_number = static_cast<std::int32_t>(owner.required("version_number").integer(0, INT32_MAX));
+  readInteger(owner, "version_number", record.version_number);
   if (const auto current = owner.optional("current_next_indicator"))
     record.current_next_indicator = current->boolean();
 }

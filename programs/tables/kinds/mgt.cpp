@@ -1,7 +1,6 @@
 #include "programs/tables/kinds/mgt.h"
 
 #include "interface/converters/t2dMGT.h"
-#include "interface/psi/section.h"
 #include "programs/tables/kinds/SingleTableKind.h"
 #include "programs/tables/kinds/masterGuide.h"
 #include "programs/tables/kinds/psip.h"
@@ -19,13 +18,12 @@ constexpr unsigned kLengthBits = 12;  // ATSC A/65 clause 6.2
 MGTTable readTable(const JsonValue& value) {
   value.allowOnly({"table_type", "table_type_pid", "table_type_version_number", "number_bytes", "descriptors"});
   MGTTable table;
-  table.table_type = readId(value, "table_type");
-  table.table_type_pid = readPid(value, "table_type_pid");
+  readInteger(value, "table_type", table.table_type);
+  readInteger(value, "table_type_pid", table.table_type_pid);
   table.table_type_version_number = kOfTheSet;
-  if (const auto version = value.optional("table_type_version_number"))
-    table.table_type_version_number = static_cast<std::int16_t>(version->integer(0, kMaxVersion));
+  readIntegerIfGiven(value, "table_type_version_number", table.table_type_version_number);
   table.number_bytes = kOfTheSet;
-  if (const auto bytes = value.optional("number_bytes")) table.number_bytes = bytes->integer(0, UINT32_MAX);
+  readIntegerIfGiven(value, "number_bytes", table.number_bytes);
   table.descriptors = readDescriptors(value);
   return table;
 }

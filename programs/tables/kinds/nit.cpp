@@ -38,7 +38,7 @@ class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
   NIT readRecord(const JsonValue& value) const override {
     value.allowOnly({"network_id", "version_number", "current_next_indicator", "descriptors", "transport_streams"});
     NIT nit;
-    nit.network_id = readId(value, "network_id");
+    readInteger(value, "network_id", nit.network_id);
     readVersion(value, nit);
     nit.descriptors = readDescriptors(value);
     const JsonValue streams = value.required("transport_streams");
@@ -85,8 +85,8 @@ class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
   static NITTransportStream readStream(const JsonValue& value) {
     value.allowOnly({"transport_stream_id", "original_network_id", "descriptors"});
     NITTransportStream stream;
-    stream.transport_stream_id = readId(value, "transport_stream_id");
-    stream.original_network_id = readId(value, "original_network_id");
+    readInteger(value, "transport_stream_id", stream.transport_stream_id);
+    readInteger(value, "original_network_id", stream.original_network_id);
     stream.descriptors = readDescriptors(value);
     return stream;
   }

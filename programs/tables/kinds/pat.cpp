@@ -29,15 +29,15 @@ class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
   PAT readRecord(const JsonValue& value) const override {
     value.allowOnly({"transport_stream_id", "version_number", "current_next_indicator", "programs"});
     PAT pat;
-    pat.transport_stream_id = readId(value, "transport_stream_id");
+    readInteger(value, "transport_stream_id", pat.transport_stream_id);
     readVersion(value, pat);
     const JsonValue programs = value.required("programs");
     for (std::size_t i = 0; i < programs.size(); ++i) {
       const JsonValue from = programs.at(i);
       from.allowOnly({"program_number", "pid"});
       PATProgram program;
-      program.program_number = readId(from, "program_number");
-      program.pid = readPid(from, "pid");
+      readInteger(from, "program_number", program.program_number);
+      readInteger(from, "pid", program.pid);
       pat.programs.push_back(program);
     }
     return pat;

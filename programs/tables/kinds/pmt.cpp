@@ -58,10 +58,10 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
         {"program_number", "pid", "pcr_pid", "version_number", "current_next_indicator", "descriptors", "streams"});
     ProgramMap map;
     PMT& pmt = map.pmt;
-    pmt.program_number = static_cast<std::int32_t>(value.required("program_number").integer(1, 0xFFFF));
+    pmt.program_number = static_cast<std::int32_t>(value.required("program_number").integer(1, INT32_MAX));
     if (const auto pid = value.optional("pid"))
       map.pid = static_cast<std::int32_t>(pid->integer(INT32_MIN, INT32_MAX));
-    pmt.pcr_pid = readPid(value, "pcr_pid");
+    readInteger(value, "pcr_pid", pmt.pcr_pid);
     readVersion(value, pmt);
     pmt.descriptors = readDescriptors(value);
     const JsonValue streams = value.required("streams");
@@ -109,16 +109,16 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
  private:
   static void checkPid(const JsonValue& value, const TableSet& set) {
     ProgramMap map;
-    map.pmt.program_number = readId(value, "program_number");
-    map.pid = readPid(value, "pid");
+    readInteger(value, "program_number", map.pmt.program_number);
+    readInteger(value, "pid", map.pid.emplace());
     if (const std::string problem = settlePid(set, map); !problem.empty()) value.required("pid").fail(problem);
   }
 
   static PMTStream readStream(const JsonValue& value) {
     value.allowOnly({"stream_type", "elementary_pid", "descriptors"});
     PMTStream stream;
-    stream.stream_type = static_cast<std::int16_t>(value.required("stream_type").integer(0, 0xFF));
-    stream.elementary_pid = readPid(value, "elementary_pid");
+    readInteger(value, "stream_type", stream.stream_type);
+    readInteger(value, "elementary_pid", stream.elementary_pid);
     stream.descriptors = readDescriptors(value);
     return stream;
   }

@@ -21,8 +21,7 @@ constexpr const char* kPsipGroup = "atsc";
 template <typename Record>
 void readPsipHead(const JsonValue& value, Record& record) {
   readVersion(value, record);
-  if (const auto protocol = value.optional("protocol_version"))
-    record.protocol_version = static_cast<std::int16_t>(protocol->integer(0, 0xFF));
+  readIntegerIfGiven(value, "protocol_version", record.protocol_version);
 }
 
 template <typename Record>

@@ -29,7 +29,7 @@ SDTService readService(const JsonValue& value) {
   value.allowOnly({"service_id", "EIT_schedule_flag", "EIT_present_following_flag", "running_status",
                    "free_CA_mode", "starts_section", "descriptors"});
   SDTService service;
-  service.service_id = readId(value, "service_id");
+  readInteger(value, "service_id", service.service_id);
   service.EIT_schedule_flag = hasFlag(value, "EIT_schedule_flag");
   service.EIT_present_following_flag = hasFlag(value, "EIT_present_following_flag");
   readServiceFields(value, service);
@@ -40,8 +40,8 @@ SDT readSdt(const JsonValue& value) {
   value.allowOnly(
       {"transport_stream_id", "original_network_id", "version_number", "current_next_indicator", "services"});
   SDT sdt;
-  sdt.transport_stream_id = readId(value, "transport_stream_id");
-  sdt.original_network_id = readId(value, "original_network_id");
+  readInteger(value, "transport_stream_id", sdt.transport_stream_id);
+  readInteger(value, "original_network_id", sdt.original_network_id);
   readVersion(value, sdt);
   const JsonValue services = value.required("services");
   for (std::size_t i = 0; i < services.size(); ++i) sdt.services.push_back(readService(services.at(i)));

@@ -13,7 +13,6 @@ namespace {
 constexpr const char* kField = "running_status";
 constexpr std::array<const char*, 6> kNames{"undefined", "not_running", "starts_in_a_few_seconds",
                                             "pausing",   "running",     "off_air"};
-constexpr std::int16_t kMaxStatus = 7;
 
 std::int16_t statusNamed(const JsonValue& value) {
   const auto* const name = std::find(kNames.begin(), kNames.end(), value.string());
@@ -29,7 +28,7 @@ std::int16_t readRunningStatus(const JsonValue& owner) {
   const auto value = owner.optional(kField);
   if (!value) return 0;
   if (value->isString()) return statusNamed(*value);
-  return static_cast<std::int16_t>(value->integer(0, kMaxStatus));
+  return value->integer<std::int16_t>();
 }
 
 void writeRunningStatus(std::int16_t status, OrderedJson& owner) {

@@ -6,6 +6,7 @@
 #include "interface/dvbpsi.h"
 #include "interface/psi/section.h"
 #include "programs/tables/descriptors/loops.h"
+#include "programs/tables/kinds/fields.h"
 #include "programs/tables/kinds/refusals.h"
 #include "programs/tables/values/localTimeJson.h"
 #include "servicemux/front/serviceMux.h"
@@ -14,14 +15,13 @@ namespace vantor::tables {
 
 namespace {
 
+using thrift::dvb_tables::kCountryCodeSize;
 using thrift::dvb_tables::kMaxLocalTimeOffsets;
 using thrift::dvb_tables::LocalTimeOffset;
 
 // EN 300 468 clause 6.2.20.
 constexpr std::int16_t kLocalTimeOffsetTag = 0x58;
 constexpr std::size_t kOffsetSize = 13;
-constexpr std::int64_t kMaxRegion = 63;
-constexpr std::size_t kCodeSize = 3;
 
 bool isPrintable(const std::string& code) {
   return std::all_of(code.begin(), code.end(), [](char c) { return c > 0x20 && c < 0x7F; });
@@ -30,11 +30,11 @@ bool isPrintable(const std::string& code) {
 /// Three letters, or "0x" and the digits of three bytes where a capture has something else.
 std::string readCountry(const JsonValue& value) {
   const std::string& code = value.string();
-  if (code.size() == kCodeSize && isPrintable(code)) return code;
-  if (code.size() != 2 + 2 * kCodeSize || code.compare(0, 2, "0x") != 0)
+  if (code.size() == kCountryCodeSize && isPrintable(code)) return code;
+  if (code.size() != 2 + 2 * kCountryCodeSize || code.compare(0, 2, "0x") != 0)
     value.fail(value.shown() + " is not a code of three letters");
   const Json digits(code.substr(2));
-  return JsonValue(digits).hexBytes(kCodeSize);
+  return JsonValue(digits).hexBytes(kCountryCodeSize);
 }
 
 std::string countryText(const std::string& code) { return isPrintable(code) ? code : "0x" + hexDigits(code); }
@@ -42,8 +42,7 @@ std::string countryText(const std::string& code) { return isPrintable(code) ? co
 LocalTime readEntry(const JsonValue& value, UtcTime now) {
   LocalTime entry = readLocalTime(value, {"country_code", "country_region_id"}, now);
   entry.record.country_code = readCountry(value.required("country_code"));
-  if (const auto region = value.optional("country_region_id"))
-    entry.record.country_region_id = static_cast<std::int16_t>(region->integer(0, kMaxRegion));
+  readIntegerIfGiven(value, "country_region_id", entry.record.country_region_id);
   return entry;
 }
 
@@ -57,7 +56,7 @@ OrderedJson writeEntry(const LocalTime& entry) {
 LocalTime decodeEntry(std::string_view bytes) {
   LocalTime entry;
   LocalTimeOffset& record = entry.record;
-  record.country_code = bytes.substr(0, kCodeSize);
+  record.country_code = bytes.substr(0, kCountryCodeSize);
   record.country_region_id = static_cast<std::int16_t>(byteAt(bytes, 3) >> 2);
   record.local_time_offset_polarity = static_cast<std::int16_t>(byteAt(bytes, 3) & 1);
   record.local_time_offset = static_cast<std::int16_t>(wordAt(bytes, 4));
@@ -75,7 +74,7 @@ std::vector<LocalTimeOffset> recordsAt(const std::vector<LocalTime>& entries, Ut
 
 dvbpsi_local_time_offset_s toDvbpsi(const LocalTimeOffset& record) {
   dvbpsi_local_time_offset_s to{};
-  std::copy_n(record.country_code.data(), kCodeSize, to.i_country_code);
+  std::copy_n(record.country_code.data(), kCountryCodeSize, to.i_country_code);
   to.i_country_region_id = static_cast<std::uint8_t>(record.country_region_id);
   to.i_local_time_offset_polarity = static_cast<std::uint8_t>(record.local_time_offset_polarity);
   to.i_local_time_offset = static_cast<std::uint16_t>(record.local_time_offset);

@@ -10,17 +10,13 @@ namespace vantor::tables {
 
 namespace {
 
+using thrift::dvb_tables::kShortNameUnits;
 using thrift::dvb_tables::VCT;
 using thrift::dvb_tables::VCTChannel;
 
 // ATSC A/65 clause 6.3.
-constexpr std::size_t kShortNameSize = 14;
 constexpr unsigned kLengthBits = 10;
 constexpr const char* kShortNameCharset = "UTF-16BE";
-
-std::int16_t readSmall(const JsonValue& owner, const char* field, std::int64_t max) {
-  return static_cast<std::int16_t>(owner.required(field).integer(0, max));
-}
 
 /// The converter sees to its length.
 std::string readShortName(const JsonValue& value) {
@@ -39,21 +35,20 @@ VCTChannel readChannel(const JsonValue& value, bool isCable) {
   value.allowOnly(fields);
   VCTChannel channel;
   channel.short_name = readShortName(value.required("short_name"));
-  channel.major_channel_number = readSmall(value, "major_channel_number", 0x3FF);
-  channel.minor_channel_number = readSmall(value, "minor_channel_number", 0x3FF);
-  channel.modulation_mode = readSmall(value, "modulation_mode", 0xFF);
-  if (const auto frequency = value.optional("carrier_frequency"))
-    channel.carrier_frequency = frequency->integer(0, UINT32_MAX);
-  channel.channel_TSID = readId(value, "channel_TSID");
-  channel.program_number = readId(value, "program_number");
-  if (value.optional("ETM_location")) channel.ETM_location = readSmall(value, "ETM_location", 3);
+  readInteger(value, "major_channel_number", channel.major_channel_number);
+  readInteger(value, "minor_channel_number", channel.minor_channel_number);
+  readInteger(value, "modulation_mode", channel.modulation_mode);
+  readIntegerIfGiven(value, "carrier_frequency", channel.carrier_frequency);
+  readInteger(value, "channel_TSID", channel.channel_TSID);
+  readInteger(value, "program_number", channel.program_number);
+  readIntegerIfGiven(value, "ETM_location", channel.ETM_location);
   channel.access_controlled = hasFlag(value, "access_controlled");
   channel.hidden = hasFlag(value, "hidden");
   channel.path_select = hasFlag(value, "path_select");
   channel.out_of_band = hasFlag(value, "out_of_band");
   channel.hide_guide = hasFlag(value, "hide_guide");
-  channel.service_type = readSmall(value, "service_type", 0x3F);
-  channel.source_id = readId(value, "source_id");
+  readInteger(value, "service_type", channel.service_type);
+  readInteger(value, "source_id", channel.source_id);
   channel.descriptors = readDescriptors(value);
   return channel;
 }
@@ -80,7 +75,7 @@ OrderedJson writeChannel(const VCTChannel& channel) {
 
 /// A name ends where nothing but zeros follow.
 std::string takeShortName(BitReader& bits) {
-  std::string_view units = bits.bytes(kShortNameSize);
+  std::string_view units = bits.bytes(2 * kShortNameUnits);
   while (units.size() >= 2 && wordAt(units, units.size() - 2) == 0) units.remove_suffix(2);
   const auto name = convertText("UTF-8", kShortNameCharset, units);
   if (!name) bits.fail();
@@ -143,7 +138,7 @@ class VctKind : public SingleTableKind<VCT, Member> {
                      "channels", "descriptors"});
     VCT vct;
     vct.table_id = Type.firstTableId;
-    vct.transport_stream_id = readId(value, "transport_stream_id");
+    readInteger(value, "transport_stream_id", vct.transport_stream_id);
     readPsipHead(value, vct);
     vct.descriptors = readDescriptors(value);
     const JsonValue channels = value.required("channels");

@@ -140,7 +140,8 @@ TEST_F(Program, NamesABadOptionValue) {
   for (const std::string port : {"0", "65536", "-1"})
     EXPECT_EQ(errorOf("1.2.3.4:" + port), "servicemux: --to: " + port + " is no port from 1 to 65535\n");
   const std::tuple<std::string, std::string, std::string> cases[] = {
-      {"--vlan", "4", "'4' is not a number from 1 to 3"},
+      {"--vlan", "4", "4 is none of the VLANs 1, 2 and 3"},
+      {"--vlan", "east", "'east' is not a number"},
       {"--bitrate", "0", "'0' is not a number from 1 to 100000"},
       {"--bitrate", "100001", "'100001' is not a number from 1 to 100000"},
       {"--bitrate", "fast", "'fast' is not a number from 1 to 100000"},

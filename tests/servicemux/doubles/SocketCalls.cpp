@@ -28,11 +28,17 @@ std::mutex mutex;
 std::vector<std::string> calls;
 std::vector<std::string> failures;
 int opened = kNone;
+std::function<void()> closeObserver;
 
 void record(int descriptor, const std::string& call) {
   const std::lock_guard lock(mutex);
   const bool ours = descriptor != kNone && descriptor == opened;
   calls.push_back(ours ? call : call + " on " + std::to_string(descriptor));
+}
+
+void observeClose() {
+  const std::lock_guard lock(mutex);
+  if (closeObserver) closeObserver();
 }
 
 /// True, with errno set, when the call is to fail.
@@ -88,10 +94,16 @@ SocketCalls::SocketCalls(std::vector<std::string> failing) {
   calls.clear();
   failures = std::move(failing);
   opened = kNone;
+  closeObserver = nullptr;
   recording.store(true);
 }
 
 SocketCalls::~SocketCalls() { recording.store(false); }
+
+void SocketCalls::beforeClose(std::function<void()> observer) {
+  const std::lock_guard lock(mutex);
+  closeObserver = std::move(observer);
+}
 
 std::vector<std::string> SocketCalls::made() const {
   const std::lock_guard lock(mutex);
@@ -154,6 +166,9 @@ extern "C" int shutdown(int descriptor, int how) noexcept {
 
 extern "C" int close(int descriptor) {
   static const auto real = nextFunction<int(int)>("close");
-  if (recording && isOurs(descriptor)) record(descriptor, "close");
+  if (recording && isOurs(descriptor)) {
+    observeClose();
+    record(descriptor, "close");
+  }
   return real(descriptor);
 }

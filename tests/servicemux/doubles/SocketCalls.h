@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,9 @@ class SocketCalls {
   SocketCalls(const SocketCalls&) = delete;
   SocketCalls& operator=(const SocketCalls&) = delete;
   ~SocketCalls();
+
+  /// Runs `observer` before the socket is closed.
+  void beforeClose(std::function<void()> observer);
 
   /// The calls in order, each as its name and arguments; a descriptor other than the socket's is named at the end.
   [[nodiscard]] std::vector<std::string> made() const;

@@ -7,17 +7,18 @@
 
 #include "servicemux/muxer/VBRmuxer.h"
 #include "tests/servicemux/doubles/Waits.h"
+#include "tests/servicemux/muxer/ClassicStream.h"
 #include "tests/servicemux/packets.h"
 
 /// A stream with a given number of packets, the first due at a given time and each of the others one interval
 /// later. Remembers when it was asked and when it gave a packet. Packet number n has the payload n modulo 256.
-class ScriptedStream : public vantor::muxed_stream {
+class ScriptedStream : public ClassicStream {
  public:
   static constexpr std::size_t kEndless = std::numeric_limits<std::size_t>::max();
 
   ScriptedStream(const std::shared_ptr<vantor::VBRmuxer>& muxer, unsigned short pid, time_point due,
                  nanoseconds interval, std::size_t packets = kEndless)
-      : muxed_stream(muxer, pid, true, 15), pid(pid), due(due), interval(interval), left(packets) {}
+      : ClassicStream(muxer, pid, true, 15), pid(pid), due(due), interval(interval), left(packets) {}
   ~ScriptedStream() override { unlinkFromMuxer(); }
 
   unsigned int getBitrate() override { return 0; }

@@ -9,6 +9,7 @@
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/Waits.h"
+#include "tests/servicemux/muxer/ClassicStream.h"
 #include "tests/servicemux/muxer/ScriptedStream.h"
 
 // What goes wrong only when two threads meet at one certain point. Each test holds one of them there.
@@ -173,9 +174,9 @@ TEST(Waits, CanBeInterrupted) {
 namespace {
 
 /// Stays in get_packet until its destruction has begun, and a good while longer.
-class SlowStream : public muxed_stream {
+class SlowStream : public ClassicStream {
  public:
-  explicit SlowStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 1, true, kNoCC) {}
+  explicit SlowStream(const std::shared_ptr<VBRmuxer>& muxer) : ClassicStream(muxer, 1, true, kNoCC) {}
   ~SlowStream() override {
     dying.store(true);
     unlinkFromMuxer();
@@ -327,9 +328,9 @@ TEST(ClearedQueue, LeavesTheMuxerBeforeItTakesItsOwnMutex) {
 namespace {
 
 /// Has nothing to send and keeps the producer from sleeping: the next packet is always due now. Counts the passes.
-class RestlessStream : public muxed_stream {
+class RestlessStream : public ClassicStream {
  public:
-  explicit RestlessStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 1, true, kNoCC) {}
+  explicit RestlessStream(const std::shared_ptr<VBRmuxer>& muxer) : ClassicStream(muxer, 1, true, kNoCC) {}
   ~RestlessStream() override { unlinkFromMuxer(); }
 
   unsigned int getBitrate() override { return 0; }

@@ -6,6 +6,7 @@
 
 #include "servicemux/muxer/VBRmuxer.h"
 #include "tests/servicemux/doubles/Sender.h"
+#include "tests/servicemux/muxer/ClassicStream.h"
 #include "tests/servicemux/packets.h"
 
 namespace {
@@ -14,10 +15,10 @@ using vantor::muxed_stream;
 using vantor::VBRmuxer;
 
 /// Gives access to what a stream inherits.
-class Stream : public muxed_stream {
+class Stream : public ClassicStream {
  public:
   Stream(const std::shared_ptr<VBRmuxer>& muxer, unsigned char initialCC)
-      : muxed_stream(muxer, 1, true, initialCC) {}
+      : ClassicStream(muxer, 1, true, initialCC) {}
   ~Stream() override { unlinkFromMuxer(); }
 
   unsigned int getBitrate() override { return 0; }
@@ -147,9 +148,9 @@ TEST(StreamLinkDeathTest, StreamThatDiesInAListStopsTheProcess) {
 }
 
 TEST(LinkedStream, LeavesTheMuxerWithItsBaseAtTheLatest) {
-  class ForgetfulStream : public muxed_stream {
+  class ForgetfulStream : public ClassicStream {
    public:
-    explicit ForgetfulStream(const std::shared_ptr<VBRmuxer>& muxer) : muxed_stream(muxer, 1, true, kNoCC) {}
+    explicit ForgetfulStream(const std::shared_ptr<VBRmuxer>& muxer) : ClassicStream(muxer, 1, true, kNoCC) {}
     unsigned int getBitrate() override { return 0; }
     int get_packet(signed char*, time_point, time_point&) override { return 0; }
   };

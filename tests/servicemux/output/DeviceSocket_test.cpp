@@ -22,6 +22,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
+using testing::IsSupersetOf;
 using vantor::serviceMux;
 
 constexpr const char* kUnicast = "127.0.0.1";
@@ -65,6 +66,15 @@ TEST(OutputSocket, UnicastOnlyGetsATtl) {
   const Life life = live(kUnicast);
   EXPECT_THAT(life.calls, ElementsAre("socket SOCK_DGRAM 0", "setsockopt IP_TTL 01", "close"));
   EXPECT_THAT(life.log, ElementsAreArray(logAround(kUnicast, {})));
+}
+
+TEST(OutputSocket, IsClosedBehindTheLastThread) {
+  const ThreadCalls threads(ThreadCalls::Priorities::kGranted);
+  SocketCalls calls;
+  std::vector<std::string> before;
+  calls.beforeClose([&] { before = threads.made(); });
+  { const serviceMux mux("mux", makeAddress(kUnicast), ""); }
+  EXPECT_THAT(before, IsSupersetOf({"join OPSICons5004", "join OPSIProd5004", "join unnamed"}));
 }
 
 TEST(OutputSocket, MulticastIsTiedToInterfaceAndGroup) {

@@ -94,6 +94,7 @@ class CountingSource final : public vantor::SttSource {
     const std::string made = makePacket(kPid, 9, ++count);
     std::copy(made.begin(), made.end(), packet);
   }
+  boost::chrono::nanoseconds elapsed() const override { return {}; }
   unsigned char count = 0;
 };
 

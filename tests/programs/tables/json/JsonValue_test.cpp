@@ -92,7 +92,8 @@ TEST(JsonValue, TakesAVersionThatTheWireHasNoRoomFor) {
 TEST(JsonValue, NamesTheFieldThatIsOutOfRange) {
   EXPECT_EQ(errorOf(withPid("9000")), "/pat/programs/0/pid: 9000 is above 0x1FFF");
   EXPECT_EQ(errorOf(withPid("-1")), "/pat/programs/0/pid: -1 is below 0");
-  EXPECT_EQ(errorOf(withPid("18446744073709551615")), "/pat/programs/0/pid: 18446744073709551615 is above 0x1FFF");
+  EXPECT_EQ(errorOf(withPid("18446744073709551615")),
+            "/pat/programs/0/pid: 18446744073709551615 is above 0x7FFFFFFF");
   EXPECT_EQ(errorOf(withPid("-9223372036854775808")), "/pat/programs/0/pid: -9223372036854775808 is below 0");
   EXPECT_EQ(errorOf(R"({"nit": {"network_id": 1, "version_number": 0, "transport_streams": [
                        {"transport_stream_id": 1, "original_network_id": 1},

@@ -152,6 +152,7 @@ TEST(PsipJson, EachWrongFieldIsNamed) {
   const std::string mgt = std::string(R"("mgt": )") + kMgt;
   EXPECT_EQ(errorOf(changed(mgt, "8187", "8192")), "/atsc/mgt/tables/0/table_type_pid: 8192 is above 0x1FFF");
   EXPECT_EQ(errorOf(changed(mgt, "4,", "32,")), "/atsc/mgt/tables/0/table_type_version_number: 32 is above 0x1F");
+  EXPECT_EQ(errorOf(changed(mgt, "4,", "-1,")), "/atsc/mgt/tables/0/table_type_version_number: -1 is below 0");
   EXPECT_EQ(errorOf(changed(mgt, "1000", "4294967296")),
             "/atsc/mgt/tables/0/number_bytes: 4294967296 is above 0xFFFFFFFF");
   EXPECT_EQ(errorOf(changed(mgt, "1000", "-1")), "/atsc/mgt/tables/0/number_bytes: -1 is below 0");

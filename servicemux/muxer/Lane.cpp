@@ -1,0 +1,256 @@
+#include "servicemux/muxer/Lane.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "interface/psi/packet.h"
+#include "servicemux/muxer/GapGroup.h"
+#include "servicemux/muxer/standardsLimits.h"
+
+namespace vantor {
+
+namespace {
+
+/// Of a section of 4096 bytes behind its pointer_field.
+constexpr std::size_t kPacketsOfASection = 23;
+
+/// A fast PID may fall behind by what one datagram holds.
+constexpr int kGathered = 7;
+
+/// How many tables are looked at that might get late behind a section.
+constexpr int kLookAhead = 4;
+
+constexpr std::uint64_t kMillionthsTimesNanoseconds = 1000000000000000;  // one packet a second, in ns
+
+}  // namespace
+
+Lane::Lane(unsigned short pid) : pid(pid) {
+  reserve(kPacketsOfASection);
+  refresh();
+}
+
+void Lane::reserve(std::size_t packets) { section.reserve(packets * kPacketSize); }
+
+void Lane::add(PacedTable& table) { table.lane = this; }
+
+void Lane::remove(PacedTable& table) {
+  detach(table);
+  if (current == &table) current = nullptr;
+  table.lane = nullptr;
+}
+
+void Lane::clear() {
+  while (!waiting.empty()) remove(*waiting.begin());
+  while (!ready.empty()) remove(*ready.begin());
+  if (current != nullptr) remove(*current);
+  section.clear();
+  offset = 0;
+  group = nullptr;
+}
+
+bool Lane::holds(const PacedTable& table) const {
+  const bool isPlanned = table.waitingHook.is_linked() || table.readyHook.is_linked();
+  return current == &table || (isPlanned && table.job.eligible != time_point::max());
+}
+
+void Lane::detach(PacedTable& table) {
+  if (table.waitingHook.is_linked()) waiting.erase(waiting.iterator_to(table));
+  if (table.readyHook.is_linked()) ready.erase(ready.iterator_to(table));
+}
+
+void Lane::insert(PacedTable& table) { waiting.insert(table); }
+
+void Lane::replan(PacedTable& table, Conditions conditions) {
+  if (current == &table) return;
+  detach(table);
+  conditions.packetInterval = packetInterval();
+  table.plan(conditions);
+  insert(table);
+}
+
+void Lane::replanAll(const Conditions& conditions) {
+  while (!ready.empty()) {
+    PacedTable& table = *ready.begin();
+    detach(table);
+    insert(table);
+  }
+  Waiting all;
+  all.swap(waiting);
+  while (!all.empty()) {
+    PacedTable& table = *all.begin();
+    all.erase(all.begin());
+    if (table.layout.kind == TableLayout::Kind::kRepeated && table.layout.hasSections &&
+        table.layout.second == nullptr)
+      replan(table, conditions);
+    else
+      insert(table);
+  }
+}
+
+/// What is asked for more than a decoder's buffer passes on cannot spare it.
+bool Lane::isFast() const { return rate >= standards::kBufferRate; }
+
+Lane::nanoseconds Lane::packetInterval() const {
+  if (!isFast()) return standards::kBufferInterval;
+  return nanoseconds(
+      static_cast<nanoseconds::rep>(static_cast<double>(kMillionthsTimesNanoseconds / rate) / standards::kHaste));
+}
+
+/// Two packets may leave together, three may not: that is what a decoder's buffer holds.
+Lane::time_point Lane::packetMayAt() const {
+  return isFast() ? clock : beforeLast + 2 * standards::kBufferInterval;
+}
+
+Lane::time_point Lane::packetMustGo() const {
+  return isFast() ? clock + (kGathered - 1) * packetInterval() : packetMayAt();
+}
+
+void Lane::left(time_point now) {
+  beforeLast = last;
+  last = now;
+  const nanoseconds interval = packetInterval();
+  clock = std::max(clock, now - kGathered * interval) + interval;
+}
+
+void Lane::refresh() {
+  if (isUnderWay()) {
+    mayAt = packetMayAt();
+    mustGo = packetMustGo();
+    deadline = currentDeadline;
+    return;
+  }
+  mayAt = mustGo = deadline = time_point::max();
+  if (!ready.empty()) {
+    mayAt = packetMayAt();
+    mustGo = std::max(mayAt, ready.begin()->job.mustGo);
+    deadline = ready.begin()->job.deadline;
+  } else if (!waiting.empty()) {
+    mayAt = std::max(packetMayAt(), waiting.begin()->job.eligible);
+    deadline = waiting.begin()->job.deadline;
+    for (const PacedTable& table : waiting) {
+      if (table.job.eligible >= mustGo) break;
+      mustGo = std::min(mustGo, table.job.mustGo);
+      deadline = std::min(deadline, table.job.deadline);
+    }
+    mustGo = std::max(mustGo, mayAt);
+  }
+}
+
+bool Lane::take(time_point now, time_point soon, const Conditions& conditions, signed char* packet) {
+  if (packetMayAt() > now) return false;
+  if (!isUnderWay() && !begin(now, soon, conditions)) return false;
+  std::memcpy(packet, section.data() + offset, kPacketSize);
+  offset += kPacketSize;
+  stamp(packet, current != nullptr ? current->stream : nullptr);
+  left(now);
+  if (!isUnderWay()) end(now, conditions);
+  return true;
+}
+
+bool Lane::fill(PacedTable& filler, time_point now, signed char* packet) {
+  if (!isUnderWay()) {
+    section.clear();
+    offset = 0;
+    if (!filler.stream->takeSection(filler, filler.job.section, now, section)) return false;
+    filler.job.section = (filler.job.section + 1) % filler.layout.packets.size();
+  }
+  std::memcpy(packet, section.data() + offset, kPacketSize);
+  offset += kPacketSize;
+  stamp(packet, filler.stream);
+  return true;
+}
+
+/// Begins the section that is wanted most.
+bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) {
+  admit(now, soon);
+  section.clear();
+  offset = 0;
+  PacedTable* const table = choose(now, conditions);
+  if (table == nullptr) return false;
+  detach(*table);
+  table->isPrompt = false;
+  number = table->job.section;
+  if (!table->stream->takeSection(*table, number, now, section)) {
+    // A queue is empty until there is more, anything else is just being replaced.
+    const bool isQueue = table->layout.kind == TableLayout::Kind::kQueued;
+    table->postpone(isQueue ? time_point::max() : now + standards::kGap);
+    insert(*table);
+    return false;
+  }
+  current = table;
+  group = table->group;
+  if (group != nullptr) ++group->users;
+  currentDeadline = table->job.deadline;
+  return true;
+}
+
+/// Makes the tables ready that are eligible, and those that would have to go before `soon`.
+void Lane::admit(time_point now, time_point soon) {
+  for (auto next = waiting.begin(); next != waiting.end() && next->job.eligible <= soon;) {
+    PacedTable& table = *next++;
+    if (table.job.eligible > now && table.job.mustGo > soon) continue;
+    waiting.erase(waiting.iterator_to(table));
+    ready.insert(table);
+  }
+}
+
+/// The ready table with the earliest deadline whose distance to others is over; null when there is none.
+PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
+  while (!ready.empty()) {
+    PacedTable& table = *ready.begin();
+    if (table.group == nullptr || table.group->end + standards::kGap <= now) {
+      PacedTable* const other = endangeredBy(table, now, conditions);
+      return other != nullptr ? other : &table;
+    }
+    detach(table);
+    table.postpone(table.group->end + standards::kGap);
+    insert(table);
+  }
+  return nullptr;
+}
+
+/// A table that is not eligible yet, but would be late if the section of the chosen one went first.
+PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
+  Conditions here = conditions;
+  here.packetInterval = packetInterval();
+  const bool isKnown = chosen.job.section < chosen.layout.packets.size();
+  const time_point end = now + (isKnown ? chosen.duration(chosen.job.section, here) : nanoseconds::zero());
+  int looked = 0;
+  for (PacedTable& table : waiting) {
+    if (looked++ == kLookAhead || table.job.eligible > end) break;
+    const bool mayGo = table.group == nullptr || table.group->end + standards::kGap <= now;
+    if (mayGo && !table.isPrompt && table.layout.hasSections && table.job.deadline < end) return &table;
+  }
+  return nullptr;
+}
+
+/// The PID's own counter, ISO/IEC 13818-1 clause 2.4.3.3, whatever stream the packet is of.
+void Lane::stamp(signed char* packet, muxed_stream* stream) {
+  auto& header = reinterpret_cast<unsigned char*>(packet)[kContinuityOffset];
+  if (lastCC == muxed_stream::kNoCC && stream != nullptr) lastCC = stream->GetLastCC();
+  if (lastCC == muxed_stream::kNoCC)
+    lastCC = header & kContinuityMask;
+  else if ((header & kPayloadFlag) != 0)
+    lastCC = (lastCC + 1) & kContinuityMask;
+  header = static_cast<unsigned char>((header & ~kContinuityMask) | lastCC);
+  if (stream != nullptr) stream->continueFrom(lastCC);
+}
+
+void Lane::end(time_point now, const Conditions& conditions) {
+  endedGroup = group;
+  if (group != nullptr) {
+    group->end = now;
+    --group->users;
+    group = nullptr;
+  }
+  PacedTable* const table = current;
+  current = nullptr;
+  if (table == nullptr) return;
+  table->arrived(number, now);
+  if (table->layout.kind == TableLayout::Kind::kQueued)
+    table->job.eligible = std::max(table->job.eligible, now - kGathered * table->interval) +
+                          table->interval * static_cast<nanoseconds::rep>(section.size() / kPacketSize);
+  replan(*table, conditions);
+}
+
+}  // namespace vantor

@@ -1,0 +1,123 @@
+#include "servicemux/muxer/PacedTable.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "servicemux/muxer/GapGroup.h"
+#include "servicemux/muxer/UtcSecond.h"
+#include "servicemux/muxer/standardsLimits.h"
+
+namespace vantor {
+
+namespace {
+
+using boost::chrono::milliseconds;
+using boost::chrono::nanoseconds;
+
+nanoseconds part(nanoseconds whole, double share) {
+  return nanoseconds(static_cast<nanoseconds::rep>(static_cast<double>(whole.count()) * share));
+}
+
+}  // namespace
+
+/// Takes over content. What is known of the sections before holds for those of the same number; further ones are
+/// taken to follow them evenly over a period.
+void PacedTable::put(TableLayout newLayout, const Conditions& conditions, time_point wantedBy) {
+  const std::size_t known = std::min(arrivals.size(), newLayout.packets.size());
+  layout = std::move(newLayout);
+  arrivals.resize(layout.packets.size());
+  const nanoseconds whole = period(conditions);
+  for (std::size_t i = known; i < arrivals.size(); ++i)
+    arrivals[i] =
+        conditions.now - whole + whole * static_cast<nanoseconds::rep>(i) / static_cast<int>(arrivals.size());
+  isPrompt = true;
+  promptSince = conditions.now;
+  promptBy = wantedBy;
+}
+
+void PacedTable::arrived(std::size_t section, time_point now) {
+  previous = now;
+  if (section < arrivals.size()) arrivals[section] = now;
+}
+
+void PacedTable::plan(const Conditions& conditions) {
+  if (layout.kind == TableLayout::Kind::kQueued)
+    planQueued(conditions);
+  else if (layout.second != nullptr)
+    planOnTheSecond(conditions);
+  else if (layout.hasSections)
+    planRepeated(conditions);
+  else
+    planEvenly(conditions);
+  if (group == nullptr || group->end + standards::kGap <= job.eligible) return;
+  job.eligible = group->end + standards::kGap;
+  job.mustGo = std::max(job.mustGo, job.eligible);
+}
+
+/// What is queued keeps its own pace, counted from due time to due time.
+void PacedTable::planQueued(const Conditions& conditions) {
+  const nanoseconds wait = interval == nanoseconds::zero() ? nanoseconds::zero() : conditions.wait;
+  if (isPrompt) job.eligible = conditions.now;
+  isPrompt = false;
+  job.section = 0;
+  job.mustGo = job.eligible + wait;
+  job.deadline = job.mustGo + standards::kPrompt;
+}
+
+void PacedTable::planOnTheSecond(const Conditions& conditions) {
+  const nanoseconds elapsed = layout.second->elapsed();
+  if (isPrompt) {
+    job.eligible = conditions.now + untilSecond(elapsed);
+  } else {
+    const nanoseconds then = (elapsed - (conditions.now - previous)) % nanoseconds(boost::chrono::seconds(1));
+    job.eligible = previous + untilNextSecond(then, period(conditions));
+  }
+  isPrompt = false;
+  job.section = 0;
+  job.mustGo = job.eligible;
+  job.deadline = job.eligible + milliseconds(5);
+}
+
+/// Packets that nobody decodes have no limits: their average is held, not their maximum.
+void PacedTable::planEvenly(const Conditions& conditions) {
+  const nanoseconds whole = period(conditions);
+  job.eligible = isPrompt ? conditions.now : std::max(job.eligible, conditions.now - whole) + whole;
+  isPrompt = false;
+  job.section = 0;
+  job.mustGo = job.eligible + conditions.wait;
+  job.deadline = job.mustGo + standards::kPrompt;
+}
+
+void PacedTable::planRepeated(const Conditions& conditions) {
+  if (isPrompt) {
+    job = {0, promptSince, promptSince, promptBy};
+    return;
+  }
+  const auto next = std::min_element(arrivals.begin(), arrivals.end());
+  job.section = static_cast<std::size_t>(next - arrivals.begin());
+  const nanoseconds whole = period(conditions);
+  const time_point from = *next - duration(job.section, conditions);
+  const nanoseconds share = part(whole, standards::kApart) / static_cast<int>(arrivals.size());
+  const time_point apart = std::min(previous + share, from + part(whole, standards::kLate));
+  const double eligible = conditions.stretch > 1 ? 1 : standards::kEligible;
+  job.eligible = std::max(from + part(whole, eligible), apart);
+  job.mustGo = job.eligible + std::min(conditions.wait, part(whole, standards::kWait));
+  job.deadline = from + whole;
+}
+
+/// Nothing can be sent before.
+void PacedTable::postpone(time_point until) {
+  job.eligible = until;
+  job.mustGo = std::max(job.mustGo, until);
+}
+
+nanoseconds PacedTable::period(const Conditions& conditions) const {
+  return part(milliseconds(layout.period), conditions.stretch);
+}
+
+/// From a section's first packet to its last.
+nanoseconds PacedTable::duration(std::size_t section, const Conditions& conditions) const {
+  return conditions.packetInterval * (layout.packets[section] - 1);
+}
+
+}  // namespace vantor

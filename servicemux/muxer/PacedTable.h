@@ -1,0 +1,106 @@
+#pragma once
+
+#include <boost/chrono.hpp>
+#include <boost/intrusive/set_hook.hpp>
+#include <cstdint>
+#include <vector>
+
+#include "interface/psi/tableTypes.h"
+#include "servicemux/export.h"
+
+namespace vantor {
+
+class Lane;
+class UtcSecond;
+class muxed_stream;
+struct GapGroup;
+
+/// What the deadlines have to know of a table's content.
+struct TableLayout {
+  enum class Kind {
+    kRepeated,  ///< again and again, each section once a period
+    kQueued,    ///< each section once, first in, first out
+    kFiller,    ///< whenever a packet slot is left over
+  };
+
+  Kind kind = Kind::kRepeated;
+  unsigned int period = 0;             ///< ms, of what is repeated
+  bool hasSections = false;            ///< false for packets that nobody decodes
+  psi::TableKey key;                   ///< of the first section
+  std::vector<std::uint32_t> packets;  ///< of each section in turn; of what is queued there need be none
+  const UtcSecond* second = nullptr;   ///< for a table that tells the time it is sent at
+};
+
+/// One table as the deadlines see it: when its sections arrived, and when the next one is wanted. Guarded by the
+/// stream-list mutex of the muxer; only that muxer's StandardsPace changes it.
+class SERVICEMUX_API PacedTable {
+ public:
+  using time_point = boost::chrono::steady_clock::time_point;
+  using nanoseconds = boost::chrono::nanoseconds;
+  using Hook = boost::intrusive::set_member_hook<>;
+
+  PacedTable() = default;
+  PacedTable(const PacedTable&) = delete;
+  PacedTable& operator=(const PacedTable&) = delete;
+
+  /// Sets the ns from packet to packet of what is queued, 0 for as soon as possible.
+  void setInterval(nanoseconds ns) { interval = ns; }
+
+ private:
+  friend class Lane;
+  friend class StandardsPace;
+
+  /// When a section is to leave: not before `eligible` without need, not after `mustGo` without need; it is late
+  /// behind `deadline`.
+  struct Job {
+    std::size_t section = 0;
+    time_point eligible;
+    time_point mustGo;
+    time_point deadline;
+  };
+
+  struct EligibleEarlier {
+    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.eligible < b.job.eligible; }
+  };
+  struct DueEarlier {
+    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.deadline < b.job.deadline; }
+  };
+
+  /// What the plan of the next section depends on.
+  struct Conditions {
+    double stretch = 1;             ///< of all periods
+    nanoseconds wait{0};            ///< for others to fill the datagram
+    nanoseconds packetInterval{0};  ///< from packet to packet of one section
+    time_point now;
+  };
+
+  void put(TableLayout newLayout, const Conditions& conditions, time_point wantedBy);
+  void arrived(std::size_t section, time_point now);
+  void plan(const Conditions& conditions);
+  void planQueued(const Conditions& conditions);
+  void planOnTheSecond(const Conditions& conditions);
+  void planRepeated(const Conditions& conditions);
+  void planEvenly(const Conditions& conditions);
+  void postpone(time_point until);
+  [[nodiscard]] nanoseconds period(const Conditions& conditions) const;
+  [[nodiscard]] nanoseconds duration(std::size_t section, const Conditions& conditions) const;
+
+  muxed_stream* stream = nullptr;
+  Lane* lane = nullptr;  // null while it is not on air
+  GapGroup* group = nullptr;
+  TableLayout layout;
+  nanoseconds interval{0};
+  std::uint64_t need = 0;  // millionths of a packet a second
+
+  std::vector<time_point> arrivals;  // of each section, its last packet; one before the first is made up
+  time_point previous;               // arrival of the section sent last
+  bool isPrompt = false;             // its first section is wanted at once
+  time_point promptSince;
+  time_point promptBy;
+  Job job;
+
+  Hook waitingHook;
+  Hook readyHook;
+};
+
+}  // namespace vantor

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <boost/chrono.hpp>
+
+/// The limits that the pacing by deadlines holds, and the room it leaves itself to hold them.
+
+namespace vantor::standards {
+
+/// From a section's last byte to the first one of the next with the same PID, table_id and table_id_extension:
+/// EN 300 468 clause 5.1.4.1. A little more, because a datagram takes its time to leave.
+constexpr boost::chrono::nanoseconds kGap = boost::chrono::microseconds(25200);
+
+/// Within what a new table's first section leaves.
+constexpr boost::chrono::milliseconds kPrompt{25};
+
+// A period is a maximum. A section may leave when so much of it is over, to share a datagram with others; it waits
+// for them for a further part of it at most. The rest is for what stands in its way.
+constexpr double kEligible = 0.92;
+constexpr double kWait = 0.03;
+// Sections of one table keep apart: by so much of their share of the period, unless one gets late that way.
+constexpr double kApart = 0.85;
+constexpr double kLate = 0.97;
+
+/// The transport buffer of a decoder (ISO/IEC 13818-1 clause 2.4.2) holds 512 bytes, two packets and a half, and
+/// empties at 1 Mbit/s: 188 bytes in 1.504 ms, and a little reserve.
+constexpr boost::chrono::nanoseconds kBufferInterval = boost::chrono::microseconds(1520);
+/// Millionths of a packet a second at 1 Mbit/s.
+constexpr unsigned long kBufferRate = 664893617;
+/// A PID that is asked for more than that leaves faster than it is asked to by this much.
+constexpr double kHaste = 1.25;
+
+/// The packet slots of one datagram take no longer, so that nothing gets late behind it.
+constexpr boost::chrono::milliseconds kLongestDatagram{20};
+
+/// What of the ceiling is given away, so that what has fallen behind can catch up.
+constexpr double kUsable = 0.98;
+/// From this share of the ceiling on no packet waits for others.
+constexpr double kBusy = 0.7;
+
+}  // namespace vantor::standards
