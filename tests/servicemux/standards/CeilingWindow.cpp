@@ -6,6 +6,7 @@ namespace {
 
 constexpr std::int64_t kSecond = 1000000000;
 constexpr std::int64_t kNanosecondsTimesKbps = 1000000;  // in a bit
+constexpr std::int64_t kPacketBits = 1504;
 
 }  // namespace
 
@@ -37,5 +38,6 @@ std::int64_t CeilingWindow::allowed(std::int64_t now) {
     sum += (to - from) * steps[i].kbps;
     from = to;
   }
-  return sum / kNanosecondsTimesKbps;
+  const bool hasChanged = steps.size() > 1;
+  return sum / kNanosecondsTimesKbps + (hasChanged ? kPacketBits : 0);
 }

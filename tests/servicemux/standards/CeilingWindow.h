@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <deque>
 
-/// How much has left in the last second, and how much may have: the ceiling, summed up over that second.
+/// How much has left in the last second, and how much may have: the ceiling, summed up over that second. Where two
+/// ceilings meet in it a packet may stand across both.
 class CeilingWindow {
  public:
   /// From then on, in kbit/s.

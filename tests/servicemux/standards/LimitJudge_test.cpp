@@ -355,7 +355,7 @@ TEST_F(Judge, AnotherCeilingCountsFromThePresent) {
   packet.resize(vantor::kPacketSize, '\xFF');
   judge.setCeiling(0, 16);  // 10 packets
   judge.setCeiling(500 * kMs, 32);
-  for (std::int64_t i = 0; i < 15; ++i) send(kSecond, packet);
+  for (std::int64_t i = 0; i < 16; ++i) send(kSecond, packet);  // one across both
   EXPECT_EQ(named(), "");
   send(kSecond, packet);
   EXPECT_EQ(named(), "ceiling");
