@@ -10,7 +10,8 @@
 #include "tests/servicemux/standards/RandomMultiplex.h"
 
 /// Whole multiplexes with all their threads in simulated time, while their tables, ceilings and clocks change at
-/// random: a judge looks at every packet. Twenty-four sets of an hour each; a failure names its seed.
+/// random: a judge looks at every packet. Twenty-four sets of an hour each, and some that stay or are too much; a
+/// failure names its seed.
 
 #if defined(__has_feature)
 #define SANITIZED_BY(name) __has_feature(name)
@@ -116,6 +117,9 @@ class Day : public Simulation {
   }
 };
 
+/// Tables that stay as they are, at loads from 10 to 80 percent: what is late here is not late because of a change.
+class Still : public Simulation {};
+
 /// More on air than the ceiling has room for.
 class Overload : public Simulation {};
 
@@ -135,6 +139,21 @@ TEST_P(Day, EveryLimitIsHeldInEveryPacket) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Hours, Day, testing::Range(1U, 25U));
+
+TEST_P(Still, EveryLimitIsHeldInEveryPacket) {
+  owner.start();
+  const double load = 0.1 * (1 + seed % 8);
+  owner.setLoad(load);
+  judge.watch(simulation.now(), false);
+  sleep(60 * kSecond);
+  judge.watch(simulation.now(), true);
+  sleep(kHour / 6);
+  judge.finish(simulation.now());
+  EXPECT_EQ(judge.count(), 0U) << "seed " << seed << ", load " << load << ", " << owner.ceiling()
+                               << " kbit/s: " << judge.report();
+}
+
+INSTANTIATE_TEST_SUITE_P(Sets, Still, testing::Range(201U, 217U));
 
 TEST_P(Overload, AllPeriodsAreStretchedByTheFactorThatIsStated) {
   judge.watch(0, false);
