@@ -207,7 +207,7 @@ bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) 
 void Lane::admit(time_point now, time_point soon) {
   for (auto next = waiting.begin(); next != waiting.end() && next->job.eligible <= soon;) {
     PacedTable& table = *next++;
-    if (table.job.eligible > now && table.job.mustGo > soon) continue;
+    if (table.job.eligible > now && (table.job.mustGo > soon || table.job.possible > now)) continue;
     waiting.erase(waiting.iterator_to(table));
     ready.insert(table);
   }
@@ -238,7 +238,7 @@ PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const C
   for (PacedTable& table : waiting) {
     if (looked++ == kLookAhead || table.job.eligible > end) break;
     const bool mayGo = table.group == nullptr || table.group->end + standards::kGap <= now;
-    if (mayGo && !table.isPrompt && table.layout.hasSections && table.job.deadline < end) return &table;
+    if (mayGo && table.job.possible <= now && table.job.deadline < end) return &table;
   }
   return nullptr;
 }
@@ -265,7 +265,9 @@ void Lane::end(time_point now, const Conditions& conditions) {
   PacedTable* const table = current;
   current = nullptr;
   if (table == nullptr) return;
-  table->arrived(number, now);
+  Conditions here = conditions;
+  here.packetInterval = packetInterval();
+  table->arrived(number, here);
   if (table->layout.kind == TableLayout::Kind::kQueued)
     table->job.eligible = std::max(table->job.eligible, now - kGathered * table->interval) +
                           table->interval * static_cast<nanoseconds::rep>(section.size() / kPacketSize);

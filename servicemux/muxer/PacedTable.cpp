@@ -35,9 +35,14 @@ void PacedTable::put(TableLayout newLayout, const Conditions& conditions, time_p
   promptBy = wantedBy;
 }
 
-void PacedTable::arrived(std::size_t section, time_point now) {
-  previous = now;
-  if (section < arrivals.size()) arrivals[section] = now;
+/// Where all periods are stretched nothing can be in time, and what counts is the average: the next period begins with
+/// the due time of this one.
+void PacedTable::arrived(std::size_t section, const Conditions& conditions) {
+  previous = conditions.now;
+  if (section >= arrivals.size()) return;
+  const time_point due = job.eligible + duration(section, conditions);
+  arrivals[section] = conditions.stretch > 1 ? std::clamp(due, conditions.now - period(conditions) / 2, conditions.now)
+                                             : conditions.now;
 }
 
 void PacedTable::plan(const Conditions& conditions) {
@@ -49,10 +54,7 @@ void PacedTable::plan(const Conditions& conditions) {
     planRepeated(conditions);
   else
     planEvenly(conditions);
-  if (group == nullptr || group->end + standards::kGap <= job.eligible) return;
-  job.eligible = group->end + standards::kGap;
-  job.mustGo = std::max(job.mustGo, job.eligible);
-  job.pressing = std::max(job.pressing, job.eligible);
+  if (group != nullptr) postpone(group->end + standards::kGap);
 }
 
 /// What is queued keeps its own pace, counted from due time to due time.
@@ -61,6 +63,7 @@ void PacedTable::planQueued(const Conditions& conditions) {
   if (isPrompt) job.eligible = conditions.now;
   isPrompt = false;
   job.section = 0;
+  job.possible = job.eligible;
   job.mustGo = job.pressing = job.eligible + wait;
   job.deadline = job.mustGo + standards::kPrompt;
 }
@@ -75,7 +78,7 @@ void PacedTable::planOnTheSecond(const Conditions& conditions) {
   }
   isPrompt = false;
   job.section = 0;
-  job.mustGo = job.pressing = job.eligible;
+  job.possible = job.mustGo = job.pressing = job.eligible;
   job.deadline = job.eligible + milliseconds(5);
 }
 
@@ -91,13 +94,14 @@ void PacedTable::planEvenly(const Conditions& conditions) {
   job.eligible = isPrompt ? conditions.now : std::max(job.eligible, conditions.now - whole) + whole;
   isPrompt = false;
   job.section = 0;
+  job.possible = job.eligible;
   job.mustGo = job.eligible + conditions.wait;
   job.pressing = job.deadline = job.mustGo + standards::kPrompt;
 }
 
 void PacedTable::planRepeated(const Conditions& conditions) {
   if (isPrompt) {
-    job = {0, promptSince, promptSince, promptBy - standards::kPrompt, promptBy};
+    job = {0, promptSince, promptSince, promptSince, promptBy - standards::kPrompt, promptBy};
     return;
   }
   const auto next = std::min_element(arrivals.begin(), arrivals.end());
@@ -107,6 +111,7 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   const nanoseconds share = part(whole, standards::kApart) / static_cast<int>(arrivals.size());
   const time_point apart = std::min(previous + share, from + part(whole, standards::kLate));
   const double eligible = conditions.stretch > 1 ? 1 : standards::kEligible;
+  job.possible = conditions.now;
   job.eligible = std::max(from + part(whole, eligible), apart);
   job.mustGo = job.eligible + std::min(conditions.wait, part(whole, standards::kWait));
   job.pressing = std::max(job.mustGo, from + part(whole, standards::kPressing));
@@ -115,7 +120,8 @@ void PacedTable::planRepeated(const Conditions& conditions) {
 
 /// Nothing can be sent before.
 void PacedTable::postpone(time_point until) {
-  job.eligible = until;
+  job.possible = std::max(job.possible, until);
+  job.eligible = std::max(job.eligible, until);
   job.mustGo = std::max(job.mustGo, until);
   job.pressing = std::max(job.pressing, until);
 }

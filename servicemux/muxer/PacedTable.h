@@ -50,10 +50,11 @@ class SERVICEMUX_API PacedTable {
   friend class Lane;
   friend class StandardsPace;
 
-  /// When a section is to leave: not before `eligible` without need; from `mustGo` on it does not wait for others
+  /// When a section is to leave: never before `possible`; not before `eligible` without need; from `mustGo` on it does not wait for others
   /// to fill the datagram, and from `pressing` on not for its slot; it is late behind `deadline`.
   struct Job {
     std::size_t section = 0;
+    time_point possible;
     time_point eligible;
     time_point mustGo;
     time_point pressing;
@@ -76,7 +77,7 @@ class SERVICEMUX_API PacedTable {
   };
 
   void put(TableLayout newLayout, const Conditions& conditions, time_point wantedBy);
-  void arrived(std::size_t section, time_point now);
+  void arrived(std::size_t section, const Conditions& conditions);
   void plan(const Conditions& conditions);
   void planQueued(const Conditions& conditions);
   void planOnTheSecond(const Conditions& conditions);

@@ -281,6 +281,7 @@ StandardsPace::time_point StandardsPace::nextDeparture() const {
 
 /// When the next datagram is to leave of what is on air in its own right; one that is full at `slot`.
 StandardsPace::time_point StandardsPace::soonest(time_point slot) const {
+  const time_point slotOfPressing = ceiling.nextPressing();
   time_point mustGo = time_point::max();
   time_point pressing = time_point::max();
   std::size_t count = 0;
@@ -288,14 +289,14 @@ StandardsPace::time_point StandardsPace::soonest(time_point slot) const {
     mustGo = std::min(mustGo, lane.mustGo);
     pressing = std::min(pressing, lane.pressing);
     if (++count == room()) mustGo = std::min(mustGo, std::max(lane.mayAt, conditions.now));
-    return count < room();
   };
-  for (const Lane& lane : ready)
-    if (!meet(lane)) break;
-  for (const Lane& lane : waiting)
-    if (count >= room() || lane.mayAt >= mustGo || !meet(lane)) break;
-  if (mustGo == time_point::max()) return mustGo;
-  return std::min(std::max(mustGo, slot), std::max(pressing, ceiling.nextPressing()));
+  const auto departure = [&] { return std::min(std::max(mustGo, slot), std::max(pressing, slotOfPressing)); };
+  for (const Lane& lane : ready) meet(lane);
+  for (const Lane& lane : waiting) {
+    if (lane.mayAt >= departure()) break;
+    meet(lane);
+  }
+  return mustGo == time_point::max() ? mustGo : departure();
 }
 
 std::size_t StandardsPace::choose(time_point now, nanoseconds ahead, signed char* packets) {
