@@ -46,6 +46,8 @@ void Lane::clear() {
   section.clear();
   offset = 0;
   group = nullptr;
+  rate = 0;
+  isNew = true;
 }
 
 bool Lane::holds(const PacedTable& table) const {
@@ -60,12 +62,22 @@ void Lane::detach(PacedTable& table) {
 
 void Lane::insert(PacedTable& table) { waiting.insert(table); }
 
-void Lane::replan(PacedTable& table, Conditions conditions) {
+void Lane::replan(PacedTable& table, const Conditions& conditions) {
   if (current == &table) return;
   detach(table);
-  conditions.packetInterval = packetInterval();
-  table.plan(conditions);
+  table.plan(conditionsHere(conditions));
   insert(table);
+}
+
+Lane::Conditions Lane::conditionsHere(Conditions conditions) const {
+  conditions.packetInterval = packetInterval();
+  return conditions;
+}
+
+/// How long a section of a table takes at most: its packets wait for their slots behind those of other PIDs.
+Lane::nanoseconds Lane::longest(const PacedTable& table, Conditions conditions) const {
+  conditions.packetInterval = std::max(packetInterval(), conditions.slot + conditions.slot / 4);
+  return table.duration(table.job.section, conditions);
 }
 
 void Lane::replanAll(const Conditions& conditions) {
@@ -179,7 +191,7 @@ bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) 
   section.clear();
   offset = 0;
   PacedTable* const table = choose(now, conditions);
-  if (table == nullptr || sectionMayAt(table->job.pressing) > now) return false;
+  if (table == nullptr) return false;
   detach(*table);
   if (const nanoseconds early = table->untilSecond(conditions); early > nanoseconds::zero()) {
     table->postpone(now + early);
@@ -198,8 +210,9 @@ bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) 
   current = table;
   group = table->group;
   if (group != nullptr) ++group->users;
-  currentPressing = table->job.pressing;
-  currentDeadline = table->job.deadline;
+  const time_point soonEnd = now + longest(*table, conditions);  // others wait for its end
+  currentPressing = std::min(table->job.pressing, soonEnd);
+  currentDeadline = std::min(table->job.deadline, soonEnd);
   return true;
 }
 
@@ -213,11 +226,12 @@ void Lane::admit(time_point now, time_point soon) {
   }
 }
 
-/// The ready table with the earliest deadline whose distance to others is over; null when there is none.
+/// The ready table that presses first, of those whose distance to others is over; null when none may begin.
 PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
   while (!ready.empty()) {
     PacedTable& table = *ready.begin();
     if (table.group == nullptr || table.group->end + standards::kGap <= now) {
+      if (sectionMayAt(table.job.pressing) > now) return nullptr;
       PacedTable* const other = endangeredBy(table, now, conditions);
       return other != nullptr ? other : &table;
     }
@@ -230,10 +244,7 @@ PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
 
 /// A table that is not eligible yet, but would be late if the section of the chosen one went first.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
-  Conditions here = conditions;
-  here.packetInterval = packetInterval();
-  const bool isKnown = chosen.job.section < chosen.layout.packets.size();
-  const time_point end = now + (isKnown ? chosen.duration(chosen.job.section, here) : nanoseconds::zero());
+  const time_point end = now + longest(chosen, conditions);
   int looked = 0;
   for (PacedTable& table : waiting) {
     if (looked++ == kLookAhead || table.job.eligible > end) break;
@@ -246,7 +257,8 @@ PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const C
 /// The PID's own counter, ISO/IEC 13818-1 clause 2.4.3.3, whatever stream the packet is of.
 void Lane::stamp(signed char* packet, muxed_stream* stream) {
   auto& header = reinterpret_cast<unsigned char*>(packet)[kContinuityOffset];
-  if (lastCC == muxed_stream::kNoCC && stream != nullptr) lastCC = stream->GetLastCC();
+  if (isNew && stream != nullptr && stream->GetLastCC() != muxed_stream::kNoCC) lastCC = stream->GetLastCC();
+  isNew = false;
   if (lastCC == muxed_stream::kNoCC)
     lastCC = header & kContinuityMask;
   else if ((header & kPayloadFlag) != 0)
@@ -265,9 +277,7 @@ void Lane::end(time_point now, const Conditions& conditions) {
   PacedTable* const table = current;
   current = nullptr;
   if (table == nullptr) return;
-  Conditions here = conditions;
-  here.packetInterval = packetInterval();
-  table->arrived(number, here);
+  table->arrived(number, conditionsHere(conditions));
   if (table->layout.kind == TableLayout::Kind::kQueued)
     table->job.eligible = std::max(table->job.eligible, now - kGathered * table->interval) +
                           table->interval * static_cast<nanoseconds::rep>(section.size() / kPacketSize);

@@ -27,7 +27,7 @@ class Lane {
   void add(PacedTable& table);
   void remove(PacedTable& table);
   /// Takes the table's plan anew, unless its section is just under way: then it is planned at its end.
-  void replan(PacedTable& table, Conditions conditions);
+  void replan(PacedTable& table, const Conditions& conditions);
   /// The same for all tables.
   void replanAll(const Conditions& conditions);
 
@@ -87,7 +87,7 @@ class Lane {
       boost::intrusive::multiset<PacedTable, boost::intrusive::member_hook<PacedTable, PacedTable::Hook, hook>,
                                  boost::intrusive::compare<Order>, boost::intrusive::constant_time_size<false>>;
   using Waiting = Index<PacedTable::EligibleEarlier, &PacedTable::waitingHook>;
-  using Ready = Index<PacedTable::DueEarlier, &PacedTable::readyHook>;
+  using Ready = Index<PacedTable::PressingEarlier, &PacedTable::readyHook>;
 
   [[nodiscard]] bool isFast() const;
   [[nodiscard]] nanoseconds averageInterval() const;
@@ -95,6 +95,8 @@ class Lane {
   [[nodiscard]] time_point sectionMayAt(time_point whenPressing) const;
   [[nodiscard]] time_point packetMustGo() const;
 
+  [[nodiscard]] Conditions conditionsHere(Conditions conditions) const;
+  [[nodiscard]] nanoseconds longest(const PacedTable& table, Conditions conditions) const;
   void detach(PacedTable& table);
   void insert(PacedTable& table);
   void admit(time_point now, time_point soon);
@@ -119,6 +121,7 @@ class Lane {
   GapGroup* endedGroup = nullptr;
 
   unsigned char lastCC = muxed_stream::kNoCC;
+  bool isNew = true;  // the stream may know better, having sent with another timing
   // When the packets before left, and when the next one would at the rate of all tables.
   time_point last;
   time_point beforeLast;

@@ -35,14 +35,15 @@ void PacedTable::put(TableLayout newLayout, const Conditions& conditions, time_p
   promptBy = wantedBy;
 }
 
-/// Where all periods are stretched nothing can be in time, and what counts is the average: the next period begins with
-/// the due time of this one.
+/// Where all periods are stretched nothing can be in time, and what counts is the average: the next period begins
+/// with the due time of this one.
 void PacedTable::arrived(std::size_t section, const Conditions& conditions) {
   previous = conditions.now;
   if (section >= arrivals.size()) return;
   const time_point due = job.eligible + duration(section, conditions);
-  arrivals[section] = conditions.stretch > 1 ? std::clamp(due, conditions.now - period(conditions) / 2, conditions.now)
-                                             : conditions.now;
+  arrivals[section] = conditions.stretch > 1
+                          ? std::clamp(due, conditions.now - period(conditions) / 2, conditions.now)
+                          : conditions.now;
 }
 
 void PacedTable::plan(const Conditions& conditions) {
@@ -111,11 +112,12 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   const nanoseconds share = part(whole, standards::kApart) / static_cast<int>(arrivals.size());
   const time_point apart = std::min(previous + share, from + part(whole, standards::kLate));
   const double eligible = conditions.stretch > 1 ? 1 : standards::kEligible;
-  job.possible = conditions.now;
+  job.possible = from + part(whole, standards::kEarliest);
   job.eligible = std::max(from + part(whole, eligible), apart);
   job.mustGo = job.eligible + std::min(conditions.wait, part(whole, standards::kWait));
   job.pressing = std::max(job.mustGo, from + part(whole, standards::kPressing));
   job.deadline = from + whole;
+  if (conditions.stretch > 1) job.deadline += whole / 4;  // so that short periods come first
 }
 
 /// Nothing can be sent before.
@@ -132,6 +134,7 @@ nanoseconds PacedTable::period(const Conditions& conditions) const {
 
 /// From a section's first packet to its last.
 nanoseconds PacedTable::duration(std::size_t section, const Conditions& conditions) const {
+  if (section >= layout.packets.size()) return nanoseconds::zero();
   return conditions.packetInterval * (layout.packets[section] - 1);
 }
 

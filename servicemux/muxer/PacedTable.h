@@ -50,8 +50,9 @@ class SERVICEMUX_API PacedTable {
   friend class Lane;
   friend class StandardsPace;
 
-  /// When a section is to leave: never before `possible`; not before `eligible` without need; from `mustGo` on it does not wait for others
-  /// to fill the datagram, and from `pressing` on not for its slot; it is late behind `deadline`.
+  /// When a section is to leave: never before `possible`; not before `eligible` without need; from `mustGo` on it
+  /// does not wait for others to fill the datagram, and from `pressing` on not for its slot; it is late behind
+  /// `deadline`.
   struct Job {
     std::size_t section = 0;
     time_point possible;
@@ -64,14 +65,15 @@ class SERVICEMUX_API PacedTable {
   struct EligibleEarlier {
     bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.eligible < b.job.eligible; }
   };
-  struct DueEarlier {
-    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.deadline < b.job.deadline; }
+  struct PressingEarlier {
+    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.pressing < b.job.pressing; }
   };
 
   /// What the plan of the next section depends on.
   struct Conditions {
     double stretch = 1;             ///< of all periods
     nanoseconds wait{0};            ///< for others to fill the datagram
+    nanoseconds slot{0};            ///< of a packet at the ceiling
     nanoseconds packetInterval{0};  ///< from packet to packet of one section
     time_point now;
   };

@@ -15,8 +15,8 @@ constexpr std::uint64_t kMillionthsTimesNanoseconds = 1000000000000000;
 constexpr double kMillionthsOfOneKbps = 1e6 / 1.504;
 
 /// New tables get what is left over, within these bounds, so that those on air are in time meanwhile.
-constexpr double kLeastForNewWork = 0.1;
-constexpr double kMostForNewWork = 0.5;
+constexpr double kLeastForNewWork = 0.2;
+constexpr double kMostForNewWork = 1;
 
 /// All plans are made anew when the stretch has moved by more than this.
 constexpr double kNoticed = 0.05;
@@ -155,7 +155,6 @@ void StandardsPace::clear(time_point now) {
   for (const auto& [pid, lane] : lanes) lane->clear();
   for (PacedTable* const table : fillers) table->lane->remove(*table);
   fillers.clear();
-  lanes.clear();
   groups.clear();
   overfull.clear();
   lastGroups.clear();
@@ -224,6 +223,7 @@ void StandardsPace::refit(time_point now) {
   double most = load();
   for (const GapGroup* const group : overfull) most = std::max(most, group->load);
   conditions.stretch = std::max(1.0, most);
+  conditions.slot = ceiling.slot();
   conditions.wait = load() > standards::kBusy ? nanoseconds::zero() : wait;
   if (std::abs(conditions.stretch / plannedStretch - 1) < kNoticed) return;
   plannedStretch = conditions.stretch;

@@ -15,6 +15,7 @@ constexpr boost::chrono::milliseconds kPrompt{25};
 
 // A period is a maximum. A section may leave when so much of it is over, to share a datagram with others; it waits
 // for them for a further part of it at most. The rest is for what stands in its way.
+constexpr double kEarliest = 0.9;  // to get out of the way of others
 constexpr double kEligible = 0.92;
 constexpr double kWait = 0.03;
 // When so much is over it does not wait for its packet slot either, as long as what is ahead of its slots is no
@@ -37,7 +38,7 @@ constexpr double kHaste = 1.25;
 constexpr boost::chrono::milliseconds kLongestDatagram{20};
 
 /// What of the ceiling is given away, so that what has fallen behind can catch up.
-constexpr double kUsable = 0.98;
+constexpr double kUsable = 0.96;
 /// What is kept of each second for packets that press: three datagrams at most.
 constexpr unsigned int kMostKept = 21;
 
