@@ -91,8 +91,7 @@ void Lane::replanAll(const Conditions& conditions) {
   while (!all.empty()) {
     PacedTable& table = *all.begin();
     all.erase(all.begin());
-    if (table.layout.kind == TableLayout::Kind::kRepeated && table.layout.hasSections &&
-        table.layout.second == nullptr)
+    if (table.isPeriodic())
       replan(table, conditions);
     else
       insert(table);
@@ -244,12 +243,12 @@ PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
 
 /// A table that is not eligible yet, but would be late if the section of the chosen one went first.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
-  const time_point end = now + longest(chosen, conditions);
+  const time_point end = now + longest(chosen, conditions) + 2 * standards::kBufferInterval;
   int looked = 0;
   for (PacedTable& table : waiting) {
     if (looked++ == kLookAhead || table.job.eligible > end) break;
     const bool mayGo = table.group == nullptr || table.group->end + standards::kGap <= now;
-    if (mayGo && table.job.possible <= now && table.job.deadline < end) return &table;
+    if (mayGo && table.isPeriodic() && table.job.deadline < end) return &table;
   }
   return nullptr;
 }

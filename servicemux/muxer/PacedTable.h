@@ -78,6 +78,12 @@ class SERVICEMUX_API PacedTable {
     time_point now;
   };
 
+  /// Whether it may be sent earlier than planned.
+  [[nodiscard]] bool isPeriodic() const {
+    return layout.kind == TableLayout::Kind::kRepeated && layout.hasSections && layout.second == nullptr &&
+           !isPrompt;
+  }
+
   void put(TableLayout newLayout, const Conditions& conditions, time_point wantedBy);
   void arrived(std::size_t section, const Conditions& conditions);
   void plan(const Conditions& conditions);

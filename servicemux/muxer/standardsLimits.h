@@ -16,11 +16,11 @@ constexpr boost::chrono::milliseconds kPrompt{25};
 // A period is a maximum. A section may leave when so much of it is over, to share a datagram with others; it waits
 // for them for a further part of it at most. The rest is for what stands in its way.
 constexpr double kEarliest = 0.9;  // to get out of the way of others
-constexpr double kEligible = 0.92;
-constexpr double kWait = 0.03;
+constexpr double kEligible = 0.915;
+constexpr double kWait = 0.02;
 // When so much is over it does not wait for its packet slot either, as long as what is ahead of its slots is no
 // more than kBurst, and no more than the bitrate leaves in a second.
-constexpr double kPressing = 0.95;
+constexpr double kPressing = 0.94;
 constexpr boost::chrono::milliseconds kBurst{100};
 // Sections of one table keep apart: by so much of their share of the period, unless one gets late that way.
 constexpr double kApart = 0.85;

@@ -112,7 +112,7 @@ class Day : public Simulation {
       owner.replace();
     }
     mux.setTimingProfile(TimingProfile::Standards);
-    sleep(kMillisecond);  // what was due before is still on its way
+    sleep(3 * kSecond);  // all tables are new, and take their time
     judge.watch(simulation.now(), true);
   }
 };
