@@ -133,14 +133,8 @@ void Lane::left(time_point now) {
   clock = std::max(clock, isFast() ? now - kGathered * interval : now) + interval;
 }
 
+/// A section that is under way presses when a table behind it does.
 void Lane::refresh() {
-  if (isUnderWay()) {
-    mayAt = packetMayAt();
-    mustGo = packetMustGo();
-    pressing = std::max(mayAt, currentPressing);
-    deadline = currentDeadline;
-    return;
-  }
   mayAt = mustGo = pressing = deadline = time_point::max();
   const auto meet = [this](const PacedTable::Job& job) {
     mustGo = std::min(mustGo, job.mustGo);
@@ -153,10 +147,16 @@ void Lane::refresh() {
     if (table.job.eligible >= std::max(mustGo, sectionMayAt(pressing)) || looked++ == kLookAhead) break;
     meet(table.job);
   }
-  if (mustGo == time_point::max()) return;
-  mayAt = sectionMayAt(pressing);
-  if (ready.empty()) mayAt = std::max(mayAt, waiting.begin()->job.eligible);
-  mustGo = std::max(mustGo, mayAt);
+  if (isUnderWay()) {
+    mayAt = packetMayAt();
+    mustGo = packetMustGo();
+    pressing = std::min(pressing, currentPressing);
+    deadline = std::min(deadline, currentDeadline);
+  } else if (mustGo != time_point::max()) {
+    mayAt = sectionMayAt(pressing);
+    if (ready.empty()) mayAt = std::max(mayAt, waiting.begin()->job.eligible);
+    mustGo = std::max(mustGo, mayAt);
+  }
   pressing = std::max(pressing, mayAt);
 }
 
@@ -209,9 +209,8 @@ bool Lane::begin(time_point now, time_point soon, const Conditions& conditions) 
   current = table;
   group = table->group;
   if (group != nullptr) ++group->users;
-  const time_point soonEnd = now + longest(*table, conditions);  // others wait for its end
-  currentPressing = std::min(table->job.pressing, soonEnd);
-  currentDeadline = std::min(table->job.deadline, soonEnd);
+  currentPressing = table->job.pressing;
+  currentDeadline = std::min(table->job.deadline, now + longest(*table, conditions));
   return true;
 }
 
