@@ -242,7 +242,7 @@ PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
 
 /// A table that is not eligible yet, but would be late if the section of the chosen one went first.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
-  const time_point end = now + longest(chosen, conditions) + 2 * standards::kBufferInterval;
+  const time_point end = now + longest(chosen, conditions) + 6 * standards::kBufferInterval;
   int looked = 0;
   for (PacedTable& table : waiting) {
     if (looked++ == kLookAhead || table.job.eligible > end) break;

@@ -53,7 +53,7 @@ LimitJudge::Allowances allowances() {
   LimitJudge::Allowances granted;
   granted.slotTime = true;
   granted.timeLateness = 100 * kMillisecond;  // the second and these are both within the limits
-  granted.changeSlots = 2;                    // at most half of which others need
+  granted.changeSlots = 5;                    // at most half of which others need
   return granted;
 }
 
