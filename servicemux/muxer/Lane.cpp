@@ -20,6 +20,9 @@ constexpr int kGathered = 7;
 /// How many tables are looked at that might get late behind a section.
 constexpr int kLookAhead = 8;
 
+/// Others of the PID may come between, each with two packets.
+constexpr boost::chrono::nanoseconds kReserve = 6 * standards::kBufferInterval;
+
 constexpr std::uint64_t kMillionthsTimesNanoseconds = 1000000000000000;  // one packet a second, in ns
 
 }  // namespace
@@ -240,14 +243,22 @@ PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
   return nullptr;
 }
 
-/// A table that is not eligible yet, but would be late if the section of the chosen one went first.
+/// A table that would be late if the section of the chosen one went first, which can wait longer.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
-  const time_point end = now + longest(chosen, conditions) + 6 * standards::kBufferInterval;
+  const time_point end = now + longest(chosen, conditions) + kReserve;
+  const auto isEndangered = [&](const PacedTable& table) {
+    const bool mayGo = table.group == nullptr || table.group->end + standards::kGap <= now;
+    return mayGo && table.isPeriodic() && table.job.deadline < std::min(end, chosen.job.deadline);
+  };
   int looked = 0;
+  for (PacedTable& table : ready) {
+    if (looked++ == kLookAhead) break;
+    if (isEndangered(table)) return &table;
+  }
+  looked = 0;
   for (PacedTable& table : waiting) {
     if (looked++ == kLookAhead || table.job.eligible > end) break;
-    const bool mayGo = table.group == nullptr || table.group->end + standards::kGap <= now;
-    if (mayGo && table.isPeriodic() && table.job.deadline < end) return &table;
+    if (isEndangered(table)) return &table;
   }
   return nullptr;
 }

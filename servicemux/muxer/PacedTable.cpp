@@ -101,13 +101,13 @@ void PacedTable::planEvenly(const Conditions& conditions) {
 }
 
 void PacedTable::planRepeated(const Conditions& conditions) {
+  const auto next = std::min_element(arrivals.begin(), arrivals.end());
+  const nanoseconds whole = period(conditions);
   if (isPrompt) {
-    job = {0, promptSince, promptSince, promptSince, promptBy - standards::kPrompt, promptBy};
+    planPrompt(*next, whole, conditions);
     return;
   }
-  const auto next = std::min_element(arrivals.begin(), arrivals.end());
   job.section = static_cast<std::size_t>(next - arrivals.begin());
-  const nanoseconds whole = period(conditions);
   const time_point from = *next - duration(job.section, conditions);
   const nanoseconds share = part(whole, standards::kApart) / static_cast<int>(arrivals.size());
   const time_point apart = std::min(previous + share, from + part(whole, standards::kLate));
@@ -118,6 +118,17 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   job.pressing = std::max(job.mustGo, from + part(whole, standards::kPressing));
   job.deadline = from + whole;
   if (conditions.stretch > 1) job.deadline += whole / 4;  // so that short periods come first
+}
+
+/// The first section of new content leaves as soon as there is room for it, and in time for the section that is
+/// oldest on air: behind it, in its distance.
+void PacedTable::planPrompt(time_point oldest, nanoseconds whole, const Conditions& conditions) {
+  const nanoseconds ahead = 2 * duration(0, conditions) + standards::kGap;
+  job.section = 0;
+  job.possible = job.eligible = job.mustGo = promptSince;
+  job.pressing = std::min(promptBy - standards::kPrompt, oldest + part(whole, standards::kPressing) - ahead);
+  job.pressing = std::max(job.pressing, promptSince);
+  job.deadline = std::min(promptBy, std::max(oldest + whole - ahead, job.pressing));
 }
 
 /// Nothing can be sent before.
