@@ -104,7 +104,7 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   const auto next = std::min_element(arrivals.begin(), arrivals.end());
   const nanoseconds whole = period(conditions);
   if (isPrompt) {
-    planPrompt(*next, whole, conditions);
+    planPrompt(static_cast<std::size_t>(next - arrivals.begin()), whole, conditions);
     return;
   }
   job.section = static_cast<std::size_t>(next - arrivals.begin());
@@ -120,15 +120,17 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   if (conditions.stretch > 1) job.deadline += whole / 4;  // so that short periods come first
 }
 
-/// The first section of new content leaves as soon as there is room for it, and in time for the section that is
-/// oldest on air: behind it, in its distance.
-void PacedTable::planPrompt(time_point oldest, nanoseconds whole, const Conditions& conditions) {
-  const nanoseconds ahead = 2 * duration(0, conditions) + standards::kGap;
-  job.section = 0;
+/// New content leaves as soon as there is room for it: its first section, unless the section that is oldest on air
+/// would get late behind that one and its distance.
+void PacedTable::planPrompt(std::size_t oldest, nanoseconds whole, const Conditions& conditions) {
+  const time_point from = arrivals[oldest] - duration(oldest, conditions);
+  const nanoseconds ahead = duration(0, conditions) + standards::kGap;
+  const bool isTight = promptSince + ahead > from + part(whole, standards::kPressing);
+  job.section = isTight ? oldest : 0;
   job.possible = job.eligible = job.mustGo = promptSince;
-  job.pressing = std::min(promptBy - standards::kPrompt, oldest + part(whole, standards::kPressing) - ahead);
-  job.pressing = std::max(job.pressing, promptSince);
-  job.deadline = std::min(promptBy, std::max(oldest + whole - ahead, job.pressing));
+  const time_point pressing = from + part(whole, standards::kPressing) - (isTight ? nanoseconds::zero() : ahead);
+  job.pressing = std::max(std::min(promptBy - standards::kPrompt, pressing), promptSince);
+  job.deadline = std::max(std::min(promptBy, pressing + part(whole, 1 - standards::kPressing)), job.pressing);
 }
 
 /// Nothing can be sent before.
