@@ -35,7 +35,7 @@ class Ceiling {
   void take(time_point now);
 
   /// Millionths of a packet that may leave in a second.
-  [[nodiscard]] std::uint64_t rate() const { return history.size() * 1000000; }
+  [[nodiscard]] double rate() const { return 1e15 / static_cast<double>(interval.count()); }
 
  private:
   [[nodiscard]] time_point next(nanoseconds ahead, std::size_t others) const;

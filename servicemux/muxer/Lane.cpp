@@ -124,9 +124,9 @@ Lane::time_point Lane::packetMustGo() const {
   return isFast() ? clock + (kGathered - 1) * packetInterval() : packetMayAt();
 }
 
-/// Sections are spread over the time they have, unless one presses.
-Lane::time_point Lane::sectionMayAt(time_point whenPressing) const {
-  return std::max(packetMayAt(), std::min(clock, whenPressing));
+/// Sections are spread over the time they have, unless one is hurried.
+Lane::time_point Lane::sectionMayAt(time_point whenHurried) const {
+  return std::max(packetMayAt(), std::min(clock, whenHurried));
 }
 
 void Lane::left(time_point now) {
@@ -139,7 +139,9 @@ void Lane::left(time_point now) {
 /// A section that is under way presses when a table behind it does.
 void Lane::refresh() {
   mayAt = mustGo = pressing = deadline = time_point::max();
-  const auto meet = [this](const PacedTable::Job& job) {
+  time_point hurried = time_point::max();
+  const auto meet = [&](const PacedTable::Job& job) {
+    hurried = std::min(hurried, job.hurried);
     mustGo = std::min(mustGo, job.mustGo);
     pressing = std::min(pressing, job.pressing);
     deadline = std::min(deadline, job.deadline);
@@ -147,7 +149,7 @@ void Lane::refresh() {
   if (!ready.empty()) meet(ready.begin()->job);
   int looked = 0;
   for (const PacedTable& table : waiting) {
-    if (table.job.eligible >= std::max(mustGo, sectionMayAt(pressing)) || looked++ == kLookAhead) break;
+    if (table.job.eligible >= std::max(mustGo, sectionMayAt(hurried)) || looked++ == kLookAhead) break;
     meet(table.job);
   }
   if (isUnderWay()) {
@@ -156,7 +158,7 @@ void Lane::refresh() {
     pressing = std::min(pressing, currentPressing);
     deadline = std::min(deadline, currentDeadline);
   } else if (mustGo != time_point::max()) {
-    mayAt = sectionMayAt(pressing);
+    mayAt = sectionMayAt(hurried);
     if (ready.empty()) mayAt = std::max(mayAt, waiting.begin()->job.eligible);
     mustGo = std::max(mustGo, mayAt);
   }
@@ -227,12 +229,12 @@ void Lane::admit(time_point now, time_point soon) {
   }
 }
 
-/// The ready table that presses first, of those whose distance to others is over; null when none may begin.
+/// The ready table that is hurried first, of those whose distance to others is over; null when none may begin.
 PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
   while (!ready.empty()) {
     PacedTable& table = *ready.begin();
     if (table.group == nullptr || table.group->end + standards::kGap <= now) {
-      if (sectionMayAt(table.job.pressing) > now) return nullptr;
+      if (sectionMayAt(table.job.hurried) > now) return nullptr;
       PacedTable* const other = endangeredBy(table, now, conditions);
       return other != nullptr ? other : &table;
     }

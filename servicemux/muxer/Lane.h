@@ -87,12 +87,12 @@ class Lane {
       boost::intrusive::multiset<PacedTable, boost::intrusive::member_hook<PacedTable, PacedTable::Hook, hook>,
                                  boost::intrusive::compare<Order>, boost::intrusive::constant_time_size<false>>;
   using Waiting = Index<PacedTable::EligibleEarlier, &PacedTable::waitingHook>;
-  using Ready = Index<PacedTable::PressingEarlier, &PacedTable::readyHook>;
+  using Ready = Index<PacedTable::HurriedEarlier, &PacedTable::readyHook>;
 
   [[nodiscard]] bool isFast() const;
   [[nodiscard]] nanoseconds averageInterval() const;
   [[nodiscard]] time_point packetMayAt() const;
-  [[nodiscard]] time_point sectionMayAt(time_point whenPressing) const;
+  [[nodiscard]] time_point sectionMayAt(time_point whenHurried) const;
   [[nodiscard]] time_point packetMustGo() const;
 
   [[nodiscard]] Conditions conditionsHere(Conditions conditions) const;

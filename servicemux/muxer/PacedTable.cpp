@@ -65,7 +65,7 @@ void PacedTable::planQueued(const Conditions& conditions) {
   isPrompt = false;
   job.section = 0;
   job.possible = job.eligible;
-  job.mustGo = job.pressing = job.eligible + wait;
+  job.mustGo = job.hurried = job.pressing = job.eligible + wait;
   job.deadline = job.mustGo + standards::kPrompt;
 }
 
@@ -79,7 +79,7 @@ void PacedTable::planOnTheSecond(const Conditions& conditions) {
   }
   isPrompt = false;
   job.section = 0;
-  job.possible = job.mustGo = job.pressing = job.eligible;
+  job.possible = job.mustGo = job.hurried = job.pressing = job.eligible;
   job.deadline = job.eligible + milliseconds(5);
 }
 
@@ -97,7 +97,7 @@ void PacedTable::planEvenly(const Conditions& conditions) {
   job.section = 0;
   job.possible = job.eligible;
   job.mustGo = job.eligible + conditions.wait;
-  job.pressing = job.deadline = job.mustGo + standards::kPrompt;
+  job.hurried = job.pressing = job.deadline = job.mustGo + standards::kPrompt;
 }
 
 void PacedTable::planRepeated(const Conditions& conditions) {
@@ -115,7 +115,7 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   job.possible = from + part(whole, standards::kEarliest);
   job.eligible = std::max(from + part(whole, eligible), apart);
   job.mustGo = job.eligible + std::min(conditions.wait, part(whole, standards::kWait));
-  job.pressing = std::max(job.mustGo, from + part(whole, standards::kPressing));
+  job.hurried = job.pressing = std::max(job.mustGo, from + part(whole, standards::kPressing));
   job.deadline = from + whole;
   if (conditions.stretch > 1) job.deadline += whole / 4;  // so that short periods come first
 }
@@ -129,7 +129,8 @@ void PacedTable::planPrompt(std::size_t oldest, nanoseconds whole, const Conditi
   job.section = isTight ? oldest : 0;
   job.possible = job.eligible = job.mustGo = promptSince;
   const time_point pressing = from + part(whole, standards::kPressing) - (isTight ? nanoseconds::zero() : ahead);
-  job.pressing = std::max(std::min(promptBy - standards::kPrompt, pressing), promptSince);
+  job.pressing = std::max(std::min(promptBy, pressing), promptSince);
+  job.hurried = std::max(std::min(promptBy - standards::kPrompt, pressing), promptSince);
   job.deadline = std::max(std::min(promptBy, pressing + part(whole, 1 - standards::kPressing)), job.pressing);
 }
 
@@ -138,6 +139,7 @@ void PacedTable::postpone(time_point until) {
   job.possible = std::max(job.possible, until);
   job.eligible = std::max(job.eligible, until);
   job.mustGo = std::max(job.mustGo, until);
+  job.hurried = std::max(job.hurried, until);
   job.pressing = std::max(job.pressing, until);
 }
 

@@ -51,13 +51,14 @@ class SERVICEMUX_API PacedTable {
   friend class StandardsPace;
 
   /// When a section is to leave: never before `possible`; not before `eligible` without need; from `mustGo` on it
-  /// does not wait for others to fill the datagram, and from `pressing` on not for its slot; it is late behind
-  /// `deadline`.
+  /// does not wait for others to fill the datagram, from `hurried` on not for its share of its PID, and from
+  /// `pressing` on not for its slot; it is late behind `deadline`.
   struct Job {
     std::size_t section = 0;
     time_point possible;
     time_point eligible;
     time_point mustGo;
+    time_point hurried;
     time_point pressing;
     time_point deadline;
   };
@@ -65,8 +66,8 @@ class SERVICEMUX_API PacedTable {
   struct EligibleEarlier {
     bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.eligible < b.job.eligible; }
   };
-  struct PressingEarlier {
-    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.pressing < b.job.pressing; }
+  struct HurriedEarlier {
+    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.hurried < b.job.hurried; }
   };
 
   /// What the plan of the next section depends on.

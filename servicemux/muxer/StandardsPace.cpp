@@ -214,9 +214,7 @@ StandardsPace::time_point StandardsPace::promptDeadline(const TableLayout& layou
 }
 
 /// What all tables ask for, as a part of what there is.
-double StandardsPace::load() const {
-  return static_cast<double>(rate) / (static_cast<double>(ceiling.rate()) * standards::kUsable);
-}
+double StandardsPace::load() const { return static_cast<double>(rate) / (ceiling.rate() * standards::kUsable); }
 
 /// Looks anew by how much the periods are to be stretched.
 void StandardsPace::refit(time_point now) {

@@ -30,7 +30,6 @@ constexpr double kSpreadBelow = 1e9 / 1504000;               // a second
 constexpr std::int64_t kSlotTimesKbps = 1504000000;  // ns of a packet at 1 kbit/s
 constexpr std::int64_t kDatagramPackets = 7;
 
-constexpr double kShortestMean = 0.9;
 constexpr double kStretchAccuracy = 0.02;
 constexpr std::int64_t kIntervalsForMean = 20;
 constexpr std::int64_t kIntervalsForStretch = 100;
@@ -215,7 +214,7 @@ std::int64_t LimitJudge::period(const Table& table) const {
 
 std::int64_t LimitJudge::lateness(const Table& table) const {
   if (isTime(table.key.table_id)) return allowances.timeLateness;
-  return stretch == 1 ? allowances.lateness : period(table) / 2;
+  return stretch == 1 ? allowances.lateness : 2 * period(table);
 }
 
 std::int64_t LimitJudge::slot() const {
@@ -434,7 +433,7 @@ void LimitJudge::judgeMean(std::int64_t now, const Table& table, std::size_t num
   const bool isExact = stretch > 1 && section.intervals >= kIntervalsForStretch;
   const std::string what =
       text("%s comes every %.4f of its %.3f ms", nameOf(table.key, number).c_str(), part, wanted / kMillisecond);
-  if (part < kShortestMean) fault(Rule::kInterval, now, what);
+  if (part < allowances.shortestMean) fault(Rule::kInterval, now, what);
   if (isExact && std::abs(part - 1) > kStretchAccuracy) fault(Rule::kStretch, now, what);
 }
 

@@ -21,7 +21,7 @@
 class LimitJudge {
  public:
   enum class Rule {
-    kArrival,   ///< a section comes again within its table's period, or half as late again when that is stretched
+    kArrival,   ///< a section comes again within its table's period, three times that when it is stretched
     kGap,       ///< 25 ms from the end of a section to the next one of the same PID, table_id and extension
     kCounter,   ///< one continuity counter a PID
     kSection,   ///< a section is whole, not interleaved with another, and its CRC_32 is right
@@ -38,6 +38,7 @@ class LimitJudge {
   /// What is granted beyond the limits.
   struct Allowances {
     std::int64_t lateness = 0;      ///< ns that an arrival may come late
+    double shortestMean = 0.9;      ///< part of the period
     std::int64_t timeLateness = 0;  ///< likewise of TDT, TOT and STT, which go by the UTC second
     std::int64_t change = 0;        ///< ns that what is put on air may begin late
     unsigned int changeSlots = 0;   ///< likewise, in packet slots of the ceiling for each packet put on air

@@ -490,9 +490,9 @@ TEST_F(Judge, ASectionThatIsStarvedIsNamed) {
   put(0, kPat, 200 * kMs);
   judge.setStretch(0, 1.5);
   send(0, kPat);
-  send(449 * kMs, kPat);
+  send(899 * kMs, kPat);
   EXPECT_EQ(named(), "");
-  send(900 * kMs, kPat);
+  send(1800 * kMs, kPat);
   EXPECT_EQ(named(), "arrival");
 }
 

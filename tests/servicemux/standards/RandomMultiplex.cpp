@@ -31,7 +31,7 @@ constexpr std::size_t kEmmSize = 180;
 // So much a ceiling has room for without stretching, when it leaves room within 100 ms for the tables that go by
 // the UTC second beside all the others.
 constexpr double kGreatestLoad = 0.8;
-constexpr unsigned int kLeastCeiling = 600;  // kbit/s
+constexpr unsigned int kLeastCeiling = 600;  // kbit/s, of what changes
 constexpr double kEmmKbps = 20;              // a few sets of them at once, over the time that they are given
 
 /// A message of conditional access: its first byte, its length and its body.
