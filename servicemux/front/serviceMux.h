@@ -57,7 +57,7 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void setBitrate(unsigned int kbps);
 
   /// Chooses how the output decides when each section leaves, Classic at construction. What is on air stays there;
-  /// its counters go on.
+  /// its counters go on. Any thread.
   void setTimingProfile(TimingProfile profile);
 
   /// How long in ms, 20 at construction, a packet waits at most for others to fill its datagram. Standards only.
@@ -115,7 +115,8 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   /// Returns 0.
   int clearNULLPkts();
 
-  // TDT and TOT, sent about once a second, whenever the host's UTC time has changed, and with that time.
+  // TDT and TOT, sent about once a second with the host's UTC time: in Classic whenever it has changed, in
+  // Standards at the beginning of a second.
 
   /// Puts a TDT on air and, unless `offsets` is empty, a TOT with one local time offset descriptor. More than 19
   /// offsets are refused with an error, and what was on air stays.

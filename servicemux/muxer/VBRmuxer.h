@@ -57,7 +57,7 @@ class SERVICEMUX_API VBRmuxer {
   ~VBRmuxer();
 
   /// Sets the ceiling in kbit/s: 0 counts as 1, more than 100000 as 100000. Takes effect at the next packet
-  /// slot. Any thread.
+  /// slot. Any thread that holds no stream's mutex.
   void SetBitrate(unsigned int kbps);
 
   /// Chooses who decides when packets leave, Classic at construction. What is linked stays linked, and every
@@ -66,7 +66,7 @@ class SERVICEMUX_API VBRmuxer {
   [[nodiscard]] TimingProfile timingProfile() const { return profile.load(); }
 
   /// How long in ms a packet waits at most for others to fill its datagram, 20 at construction; for Standards. Any
-  /// thread.
+  /// thread that holds no stream's mutex.
   void setDatagramWait(unsigned int ms);
 
   /// What each table on air asks for, with the timing of the standards; none with the classic one. Any thread that
@@ -151,8 +151,8 @@ class SERVICEMUX_API VBRmuxer {
 
   StreamList streams SERVICEMUX_GUARDED_BY(streamListMutex);
 
-  // Written by SetBitrate. The producer reads the interval for every packet. Nothing reads the bitrate: it is kept
-  // beside the interval that follows from it for the sake of the interface.
+  // Written by SetBitrate. With the classic timing the producer reads the interval for every packet, with that of
+  // the standards the bitrate for every datagram.
   std::atomic<unsigned int> bitrate;         // kbit/s
   std::atomic<unsigned int> packetInterval;  // ns
 

@@ -11,7 +11,7 @@ namespace vantor {
 
 /// The output socket by the device's address plan: an address whose last octet is 224 to 239 is a multicast group,
 /// reached through the VLAN interface that the address record selects; any other is sent to directly. The TTL is 1.
-/// All but send() belongs to one thread, before the first and after the last send().
+/// All but send() and sendAll() belongs to one thread, before the first and after the last of them.
 class DeviceSocket final : public DatagramSink {
  public:
   explicit DeviceSocket(vantor::thrift::general::OutputAddress address);

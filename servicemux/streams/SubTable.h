@@ -21,7 +21,7 @@ using subtable_hook = boost::intrusive::list_base_hook<boost::intrusive::tag<sub
 /// One subtable of a TableCarrousel: its packets, its period in ms, its turn, and what the deadlines know of it.
 ///
 /// A dynamic subtable has no packets of its own; a source makes its single packet whenever it is sent. All members
-/// are guarded by the mutex of the carousel that owns the subtable.
+/// are guarded by the mutex of the carousel that owns the subtable, but for those of the PacedTable.
 class SERVICEMUX_API SubTable : public subtable_hook, public ClassicTurn, public PacedTable {
  public:
   using time_point = boost::chrono::steady_clock::time_point;
