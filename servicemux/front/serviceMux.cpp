@@ -13,6 +13,7 @@
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/output/DeviceSocket.h"
 #include "servicemux/output/DumpFiles.h"
+#include "servicemux/output/FitReport.h"
 #include "servicemux/output/LogScope.h"
 #include "servicemux/output/periodFields.h"
 #include "servicemux/packetize/packetize.h"
@@ -173,7 +174,8 @@ void serviceMux::muxerStop() {
 
 void serviceMux::timeUpdateFct() {
   const LogScope scope(name);
-  timeTables->timeUpdateFct();
+  FitReport fit(this);
+  timeTables->timeUpdateFct([&fit] { fit.look(); });
 }
 
 // --- The output as a whole --------------------------------------------------------------------------------------

@@ -19,6 +19,11 @@ class ClassicTurn {
     return now >= dueTime ? now - dueTime : boost::chrono::nanoseconds::zero();
   }
 
+  /// What was due before counts as due now. Not while it is among the turns.
+  void beginAt(time_point now) {
+    if (dueTime < now) dueTime = now;
+  }
+
   /// It has been sent whole: due again a period in ms after it was due. Not while it is among the turns.
   void complete(unsigned int period) { dueTime += boost::chrono::milliseconds(period); }
 

@@ -38,7 +38,11 @@ void Lane::add(PacedTable& table) { table.lane = this; }
 
 void Lane::remove(PacedTable& table) {
   detach(table);
-  if (current == &table) current = nullptr;
+  if (current == &table) {
+    const auto left = static_cast<unsigned int>((section.size() - offset) / kPacketSize);
+    table.stream->continueFrom(static_cast<unsigned char>((lastCC + left) & kContinuityMask));
+    current = nullptr;
+  }
   table.lane = nullptr;
 }
 

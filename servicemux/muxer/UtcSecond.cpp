@@ -9,7 +9,7 @@ using boost::chrono::nanoseconds;
 
 constexpr nanoseconds kSecond = boost::chrono::seconds(1);
 // Of the second's beginning, which is its first tenth.
-constexpr nanoseconds kFirst = milliseconds(2);    // not before: clocks do not agree to the microsecond
+constexpr nanoseconds kFirst = milliseconds(12);  // not before: clocks of whole seconds lag by a tick of the kernel
 constexpr nanoseconds kWanted = milliseconds(75);  // no later where it can be chosen
 constexpr nanoseconds kLast = milliseconds(95);
 

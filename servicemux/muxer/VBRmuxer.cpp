@@ -314,6 +314,7 @@ void VBRmuxer::produceStandards(Watchdog& watchdog) {
   isPaced = false;
   pace.clear(sent);
   publishFit();
+  for (muxed_stream& stream : streams) stream.beginClassic(sent);
 }
 
 /// Waits until all that is in the ring has left: from then on the consumer does not touch the sink.

@@ -69,6 +69,9 @@ class SERVICEMUX_API VBRmuxer {
   /// thread that holds no stream's mutex.
   void setDatagramWait(unsigned int ms);
 
+  /// The ceiling in kbit/s. Any thread.
+  [[nodiscard]] unsigned int ceiling() const { return bitrate.load(); }
+
   /// What each table on air asks for, with the timing of the standards; none with the classic one. Any thread that
   /// holds no stream's mutex.
   [[nodiscard]] std::vector<TableNeed> needs() SERVICEMUX_EXCLUDES(streamListMutex);

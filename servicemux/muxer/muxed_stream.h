@@ -48,6 +48,9 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
   /// to the due time of the packet after, never raised. Producer thread only, stream-list mutex held.
   [[nodiscard]] virtual int get_packet(signed char* packet, time_point now, time_point& next) = 0;
 
+  /// Another pacing has sent until `now`: the stream's own begins anew. Stream-list mutex held.
+  virtual void beginClassic(time_point now) = 0;
+
   // The same for the pacing of the standards. Both with the stream-list mutex held.
 
   /// What one of the stream's tables holds now. Any thread.

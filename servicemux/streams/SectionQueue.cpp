@@ -84,6 +84,11 @@ void SectionQueue::takePacket(signed char* packet) {
   adoptRate(front.rate);
 }
 
+void SectionQueue::beginClassic(time_point now) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  pace.begin(now);
+}
+
 TableLayout SectionQueue::layoutOf(PacedTable& table) {
   const boost::lock_guard<boost::mutex> guard(lock);
   table.setInterval(interval());

@@ -80,6 +80,11 @@ int SimpleTable::get_packet(signed char* packet, time_point now, time_point& nex
   return sent ? 1 : 0;
 }
 
+void SimpleTable::beginClassic(time_point now) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  pace.begin(now);
+}
+
 TableLayout SimpleTable::layoutOf(PacedTable&) {
   const boost::lock_guard<boost::mutex> guard(lock);
   TableLayout layout;

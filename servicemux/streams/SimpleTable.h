@@ -48,6 +48,7 @@ class SERVICEMUX_API SimpleTable : public muxed_stream {
   unsigned int getBitrate() override;
   [[nodiscard]] int get_packet(signed char* packet, time_point now, time_point& next) override;
 
+  void beginClassic(time_point now) override;
   [[nodiscard]] TableLayout layoutOf(PacedTable& table) override;
   [[nodiscard]] bool takeSection(PacedTable& table, std::size_t section, time_point now,
                                  std::string& packets) override;

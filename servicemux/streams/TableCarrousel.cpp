@@ -148,6 +148,16 @@ void TableCarrousel::GetNextTable(time_point now) {
   current = turn == nullptr ? &subtables.front() : static_cast<SubTable*>(turn);
 }
 
+void TableCarrousel::beginClassic(time_point now) {
+  const boost::lock_guard<boost::mutex> guard(lock);
+  pace.begin(now);
+  for (SubTable& sub : subtables)
+    turns.change(sub, [&] {
+      sub.beginAt(now);
+      return true;
+    });
+}
+
 TableLayout TableCarrousel::layoutOf(PacedTable& table) {
   const boost::lock_guard<boost::mutex> guard(lock);
   const auto& sub = static_cast<const SubTable&>(table);

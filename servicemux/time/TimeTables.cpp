@@ -111,11 +111,12 @@ std::string TimeTables::updateUTC(long long utc, dvbpsi_psi_section_s* section) 
   return packets;
 }
 
-void TimeTables::timeUpdateFct() {
+void TimeTables::timeUpdateFct(const std::function<void()>& after) {
   Clock::time_point deadline = Clock::now();
   TimingProfile profile = TimingProfile::Classic;
   while (!stop.load()) {
     if (owner->timingProfile() != profile) becomePunctual((profile = owner->timingProfile()));
+    after();
     WaitLock lock(timeMutex);
     Update last{deadline, Clock::now(), elapsedOfSecond()};
     last.isDone = isTime(last);

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/mutex.hpp>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,7 +43,8 @@ class SERVICEMUX_API TimeTables {
   void setPeriod(unsigned int period);
 
   /// The updater thread's loop; returns after stopUpdating(). Its waits are interruption points.
-  void timeUpdateFct();
+  /// Behind each update it calls `after`, without a lock.
+  void timeUpdateFct(const std::function<void()>& after = [] {});
 
   /// Makes timeUpdateFct() return without waiting for the end of the period.
   void stopUpdating();

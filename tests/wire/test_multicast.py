@@ -90,7 +90,7 @@ class WithoutInterface(Multicast):
         child = self.play("--vlan", 1, "--duration", 3, "--null-period", 3)
         self.assertEqual(child.wait(), 0, child)
         lines = [line for line in child.errors.splitlines() if LOSS in line]
-        self.assertLess(len(lines), 20, child)
+        self.assertLess(len(lines), 60, child)  # of each size of a datagram a few
         repeated = [re.search(r"repeated (\d+) times", line) for line in lines]
         self.check_losses(child, [int(found[1]) if found else 1 for found in repeated], at_least=100)
 
