@@ -40,9 +40,9 @@ void PacedTable::put(TableLayout newLayout, const Conditions& conditions, time_p
 void PacedTable::arrived(std::size_t section, const Conditions& conditions) {
   previous = conditions.now;
   if (section >= arrivals.size()) return;
-  const time_point due = job.eligible + duration(section, conditions);
+  const nanoseconds whole = period(conditions);
   arrivals[section] = conditions.stretch > 1
-                          ? std::clamp(due, conditions.now - period(conditions) / 2, conditions.now)
+                          ? std::clamp(arrivals[section] + whole, conditions.now - whole / 2, conditions.now)
                           : conditions.now;
 }
 

@@ -15,6 +15,7 @@ from program import import_tables, record
 
 EXAMPLES = Path(__file__).resolve().parents[2] / "examples"
 STANDARDS = ("--timing", "standards")
+LOADING = 3  # seconds until all tables are on air, three programs loading at once
 SECONDS = 40
 KBPS = 1024
 OVERLOAD = 1.5
@@ -37,8 +38,10 @@ class Output(NamedTuple):
     def of(cls, played):
         if played.status != 0:
             raise AssertionError(played.story)
-        packets = played.recording.timed_packets()
-        return cls(played.recording.datagrams, packets, limits.sections_of(packets), played.story)
+        first = played.recording.datagrams[0].time
+        datagrams = [datagram for datagram in played.recording.datagrams if datagram.time > first + LOADING]
+        packets = [(time, packet) for time, packet in played.recording.timed_packets() if time > first + LOADING]
+        return cls(datagrams, packets, limits.sections_of(packets), played.story)
 
 
 def play(file, seconds, kbps):
