@@ -42,7 +42,7 @@ void PacedTable::arrived(std::size_t section, const Conditions& conditions) {
   if (section >= arrivals.size()) return;
   const nanoseconds whole = period(conditions);
   arrivals[section] = conditions.stretch > 1
-                          ? std::clamp(arrivals[section] + whole, conditions.now - whole / 2, conditions.now)
+                          ? std::clamp(arrivals[section] + whole, conditions.now - whole, conditions.now)
                           : conditions.now;
 }
 

@@ -177,7 +177,7 @@ TEST_P(Overload, AllPeriodsAreStretchedByTheFactorThatIsStated) {
   judge.watch(0, false);
   owner.start();
   owner.keepTables();
-  const double load = 1.05 + 0.01 * owner.below(300);
+  const double load = 1.05 + 0.01 * owner.below(150);
   owner.setLoad(load);
   sleep(60 * kSecond);
   const double factor = mux.statistics().stretch;
