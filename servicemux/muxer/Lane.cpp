@@ -111,8 +111,8 @@ bool Lane::isFast() const { return rate >= standards::kBufferRate; }
 /// From packet to packet where all that is asked for is spread evenly, and a little faster.
 Lane::nanoseconds Lane::averageInterval() const {
   if (rate == 0) return nanoseconds::zero();
-  return nanoseconds(
-      static_cast<nanoseconds::rep>(static_cast<double>(kMillionthsTimesNanoseconds / rate) / standards::kHaste));
+  return nanoseconds(static_cast<nanoseconds::rep>(static_cast<double>(kMillionthsTimesNanoseconds) /
+                                                   static_cast<double>(rate) / standards::kHaste));
 }
 
 Lane::nanoseconds Lane::packetInterval() const {
