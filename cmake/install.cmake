@@ -11,11 +11,18 @@ foreach(header
     servicemux/export.h
     servicemux/guarded.h
     servicemux/front/serviceMux.h
+    servicemux/muxer/Batch.h
+    servicemux/muxer/Ceiling.h
     servicemux/muxer/ClassicPace.h
     servicemux/muxer/ClassicTurns.h
     servicemux/muxer/DatagramSink.h
+    servicemux/muxer/GapGroup.h
+    servicemux/muxer/Lane.h
     servicemux/muxer/MuxerStatistics.h
+    servicemux/muxer/PacedTable.h
+    servicemux/muxer/StandardsPace.h
     servicemux/muxer/TimingProfile.h
+    servicemux/muxer/UtcSecond.h
     servicemux/muxer/VBRmuxer.h
     servicemux/muxer/muxed_stream.h
     servicemux/output/InsertionPeriods.h

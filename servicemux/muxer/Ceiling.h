@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/chrono.hpp>
+#include <cstddef>
 #include <vector>
 
 namespace vantor {
