@@ -1,6 +1,7 @@
 #pragma once
 
-// SANITIZED is 1 where a sanitizer has put an allocator of its own in the place of the C library's.
+// SANITIZED is 1 where a sanitizer has put an allocator of its own in the place of the C library's, and takes its
+// time.
 
 #if defined(__has_feature)
 #define SANITIZED_BY(name) __has_feature(name)

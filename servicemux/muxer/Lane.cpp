@@ -23,8 +23,6 @@ constexpr int kLookAhead = 8;
 /// Others of the PID may come between, each with two packets.
 constexpr boost::chrono::nanoseconds kReserve = 6 * standards::kBufferInterval;
 
-constexpr std::uint64_t kMillionthsTimesNanoseconds = 1000000000000000;  // one packet a second, in ns
-
 }  // namespace
 
 Lane::Lane(unsigned short pid) : pid(pid) {
@@ -44,6 +42,7 @@ void Lane::remove(PacedTable& table) {
     current = nullptr;
   }
   table.lane = nullptr;
+  table.group = nullptr;
 }
 
 void Lane::clear() {
@@ -111,7 +110,7 @@ bool Lane::isFast() const { return rate >= standards::kBufferRate; }
 /// From packet to packet where all that is asked for is spread evenly, and a little faster.
 Lane::nanoseconds Lane::averageInterval() const {
   if (rate == 0) return nanoseconds::zero();
-  return nanoseconds(static_cast<nanoseconds::rep>(static_cast<double>(kMillionthsTimesNanoseconds) /
+  return nanoseconds(static_cast<nanoseconds::rep>(static_cast<double>(standards::kOnePacketASecond) /
                                                    static_cast<double>(rate) / standards::kHaste));
 }
 

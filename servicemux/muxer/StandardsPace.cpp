@@ -10,8 +10,7 @@ namespace vantor {
 
 namespace {
 
-constexpr std::uint64_t kMillionthsTimesMilliseconds = 1000000000;  // one packet a second, in ms
-constexpr std::uint64_t kMillionthsTimesNanoseconds = 1000000000000000;
+constexpr std::uint64_t kNanosecondsPerMillisecond = 1000000;
 constexpr double kMillionthsOfOneKbps = 1e6 / 1.504;
 
 /// New tables get what is left over, within these bounds, so that those on air are in time meanwhile.
@@ -39,9 +38,9 @@ std::size_t packetsOf(const TableLayout& layout) {
 /// Millionths of a packet a second.
 std::uint64_t needOf(const TableLayout& layout, boost::chrono::nanoseconds interval) {
   if (layout.kind == TableLayout::Kind::kRepeated)
-    return packetsOf(layout) * kMillionthsTimesMilliseconds / layout.period;
+    return packetsOf(layout) * (standards::kOnePacketASecond / kNanosecondsPerMillisecond) / layout.period;
   const auto ns = static_cast<std::uint64_t>(interval.count());
-  return layout.kind == TableLayout::Kind::kQueued && ns != 0 ? kMillionthsTimesNanoseconds / ns : 0;
+  return layout.kind == TableLayout::Kind::kQueued && ns != 0 ? standards::kOnePacketASecond / ns : 0;
 }
 
 /// The part of the time that a table's sections take with the distance that each of them keeps.
@@ -141,9 +140,8 @@ void StandardsPace::remove(PacedTable& table) {
   Lane& lane = *table.lane;
   count(table, -1);
   fillers.erase(std::remove(fillers.begin(), fillers.end(), &table), fillers.end());
-  lane.remove(table);
   if (table.group != nullptr) --table.group->users;
-  table.group = nullptr;
+  lane.remove(table);
   table.arrivals.clear();
   place(lane);
   refit(conditions.now);

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <boost/chrono.hpp>
+#include <cstdint>
 
 /// The limits that the pacing by deadlines holds, and the room it leaves itself to hold them.
 
 namespace vantor::standards {
+
+/// Rates are counted in millionths of a packet a second: divided by the ns from packet to packet this is one.
+constexpr std::uint64_t kOnePacketASecond = 1000000000000000;
 
 /// From a section's last byte to the first one of the next with the same PID, table_id and table_id_extension:
 /// EN 300 468 clause 5.1.4.1. A little more, because a datagram takes its time to leave.
@@ -30,7 +34,7 @@ constexpr double kLate = 0.97;
 /// empties at 1 Mbit/s: 188 bytes in 1.504 ms, and a little reserve.
 constexpr boost::chrono::nanoseconds kBufferInterval = boost::chrono::microseconds(1550);
 /// Millionths of a packet a second at 1 Mbit/s.
-constexpr unsigned long kBufferRate = 664893617;
+constexpr std::uint64_t kBufferRate = 664893617;
 /// A PID that is asked for more than that leaves faster than it is asked to by this much.
 constexpr double kHaste = 1.25;
 

@@ -5,6 +5,7 @@
 
 #include "interface/host.h"
 #include "tests/interface/RecordedLog.h"
+#include "tests/sanitized.h"
 #include "tests/servicemux/doubles/SimulatedThreads.h"
 #include "tests/servicemux/standards/LimitJudge.h"
 #include "tests/servicemux/standards/RandomMultiplex.h"
@@ -13,20 +14,9 @@
 /// random: a judge looks at every packet. Twenty-four sets of an hour each, and some that stay or are too much; a
 /// failure names its seed.
 
-#if defined(__has_feature)
-#define SANITIZED_BY(name) __has_feature(name)
-#else
-#define SANITIZED_BY(name) 0
-#endif
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || SANITIZED_BY(address_sanitizer) || \
-    SANITIZED_BY(thread_sanitizer)
-constexpr std::int64_t kMinutes = 5;  // a sanitizer takes ten times as long
-#else
-constexpr std::int64_t kMinutes = 60;
-#endif
-
 namespace {
+
+constexpr std::int64_t kMinutes = SANITIZED ? 5 : 60;  // a sanitizer takes ten times as long
 
 using vantor::TimingProfile;
 
