@@ -2,12 +2,13 @@
 
 #include <sys/socket.h>
 
+#include "servicemux/export.h"
 #include "servicemux/muxer/DatagramSink.h"
 
 namespace vantor {
 
 /// Sends to one IPv4 destination through a socket that somebody else has opened and will close.
-class SocketSink final : public DatagramSink {
+class SERVICEMUX_API SocketSink final : public DatagramSink {
  public:
   /// A `socket` of -1 makes every send fail. `destination` is kept by pointer.
   SocketSink(int socket, const sockaddr* destination) : socket(socket), destination(destination) {}

@@ -2,6 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "servicemux/muxer/SocketSink.h"
 #include "tests/interface/RecordedLog.h"
 #include "tests/servicemux/doubles/SendCalls.h"
 #include "tests/servicemux/logLines.h"
@@ -75,4 +79,35 @@ TEST_F(SocketSinkTest, FailsOnWhatIsNoSocket) {
   sendOnePacket();
   EXPECT_THAT(takeLines(log), ElementsAre("3 Could not write 188 bytes to socket: -1 (9: Bad file descriptor)"));
   EXPECT_EQ(muxer->statistics().sendErrors, 1U);
+}
+
+TEST(SocketSinkOfSeveral, SendsDatagramsInOneCallInTheirOrder) {
+  const int receiver = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const int sender = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(::bind(receiver, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(::getsockname(receiver, reinterpret_cast<sockaddr*>(&address), &size), 0);
+
+  vantor::SocketSink sink(sender, reinterpret_cast<sockaddr*>(&address));
+  const std::string first(188, 'a');
+  const std::string second(1316, 'b');
+  const vantor::DatagramSink::Datagram datagrams[] = {{first.data(), first.size()}, {second.data(), second.size()}};
+  EXPECT_EQ(sink.sendAll(std::begin(datagrams), std::end(datagrams)), 2U);
+  for (const std::string& expected : {first, second}) {
+    std::string received(2000, 0);
+    received.resize(static_cast<std::size_t>(::recv(receiver, received.data(), received.size(), 0)));
+    EXPECT_EQ(received, expected);
+  }
+  ::close(sender);
+  ::close(receiver);
+}
+
+TEST(SocketSinkOfSeveral, TakesNoneWithoutASocket) {
+  sockaddr_in address = makeDestination();
+  vantor::SocketSink sink(-1, reinterpret_cast<sockaddr*>(&address));
+  const vantor::DatagramSink::Datagram datagram{"x", 1};
+  EXPECT_EQ(sink.sendAll(&datagram, &datagram + 1), 0U);
 }
