@@ -283,7 +283,7 @@ StandardsPace::time_point StandardsPace::soonest(time_point slot) const {
   std::size_t count = 0;
   const auto meet = [&](const Lane& lane) {
     mustGo = std::min(mustGo, lane.mustGo);
-    pressing = std::min(pressing, lane.pressing);
+    pressing = std::min(pressing, lane.pressing + patience(lane));
     if (++count == room()) mustGo = std::min(mustGo, std::max(lane.mayAt, conditions.now));
   };
   const auto departure = [&] { return std::min(std::max(mustGo, slot), std::max(pressing, slotOfPressing)); };
@@ -293,6 +293,12 @@ StandardsPace::time_point StandardsPace::soonest(time_point slot) const {
     meet(lane);
   }
   return mustGo == time_point::max() ? mustGo : departure();
+}
+
+/// Where all slots are filled up a datagram leaves soon anyway, and what presses can wait for it.
+StandardsPace::nanoseconds StandardsPace::patience(const Lane& lane) const {
+  if (fillers.empty()) return nanoseconds::zero();
+  return std::max(nanoseconds::zero(), (lane.deadline - lane.pressing) / 2);
 }
 
 std::size_t StandardsPace::choose(time_point now, nanoseconds ahead, signed char* packets) {

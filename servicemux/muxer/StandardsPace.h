@@ -107,6 +107,7 @@ class SERVICEMUX_API StandardsPace {
   void place(Lane& lane);
   void admit(time_point now, time_point soon);
   [[nodiscard]] time_point soonest(time_point slot) const;
+  [[nodiscard]] nanoseconds patience(const Lane& lane) const;
   Lane* mostWanted(time_point now, nanoseconds reach);
   std::size_t fillUp(time_point now, nanoseconds reach, signed char* packets, std::size_t count);
   [[nodiscard]] double load() const;
