@@ -90,30 +90,30 @@ class Programs:
             ),
         )
 
-    def play(self, timings, files, settle, measure, *options):
-        """Plays table sets with each timing at the same time; the output of each has the number of its timing, and
-        the capture is all that came. What each of the processes used while it was measured is told in "plays"."""
+    def play(self, plays, settle, measure, *options):
+        """Plays table sets at the same time, each with its timing and its files; the capture is all that came, with
+        the number of its play as output. What each of the processes used while it was measured is told in "plays"."""
 
         def send(numbers):
             with contextlib.ExitStack() as stack:
                 players = [
-                    stack.enter_context(started(self.player(timing, files, number, options)))
-                    for timing, number in zip(timings, numbers)
+                    stack.enter_context(started(self.player(timing, files, port, options)))
+                    for (timing, files), port in zip(plays, numbers)
                 ]
                 time.sleep(settle)
                 before, begin = [cpu_of(player) for player in players], time.time_ns()
                 time.sleep(measure)
                 after, end = [cpu_of(player) for player in players], time.time_ns()
-                plays = [
+                told = [
                     {"cpu": (late - early) / (end - begin) * 100, "resident": resident_of(player)}
                     for player, early, late in zip(players, before, after)
                 ]
                 for player in players:
                     player.send_signal(signal.SIGINT)
                     finish(player, PATIENCE)
-            return {"plays": plays}
+            return {"plays": told}
 
-        return self.record(len(timings), send)
+        return self.record(len(plays), send)
 
     def player(self, timing, files, port, options):
         to = f"127.0.0.1:{port}"
