@@ -118,6 +118,11 @@ Lane::nanoseconds Lane::packetInterval() const {
   return isFast() ? averageInterval() : nanoseconds(standards::kBufferInterval);
 }
 
+double Lane::load() const {
+  return static_cast<double>(packetInterval().count()) * static_cast<double>(rate) /
+         static_cast<double>(standards::kOnePacketASecond);
+}
+
 /// Two packets may leave together, three may not: that is what a decoder's buffer holds.
 Lane::time_point Lane::packetMayAt() const {
   return isFast() ? clock : beforeLast + 2 * standards::kBufferInterval;
@@ -149,10 +154,14 @@ void Lane::refresh() {
     pressing = std::min(pressing, job.pressing);
     deadline = std::min(deadline, job.deadline);
   };
-  if (!ready.empty()) meet(ready.begin()->job);
   int looked = 0;
+  for (const PacedTable& table : ready) {
+    if (looked++ == kLookAhead) break;
+    meet(table.job);
+  }
+  looked = 0;
   for (const PacedTable& table : waiting) {
-    if (table.job.eligible >= std::max(mustGo, sectionMayAt(hurried)) || looked++ == kLookAhead) break;
+    if (table.job.eligible >= std::max(pressing, sectionMayAt(hurried)) || looked++ == kLookAhead) break;
     meet(table.job);
   }
   if (isUnderWay()) {
@@ -232,28 +241,50 @@ void Lane::admit(time_point now, time_point soon) {
   }
 }
 
-/// The ready table that is hurried first, of those whose distance to others is over; null when none may begin.
+/// When the first of the tables that are ready is hurried.
+Lane::time_point Lane::firstHurried() const {
+  time_point first = time_point::max();
+  int looked = 0;
+  for (const PacedTable& table : ready) {
+    if (looked++ == kLookAhead) break;
+    first = std::min(first, table.job.hurried);
+  }
+  return first;
+}
+
+/// The ready table that is late first, of those whose distance to others is over; null when none may begin.
 PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
   while (!ready.empty()) {
     PacedTable& table = *ready.begin();
-    if (table.group == nullptr || table.group->end + standards::kGap <= now) {
-      if (sectionMayAt(table.job.hurried) > now) return nullptr;
+    time_point until = possibleAt(table);
+    if (until <= now) {
+      if (sectionMayAt(firstHurried()) > now) return nullptr;
       PacedTable* const other = endangeredBy(table, now, conditions);
-      return other != nullptr ? other : &table;
+      if (other == nullptr) return &table;
+      until = possibleAt(*other);
+      if (until <= now) return other;
     }
     detach(table);
-    table.postpone(table.group->end + standards::kGap);
+    table.postpone(until);
     insert(table);
   }
   return nullptr;
 }
 
-/// A table that would be late if the section of the chosen one went first, which can wait longer.
+/// When the distance to others is over.
+Lane::time_point Lane::possibleAt(const PacedTable& table) {
+  return table.group == nullptr ? time_point::min() : table.group->end + standards::kGap;
+}
+
+/// A table that would be late if the section of the chosen one went first, which can wait longer: even until that
+/// one's distance to others is over and it has gone.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
   const time_point end = now + longest(chosen, conditions) + kReserve;
   const auto isEndangered = [&](const PacedTable& table) {
-    const bool mayGo = table.group == nullptr || table.group->end + standards::kGap <= now;
-    return mayGo && table.isPeriodic() && table.job.deadline < std::min(end, chosen.job.deadline);
+    if (!table.isPeriodic() || table.job.deadline >= end) return false;
+    const time_point possible = possibleAt(table);
+    if (possible <= now) return table.job.deadline < chosen.job.deadline;
+    return possible + longest(table, conditions) + kReserve < chosen.job.deadline;
   };
   int looked = 0;
   for (PacedTable& table : ready) {

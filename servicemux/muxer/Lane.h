@@ -64,6 +64,9 @@ class Lane {
   /// Makes room for a section of so many packets.
   void reserve(std::size_t packets);
 
+  /// What its tables ask for, as a part of what it may send.
+  [[nodiscard]] double load() const;
+
   /// From packet to packet of one section.
   [[nodiscard]] nanoseconds packetInterval() const;
 
@@ -87,7 +90,7 @@ class Lane {
       boost::intrusive::multiset<PacedTable, boost::intrusive::member_hook<PacedTable, PacedTable::Hook, hook>,
                                  boost::intrusive::compare<Order>, boost::intrusive::constant_time_size<false>>;
   using Waiting = Index<PacedTable::EligibleEarlier, &PacedTable::waitingHook>;
-  using Ready = Index<PacedTable::HurriedEarlier, &PacedTable::readyHook>;
+  using Ready = Index<PacedTable::LateEarlier, &PacedTable::readyHook>;
 
   [[nodiscard]] bool isFast() const;
   [[nodiscard]] nanoseconds averageInterval() const;
@@ -100,7 +103,9 @@ class Lane {
   void detach(PacedTable& table);
   void insert(PacedTable& table);
   void admit(time_point now, time_point soon);
+  [[nodiscard]] time_point firstHurried() const;
   PacedTable* choose(time_point now, const Conditions& conditions);
+  static time_point possibleAt(const PacedTable& table);
   PacedTable* endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions);
   bool begin(time_point now, time_point soon, const Conditions& conditions);
   void stamp(signed char* packet, muxed_stream* stream);

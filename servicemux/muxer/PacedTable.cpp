@@ -58,15 +58,17 @@ void PacedTable::plan(const Conditions& conditions) {
   if (group != nullptr) postpone(group->end + standards::kGap);
 }
 
-/// What is queued keeps its own pace, counted from due time to due time.
+/// What is queued keeps its own pace, counted from due time to due time. Messages that have one are late for
+/// nobody: where there is too little room, tables go first.
 void PacedTable::planQueued(const Conditions& conditions) {
-  const nanoseconds wait = interval == nanoseconds::zero() ? nanoseconds::zero() : conditions.wait;
+  const nanoseconds wait = isOfMessages() ? conditions.wait : nanoseconds::zero();
   if (isPrompt) job.eligible = conditions.now;
   isPrompt = false;
   job.section = 0;
   job.possible = job.eligible;
-  job.mustGo = job.hurried = job.pressing = job.eligible + wait;
-  job.deadline = job.mustGo + standards::kPrompt;
+  job.mustGo = job.hurried = job.eligible + wait;
+  job.pressing = isOfMessages() ? job.mustGo + standards::kMessagesWait : job.mustGo;
+  job.deadline = job.pressing + standards::kPrompt;
 }
 
 void PacedTable::planOnTheSecond(const Conditions& conditions) {
@@ -115,8 +117,9 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   job.possible = from + part(whole, standards::kEarliest);
   job.eligible = std::max(from + part(whole, eligible), apart);
   job.mustGo = job.eligible + std::min(conditions.wait, part(whole, standards::kWait));
-  job.hurried = job.pressing = std::max(job.mustGo, from + part(whole, standards::kPressing));
+  job.hurried = std::max(job.mustGo, from + part(whole, standards::kPressing));
   job.deadline = from + whole;
+  job.pressing = std::max<time_point>(job.hurried, job.deadline - standards::kLongestPressing);
   if (conditions.stretch > 1) job.deadline += whole / 4;  // so that short periods come first
 }
 

@@ -66,8 +66,8 @@ class SERVICEMUX_API PacedTable {
   struct EligibleEarlier {
     bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.eligible < b.job.eligible; }
   };
-  struct HurriedEarlier {
-    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.hurried < b.job.hurried; }
+  struct LateEarlier {
+    bool operator()(const PacedTable& a, const PacedTable& b) const { return a.job.deadline < b.job.deadline; }
   };
 
   /// What the plan of the next section depends on.
@@ -83,6 +83,11 @@ class SERVICEMUX_API PacedTable {
   [[nodiscard]] bool isPeriodic() const {
     return layout.kind == TableLayout::Kind::kRepeated && layout.hasSections && layout.second == nullptr &&
            !isPrompt;
+  }
+
+  /// Whether it is a queue of messages that come on top of the tables.
+  [[nodiscard]] bool isOfMessages() const {
+    return layout.kind == TableLayout::Kind::kQueued && interval != nanoseconds::zero();
   }
 
   void put(TableLayout newLayout, const Conditions& conditions, time_point wantedBy);

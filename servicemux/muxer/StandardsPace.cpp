@@ -201,13 +201,13 @@ void StandardsPace::count(PacedTable& table, int sign) {
 /// When a table's first section is wanted. Where much is put on air at once each has to wait for those before it.
 StandardsPace::time_point StandardsPace::promptDeadline(const TableLayout& layout, Lane& lane) {
   const auto packets = static_cast<nanoseconds::rep>(layout.packets.empty() ? 1 : layout.packets.front());
-  const double left = std::clamp(standards::kEligible - load(), kLeastForNewWork, kMostForNewWork);
-  const auto after = [&](time_point work, nanoseconds interval) {
+  const auto after = [&](time_point work, nanoseconds interval, double load) {
+    const double left = std::clamp(standards::kEligible - load, kLeastForNewWork, kMostForNewWork);
     return std::max(work, conditions.now) +
            nanoseconds(static_cast<nanoseconds::rep>(static_cast<double>((packets * interval).count()) / left));
   };
-  lane.newWork = after(lane.newWork, lane.packetInterval());
-  newWork = after(newWork, ceiling.slot());
+  lane.newWork = after(lane.newWork, lane.packetInterval(), lane.load());
+  newWork = after(newWork, ceiling.slot(), load());
   return std::max({conditions.now + standards::kPrompt, lane.newWork, newWork});
 }
 

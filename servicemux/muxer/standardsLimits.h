@@ -26,9 +26,14 @@ constexpr double kWait = 0.02;
 // more than kBurst, and no more than the bitrate leaves in a second.
 constexpr double kPressing = 0.94;
 constexpr boost::chrono::milliseconds kBurst{100};
+// Not sooner than this before it is late, since many sections of a long period can have been sent together.
+constexpr boost::chrono::milliseconds kLongestPressing{100};
 // Sections of one table keep apart: by so much of their share of the period, unless one gets late that way.
 constexpr double kApart = 0.85;
 constexpr double kLate = 0.97;
+
+/// Messages of conditional access that come on top of the tables give way to them for so long.
+constexpr boost::chrono::milliseconds kMessagesWait{500};
 
 /// The transport buffer of a decoder (ISO/IEC 13818-1 clause 2.4.2) holds 512 bytes, two packets and a half, and
 /// empties at 1 Mbit/s: 188 bytes in 1.504 ms, and a little reserve.
@@ -36,7 +41,7 @@ constexpr boost::chrono::nanoseconds kBufferInterval = boost::chrono::microsecon
 /// Millionths of a packet a second at 1 Mbit/s.
 constexpr std::uint64_t kBufferRate = 664893617;
 /// A PID that is asked for more than that leaves faster than it is asked to by this much.
-constexpr double kHaste = 1.25;
+constexpr double kHaste = 1.6;
 
 /// The packet slots of one datagram take no longer, so that nothing gets late behind it.
 constexpr boost::chrono::milliseconds kLongestDatagram{20};

@@ -116,16 +116,33 @@ TEST_F(Judge, ASectionThatComesLateIsNamed) {
   EXPECT_EQ(named(), "arrival") << judge.report();
 }
 
-TEST_F(Judge, AnAllowanceMakesItFine) {
-  LimitJudge::Allowances allowances;
-  allowances.lateness = kMs;
-  LimitJudge lenient(allowances);
-  lenient.put(0, {kPat, 0, 1, 1, 200 * kMs});
-  for (const std::int64_t time : {0, 201}) {
-    const std::string packet = packetsOf(0, makeSection(kPat)).front();
-    lenient.take(time * kMs, 0, packet.data(), packet.size());
+class GrantingJudge : public Judge {
+ protected:
+  /// Sends a PAT of 200 ms at 0, 200 ms and at a further time, and returns how many of them came late where 1 ms is
+  /// granted soon after a change: the beginning alone, or a new ceiling shortly before.
+  std::uint64_t countLate(std::int64_t thirdTime, bool ceilingChanges) {
+    LimitJudge::Allowances allowances;
+    allowances.lateness = kMs;
+    allowances.settling = ceilingChanges ? 50 * kMs : 300 * kMs;
+    LimitJudge lenient(allowances);
+    lenient.put(0, {kPat, 0, 1, 1, 200 * kMs});
+    for (const std::int64_t time : {std::int64_t{0}, 200 * kMs, thirdTime}) {
+      if (time == thirdTime && ceilingChanges) lenient.setCeiling(360 * kMs, 1000);
+      const std::string packet = packetsOf(0, makeSection(kPat)).front();
+      lenient.take(time, 0, packet.data(), packet.size());
+    }
+    return lenient.count(Rule::kArrival);
   }
-  EXPECT_EQ(lenient.count(Rule::kArrival), 0U);
+};
+
+TEST_F(GrantingJudge, SoonAfterAChangeAnAllowanceMakesItFine) {
+  EXPECT_EQ(countLate(401 * kMs, true), 0U);
+  EXPECT_EQ(countLate(401 * kMs + 1, true), 1U);
+}
+
+TEST_F(GrantingJudge, LongAfterAChangeNothingIsAllowed) {
+  EXPECT_EQ(countLate(400 * kMs, false), 0U);
+  EXPECT_EQ(countLate(400 * kMs + 1, false), 1U);
 }
 
 TEST_F(Judge, ASectionThatStaysAwayIsNamedOnceAPeriod) {
