@@ -28,6 +28,10 @@ constexpr std::size_t kLastSectionNumberOffset = 7;
 constexpr std::size_t kTdtSize = 8;
 constexpr std::size_t kTotHead = kTdtSize + 2;
 
+/// ms from the end of a section to the beginning of the next one with the same PID, table_id and
+/// table_id_extension, at least: EN 300 468 clause 5.1.4.1. No period can be shorter.
+constexpr unsigned int kSectionDistance = 25;
+
 /// The greatest section_length there is, of private sections and EITs.
 constexpr std::size_t kMaxSectionLength = 4093;
 /// version_number has 5 bits.

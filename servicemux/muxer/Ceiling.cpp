@@ -1,15 +1,17 @@
 #include "servicemux/muxer/Ceiling.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 
+#include "servicemux/muxer/packetTime.h"
 #include "servicemux/muxer/standardsLimits.h"
 
 namespace vantor {
 
 namespace {
 
-constexpr unsigned int kBitsOfAPacket = 1504;
-constexpr boost::chrono::nanoseconds::rep kNanosecondsTimesKbps = 1504000000;
+constexpr std::uint64_t kNanosecondsPerSecond = 1000000000;
 
 /// A little more, because a packet leaves a little after it was taken.
 constexpr boost::chrono::nanoseconds kSecond = boost::chrono::microseconds(1000200);
@@ -23,21 +25,20 @@ constexpr boost::chrono::milliseconds kMadeUp{2};
 
 void Ceiling::set(unsigned int kbps) {
   interval = nanoseconds(kNanosecondsTimesKbps / kbps);
-  std::vector<time_point> resized(std::max(1U, kbps * 1000 / kBitsOfAPacket));
-  // The newest of what has left stands at the end, just before the place that is used next.
-  const std::size_t count = std::min(resized.size(), history.size());
-  for (std::size_t i = 1; i <= count; ++i)
-    resized[resized.size() - i] = history[(oldest + history.size() - i) % history.size()];
-  history.swap(resized);
+  perSecond = std::max<std::size_t>(1, kNanosecondsPerSecond * kbps / kNanosecondsTimesKbps);
+  kept = std::min<std::size_t>(perSecond / kPartKept, standards::kMostKept);
+  if (perSecond <= history.size()) return;
+  std::rotate(history.begin(), history.begin() + static_cast<std::ptrdiff_t>(oldest), history.end());
+  history.insert(history.begin(), perSecond - history.size(), time_point());
   oldest = 0;
-  kept = std::min<std::size_t>(history.size() / kPartKept, standards::kMostKept);
 }
 
 Ceiling::time_point Ceiling::nextPressing() const { return next(standards::kBurst, 0); }
 
 /// So that within a second so many others may still leave.
 Ceiling::time_point Ceiling::next(nanoseconds ahead, std::size_t others) const {
-  return std::max(slotClock - ahead, history[(oldest + others) % history.size()] + kSecond);
+  const std::size_t fullSecond = oldest + history.size() - perSecond;
+  return std::max(slotClock - ahead, history[(fullSecond + others) % history.size()] + kSecond);
 }
 
 void Ceiling::take(time_point now) {

@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <vector>
 
+#include "servicemux/export.h"
+
 namespace vantor {
 
 /// A bitrate that is not exceeded: packets have slots of its rate, and whatever leaves at once, over any second no
 /// more than the rate leaves. Not thread-safe.
-class Ceiling {
+class SERVICEMUX_API Ceiling {
  public:
   using time_point = boost::chrono::steady_clock::time_point;
   using nanoseconds = boost::chrono::nanoseconds;
@@ -43,7 +45,8 @@ class Ceiling {
 
   nanoseconds interval{0};
   time_point slotClock;
-  std::vector<time_point> history{1};  // when packets left, as many as may leave in a second
+  std::size_t perSecond = 1;           // packets that may leave
+  std::vector<time_point> history{1};  // when packets left, as many as ever might leave in a second
   std::size_t oldest = 0;
   std::size_t kept = 0;
 };

@@ -128,7 +128,8 @@ void PacedTable::planRepeated(const Conditions& conditions) {
 void PacedTable::planPrompt(std::size_t oldest, nanoseconds whole, const Conditions& conditions) {
   const time_point from = arrivals[oldest] - duration(oldest, conditions);
   const nanoseconds ahead = duration(0, conditions) + standards::kGap;
-  const bool isTight = promptSince + ahead > from + part(whole, standards::kPressing);
+  const time_point begin = group == nullptr ? promptSince : std::max(promptSince, group->end + standards::kGap);
+  const bool isTight = begin + ahead > from + part(whole, standards::kPressing);
   job.section = isTight ? oldest : 0;
   job.possible = job.eligible = job.mustGo = promptSince;
   const time_point pressing = from + part(whole, standards::kPressing) - (isTight ? nanoseconds::zero() : ahead);

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "interface/psi/packet.h"
+#include "servicemux/muxer/packetTime.h"
 #include "servicemux/muxer/standardsLimits.h"
 
 namespace vantor {
@@ -11,7 +12,7 @@ namespace vantor {
 namespace {
 
 constexpr std::uint64_t kNanosecondsPerMillisecond = 1000000;
-constexpr double kMillionthsOfOneKbps = 1e6 / 1.504;
+constexpr double kMillionthsOfOneKbps = static_cast<double>(standards::kOnePacketASecond) / kNanosecondsTimesKbps;
 
 /// New tables get what is left over, within these bounds, so that those on air are in time meanwhile.
 constexpr double kLeastForNewWork = 0.2;
@@ -101,9 +102,10 @@ void StandardsPace::put(PacedTable& table, muxed_stream& stream, time_point now)
   const bool goesOn = layout.kind == TableLayout::Kind::kQueued && lane.holds(table);  // at the pace it has
   const time_point wantedBy = promptDeadline(layout, lane);
   table.put(std::move(layout), conditions, wantedBy);
+  if (goesOn) table.isPrompt = false;
   count(table, +1);
   if (table.layout.kind == TableLayout::Kind::kFiller) return;
-  if (!goesOn) lane.replan(table, conditions);
+  lane.replan(table, conditions);
   place(lane);
   refit(now);
 }
@@ -331,14 +333,15 @@ Lane* StandardsPace::mostWanted(time_point now, nanoseconds reach) {
   return found == ready.end() ? nullptr : &*found;
 }
 
-/// Adds packets of a filler.
+/// Adds packets of the fillers, a section of each in turn.
 std::size_t StandardsPace::fillUp(time_point now, nanoseconds reach, signed char* packets, std::size_t count) {
   if (fillers.empty() || isFinishing) return count;
-  PacedTable& filler = *fillers.front();
-  while (count < room() && ceiling.allows(now, reach) &&
-         filler.lane->fill(filler, now, packets + count * kPacketSize)) {
+  while (count < room() && ceiling.allows(now, reach)) {
+    PacedTable& filler = *fillers.front();
+    if (!filler.lane->fill(filler, now, packets + count * kPacketSize)) break;
     ceiling.take(now);
     ++count;
+    if (!filler.lane->isUnderWay()) std::rotate(fillers.begin(), fillers.begin() + 1, fillers.end());
   }
   return count;
 }

@@ -8,6 +8,7 @@
 #include "interface/host.h"
 #include "servicemux/WaitLock.h"
 #include "servicemux/muxer/SocketSink.h"
+#include "servicemux/muxer/packetTime.h"
 
 namespace vantor {
 
@@ -17,10 +18,9 @@ using boost::chrono::milliseconds;
 using boost::chrono::nanoseconds;
 using boost::chrono::seconds;
 
-constexpr unsigned int kRingSize = 128;                     // a power of two, so that a slot index is a mask away
-constexpr unsigned int kMaxPacketsPerDatagram = 7;          // 1316 bytes, within an Ethernet payload
-constexpr unsigned int kMaxBitrate = 100000;                // kbit/s
-constexpr unsigned int kNanosecondsTimesKbps = 1504000000;  // 188 bytes of 8 bits at 1 kbit/s, in ns
+constexpr unsigned int kRingSize = 128;             // a power of two, so that a slot index is a mask away
+constexpr unsigned int kMaxPacketsPerDatagram = 7;  // 1316 bytes, within an Ethernet payload
+constexpr unsigned int kMaxBitrate = 100000;        // kbit/s
 
 constexpr milliseconds kLongestIdle{500};
 constexpr milliseconds kFlushGap{25};

@@ -1,14 +1,15 @@
 #include "servicemux/muxer/classicRates.h"
 
 #include "interface/psi/packet.h"
+#include "servicemux/muxer/packetTime.h"
 
 namespace vantor::classic {
 
 namespace {
 
 constexpr std::uint64_t kNanosecondsPerMillisecond = 1000000;
-constexpr std::uint64_t kNanosecondsTimesBps = 1504000000000;  // 188 bytes of 8 bits at 1 bit/s, in ns
-constexpr std::uint32_t kBitsTimesMilliseconds = 8000;         // 8 bits a byte, 1000 ms a second
+constexpr std::uint64_t kNanosecondsTimesBps = std::uint64_t{1000} * kNanosecondsTimesKbps;
+constexpr std::uint32_t kBitsTimesMilliseconds = 8000;  // 8 bits a byte, 1000 ms a second
 
 std::uint32_t in32Bits(std::size_t bytes) { return static_cast<std::uint32_t>(bytes); }
 

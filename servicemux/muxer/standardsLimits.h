@@ -3,6 +3,9 @@
 #include <boost/chrono.hpp>
 #include <cstdint>
 
+#include "interface/psi/section.h"
+#include "servicemux/muxer/packetTime.h"
+
 /// The limits that the pacing by deadlines holds, and the room it leaves itself to hold them.
 
 namespace vantor::standards {
@@ -10,12 +13,13 @@ namespace vantor::standards {
 /// Rates are counted in millionths of a packet a second: divided by the ns from packet to packet this is one.
 constexpr std::uint64_t kOnePacketASecond = 1000000000000000;
 
-/// From a section's last byte to the first one of the next with the same PID, table_id and table_id_extension:
-/// EN 300 468 clause 5.1.4.1. A little more, because a datagram takes its time to leave.
-constexpr boost::chrono::nanoseconds kGap = boost::chrono::microseconds(25200);
+/// From a section's last byte to the first one of the next with the same PID, table_id and table_id_extension: a
+/// little more than it has to be, because a datagram takes its time to leave.
+constexpr boost::chrono::nanoseconds kGap =
+    boost::chrono::milliseconds(kSectionDistance) + boost::chrono::microseconds(200);
 
-/// Within what a new table's first section leaves.
-constexpr boost::chrono::milliseconds kPrompt{25};
+/// Within what a new table's first section leaves: no more than its distance to the version before.
+constexpr boost::chrono::milliseconds kPrompt{kSectionDistance};
 
 // A period is a maximum. A section may leave when so much of it is over, to share a datagram with others; it waits
 // for them for a further part of it at most. The rest is for what stands in its way.
@@ -39,7 +43,7 @@ constexpr boost::chrono::milliseconds kMessagesWait{500};
 /// empties at 1 Mbit/s: 188 bytes in 1.504 ms, and a little reserve.
 constexpr boost::chrono::nanoseconds kBufferInterval = boost::chrono::microseconds(1550);
 /// Millionths of a packet a second at 1 Mbit/s.
-constexpr std::uint64_t kBufferRate = 664893617;
+constexpr std::uint64_t kBufferRate = 1000 * kOnePacketASecond / kNanosecondsTimesKbps;
 /// A PID that is asked for more than that leaves faster than it is asked to by this much.
 constexpr double kHaste = 1.6;
 

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "servicemux/export.h"
+
 namespace vantor {
 
 class RegistryOwner;
 
 /// Says in the log when what is on air does not fit under the ceiling, once for each change: which table needs how
 /// much, the sum, the ceiling, and by how much all periods are stretched. One thread at a time.
-class FitReport {
+class SERVICEMUX_API FitReport {
  public:
   explicit FitReport(RegistryOwner* owner) : owner(owner) {}
   FitReport(const FitReport&) = delete;

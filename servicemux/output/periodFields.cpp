@@ -3,13 +3,12 @@
 #include <algorithm>
 
 #include "interface/checks/Field.h"
+#include "interface/psi/section.h"
 
 namespace vantor {
 
 namespace {
 
-// EN 300 468 clause 5.1.4.1: ms from the end of a section to the beginning of the next of its table.
-constexpr unsigned int kShortest = 25;
 // What has 16 bits in the registries.
 constexpr unsigned int k16Bits = 0xFFFF;
 // An hour. Nobody waits so long for a table, and the rates are reckoned in 32 bits, which some hours more overflow.
@@ -49,7 +48,8 @@ constexpr std::array<PeriodField, kPeriodFieldCount> kFields{{
 std::string milliseconds(std::int64_t period) { return std::to_string(period) + " ms"; }
 
 bool canBeSet(const Field& field, std::int64_t period, unsigned int longest) {
-  if (period < kShortest) return field.refuse(milliseconds(period), "is below " + milliseconds(kShortest));
+  if (period < kSectionDistance)
+    return field.refuse(milliseconds(period), "is below " + milliseconds(kSectionDistance));
   if (period > longest) return field.refuse(milliseconds(period), "is above " + milliseconds(longest));
   return true;
 }

@@ -3,16 +3,11 @@
 #include <boost/thread/lock_guard.hpp>
 #include <memory>
 
+#include "interface/psi/section.h"
 #include "servicemux/muxer/classicRates.h"
 #include "servicemux/streams/SttSource.h"
 
 namespace vantor {
-
-namespace {
-
-constexpr unsigned int kShortestPeriod = 25;  // ms
-
-}  // namespace
 
 TableCarrousel::TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC)
     : muxed_stream(muxer, pid, true, initialCC) {}
@@ -25,12 +20,12 @@ TableCarrousel::~TableCarrousel() {
 
 SubTable* TableCarrousel::new_packetized_subtable(std::string& packets, unsigned int period,
                                                   unsigned char nSections) {
-  if (packets.empty() || period < kShortestPeriod) return nullptr;
+  if (packets.empty() || period < kSectionDistance) return nullptr;
   return add(std::make_unique<SubTable>(packets, period, nSections, false, nullptr));
 }
 
 SubTable* TableCarrousel::new_packetized_subtable(unsigned int period, SttSource* registry) {
-  if (period < kShortestPeriod) return nullptr;
+  if (period < kSectionDistance) return nullptr;
   std::string none;
   return add(std::make_unique<SubTable>(none, period, 1, true, registry));
 }
@@ -89,12 +84,15 @@ int TableCarrousel::replace_packetized_subtable(SubTable* sub) {
 }
 
 int TableCarrousel::SetPeriod(SubTable* sub, unsigned int period) {
-  const boost::lock_guard<boost::mutex> guard(lock);
-  if (!sub->is_linked() || period < kShortestPeriod) return -1;
-  totalBitrate -= sub->bitrate;
-  sub->NewPeriod(period);
-  totalBitrate += sub->bitrate;
-  recalculate_timing();
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    if (!sub->is_linked() || period < kSectionDistance) return -1;
+    totalBitrate -= sub->bitrate;
+    sub->NewPeriod(period);
+    totalBitrate += sub->bitrate;
+    recalculate_timing();
+  }
+  announcePeriod(*sub);
   return 0;
 }
 

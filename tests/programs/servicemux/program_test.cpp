@@ -364,6 +364,18 @@ TEST_F(Program, RepeatsTablesAsTheSetsAndTheCommandLineSay) {
   }
 }
 
+TEST_F(Program, LetsPacketsWaitForOthersAsLongAsItIsTold) {
+  const std::string tables = file("a.json", R"({"periods": {"pat": 8000, "cat": 8050},
+      "pat": {"transport_stream_id": 1, "version_number": 3, "programs": []}, "cat": {"version_number": 7}})");
+  const Receiver receiver;
+  const Result result =
+      run({"play", tables, "--to", receiver.target(), "--duration", "8", "--datagram-wait", "1000", "--quiet"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  std::string last;
+  for (std::string datagram; !(datagram = receiver.receive(0)).empty();) last = datagram;
+  EXPECT_EQ(last.size(), 2 * 188U) << "the PAT of 7320 ms has waited for the CAT of 7366, as it may until 7480";
+}
+
 TEST_F(Program, NamesFileAndPlaceOfAPeriodThatCannotBe) {
   const std::string unknown = file("a.json", R"({"periods": {"pat": 100, "bat": 100}})");
   EXPECT_EQ(playError(unknown), "servicemux: " + unknown + ": /periods/bat: unknown field\n");
