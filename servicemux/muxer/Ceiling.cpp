@@ -9,10 +9,11 @@ namespace vantor {
 namespace {
 
 constexpr unsigned int kBitsOfAPacket = 1504;
-constexpr boost::chrono::nanoseconds::rep kNanosecondsTimesKbps = 1504000000;
+/// At 1 kbit/s a bit takes a millisecond.
+constexpr boost::chrono::nanoseconds kPacketAtOneKbps = boost::chrono::milliseconds(kBitsOfAPacket);
 
-/// A little more, because a packet leaves a little after it was taken.
-constexpr boost::chrono::nanoseconds kSecond = boost::chrono::microseconds(1000200);
+/// A second and a little more, because a packet leaves a little after it was taken.
+constexpr boost::chrono::nanoseconds kWindow = boost::chrono::microseconds(1000200);
 
 constexpr std::size_t kPartKept = 10;
 
@@ -21,8 +22,10 @@ constexpr boost::chrono::milliseconds kMadeUp{2};
 
 }  // namespace
 
+Ceiling::nanoseconds Ceiling::slotAt(unsigned int kbps) { return kPacketAtOneKbps / kbps; }
+
 void Ceiling::set(unsigned int kbps) {
-  interval = nanoseconds(kNanosecondsTimesKbps / kbps);
+  interval = slotAt(kbps);
   std::vector<time_point> resized(std::max(1U, kbps * 1000 / kBitsOfAPacket));
   // The newest of what has left stands at the end, just before the place that is used next.
   const std::size_t count = std::min(resized.size(), history.size());
@@ -37,7 +40,7 @@ Ceiling::time_point Ceiling::nextPressing() const { return next(standards::kBurs
 
 /// So that within a second so many others may still leave.
 Ceiling::time_point Ceiling::next(nanoseconds ahead, std::size_t others) const {
-  return std::max(slotClock - ahead, history[(oldest + others) % history.size()] + kSecond);
+  return std::max(slotClock - ahead, history[(oldest + others) % history.size()] + kWindow);
 }
 
 void Ceiling::take(time_point now) {

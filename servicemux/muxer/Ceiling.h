@@ -13,6 +13,9 @@ class Ceiling {
   using time_point = boost::chrono::steady_clock::time_point;
   using nanoseconds = boost::chrono::nanoseconds;
 
+  /// From packet to packet at such a rate, which is at least 1.
+  [[nodiscard]] static nanoseconds slotAt(unsigned int kbps);
+
   /// `kbps` is at least 1. Packets that have left count on.
   void set(unsigned int kbps);
 

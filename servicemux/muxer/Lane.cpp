@@ -21,7 +21,7 @@ constexpr int kGathered = 7;
 constexpr int kLookAhead = 8;
 
 /// Others of the PID may come between, each with two packets.
-constexpr boost::chrono::nanoseconds kReserve = 6 * standards::kBufferInterval;
+constexpr boost::chrono::nanoseconds kRoomForOthers = 6 * standards::kBufferInterval;
 
 }  // namespace
 
@@ -250,7 +250,7 @@ PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
 
 /// A table that would be late if the section of the chosen one went first, which can wait longer.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
-  const time_point end = now + longest(chosen, conditions) + kReserve;
+  const time_point end = now + longest(chosen, conditions) + kRoomForOthers;
   const auto isEndangered = [&](const PacedTable& table) {
     const bool mayGo = table.group == nullptr || table.group->end + standards::kGap <= now;
     return mayGo && table.isPeriodic() && table.job.deadline < std::min(end, chosen.job.deadline);

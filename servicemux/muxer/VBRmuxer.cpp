@@ -17,10 +17,9 @@ using boost::chrono::milliseconds;
 using boost::chrono::nanoseconds;
 using boost::chrono::seconds;
 
-constexpr unsigned int kRingSize = 128;                     // a power of two, so that a slot index is a mask away
-constexpr unsigned int kMaxPacketsPerDatagram = 7;          // 1316 bytes, within an Ethernet payload
-constexpr unsigned int kMaxBitrate = 100000;                // kbit/s
-constexpr unsigned int kNanosecondsTimesKbps = 1504000000;  // 188 bytes of 8 bits at 1 kbit/s, in ns
+constexpr unsigned int kRingSize = 128;             // a power of two, so that a slot index is a mask away
+constexpr unsigned int kMaxPacketsPerDatagram = 7;  // 1316 bytes, within an Ethernet payload
+constexpr unsigned int kMaxBitrate = 100000;        // kbit/s
 
 constexpr milliseconds kLongestIdle{500};
 constexpr milliseconds kFlushGap{25};
@@ -70,7 +69,7 @@ VBRmuxer::~VBRmuxer() { streams.clear(); }
 void VBRmuxer::SetBitrate(unsigned int kbps) {
   const unsigned int ceiling = std::clamp(kbps, 1U, kMaxBitrate);
   bitrate.store(ceiling);
-  packetInterval.store(kNanosecondsTimesKbps / ceiling);
+  packetInterval.store(static_cast<unsigned int>(Ceiling::slotAt(ceiling).count()));
   if (profile.load() == TimingProfile::Standards) wakeProducer();
 }
 
