@@ -33,10 +33,13 @@ fi
 
 # Every installed header stands alone.
 cd "$prefix/include/servicemux"
-find . -name '*.h' ! -path './interface/records/*' | while read -r header; do
+stands_alone() {
   # shellcheck disable=SC2046
-  echo "#include <${header#./}>" | g++ -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ - \
-    $(pkg-config --cflags servicemux) || { echo "$header does not stand alone"; exit 1; }
-done
+  echo "#include <$1>" | g++ -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ - \
+    $(pkg-config --cflags servicemux) || { echo "$1 does not stand alone"; exit 1; }
+}
+export -f stands_alone
+find . -name '*.h' ! -path './interface/records/*' -printf '%P\n' |
+  xargs -P "$(nproc)" -I '{}' bash -c 'stands_alone "$1"' _ '{}'
 echo '#include <interface/host.h>' | gcc -std=c11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I. -x c -
 echo "every installed header stands alone"

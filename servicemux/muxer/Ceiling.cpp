@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::uint64_t kNanosecondsPerSecond = 1000000000;
 
-/// A little more, because a packet leaves a little after it was taken.
-constexpr boost::chrono::nanoseconds kSecond = boost::chrono::microseconds(1000200);
+/// A second and a little more, because a packet leaves a little after it was taken.
+constexpr boost::chrono::nanoseconds kWindow = boost::chrono::microseconds(1000200);
 
 constexpr std::size_t kPartKept = 10;
 
@@ -38,7 +38,7 @@ Ceiling::time_point Ceiling::nextPressing() const { return next(standards::kBurs
 /// So that within a second so many others may still leave.
 Ceiling::time_point Ceiling::next(nanoseconds ahead, std::size_t others) const {
   const std::size_t fullSecond = oldest + history.size() - perSecond;
-  return std::max(slotClock - ahead, history[(fullSecond + others) % history.size()] + kSecond);
+  return std::max(slotClock - ahead, history[(fullSecond + others) % history.size()] + kWindow);
 }
 
 void Ceiling::take(time_point now) {

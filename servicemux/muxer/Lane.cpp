@@ -21,7 +21,7 @@ constexpr int kGathered = 7;
 constexpr int kLookAhead = 8;
 
 /// Others of the PID may come between, each with two packets.
-constexpr boost::chrono::nanoseconds kReserve = 6 * standards::kBufferInterval;
+constexpr boost::chrono::nanoseconds kRoomForOthers = 6 * standards::kBufferInterval;
 
 }  // namespace
 
@@ -279,12 +279,12 @@ Lane::time_point Lane::possibleAt(const PacedTable& table) {
 /// A table that would be late if the section of the chosen one went first, which can wait longer: even until that
 /// one's distance to others is over and it has gone.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
-  const time_point end = now + longest(chosen, conditions) + kReserve;
+  const time_point end = now + longest(chosen, conditions) + kRoomForOthers;
   const auto isEndangered = [&](const PacedTable& table) {
     if (!table.isPeriodic() || table.job.deadline >= end) return false;
     const time_point possible = possibleAt(table);
     if (possible <= now) return table.job.deadline < chosen.job.deadline;
-    return possible + longest(table, conditions) + kReserve < chosen.job.deadline;
+    return possible + longest(table, conditions) + kRoomForOthers < chosen.job.deadline;
   };
   int looked = 0;
   for (PacedTable& table : ready) {

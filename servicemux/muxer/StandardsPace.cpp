@@ -11,7 +11,8 @@ namespace vantor {
 
 namespace {
 
-constexpr std::uint64_t kNanosecondsPerMillisecond = 1000000;
+/// The rate of one packet in a period of 1 ms.
+constexpr std::uint64_t kOnePacketAMillisecond = standards::kOnePacketASecond / 1000000;
 constexpr double kMillionthsOfOneKbps = static_cast<double>(standards::kOnePacketASecond) / kNanosecondsTimesKbps;
 
 /// New tables get what is left over, within these bounds, so that those on air are in time meanwhile.
@@ -39,7 +40,7 @@ std::size_t packetsOf(const TableLayout& layout) {
 /// Millionths of a packet a second.
 std::uint64_t needOf(const TableLayout& layout, boost::chrono::nanoseconds interval) {
   if (layout.kind == TableLayout::Kind::kRepeated)
-    return packetsOf(layout) * (standards::kOnePacketASecond / kNanosecondsPerMillisecond) / layout.period;
+    return packetsOf(layout) * kOnePacketAMillisecond / layout.period;
   const auto ns = static_cast<std::uint64_t>(interval.count());
   return layout.kind == TableLayout::Kind::kQueued && ns != 0 ? standards::kOnePacketASecond / ns : 0;
 }

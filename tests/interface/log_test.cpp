@@ -53,8 +53,10 @@ class LogProgram {
     for (char** variable = environ; *variable != nullptr; ++variable)
       if (std::string(*variable).rfind("SERVICEMUX_LOG=", 0) != 0) variables.emplace_back(*variable);
     if (threshold != nullptr) variables.push_back(std::string("SERVICEMUX_LOG=") + threshold);
-    // A leak check in a forked child waits for the threads that only its parent has.
-    if (way == "forked children") variables.insert(variables.begin(), "ASAN_OPTIONS=detect_leaks=0");
+    // A leak check in a forked child waits for the threads that only its parent has, and the thread sanitizer gives
+    // them a second at its end.
+    if (way == "forked children")
+      variables.insert(variables.begin(), {"ASAN_OPTIONS=detect_leaks=0", "TSAN_OPTIONS=atexit_sleep_ms=0"});
     std::vector<char*> environment;
     for (auto& variable : variables) environment.push_back(variable.data());
     environment.push_back(nullptr);

@@ -4,11 +4,12 @@
 
 namespace {
 
-constexpr int kDay = 60000;  // MJD
+constexpr int kFirstDay = 60000;  // MJD
 
 /// The segment of `hour`, as it stands in the time, on a day that is so many after the first.
 std::optional<int> segmentOfHour(unsigned hour, int day = 0) {
-  return vantor::segmentOf(static_cast<std::uint64_t>(kDay + day) << 24 | std::uint64_t{hour} << 16 | 0x5959, kDay);
+  return vantor::segmentOf(static_cast<std::uint64_t>(kFirstDay + day) << 24 | std::uint64_t{hour} << 16 | 0x5959,
+                           kFirstDay);
 }
 
 }  // namespace

@@ -3,8 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-
+#include "interface/converters/owned.h"
 #include "tests/interface/RecordedLog.h"
 #include "tests/interface/decoding.h"
 #include "tests/interface/records.h"
@@ -12,12 +11,9 @@
 using namespace vantor::thrift::dvb_tables;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vantor::CatTable;
 
 namespace {
-
-using Table = std::unique_ptr<dvbpsi_cat_t, decltype(&dvbpsi_cat_delete)>;
-
-Table converted(const CAT& record) { return {t2dCAT(record), &dvbpsi_cat_delete}; }
 
 CAT catOf(const std::vector<std::size_t>& sizes) {
   CAT record;
@@ -29,7 +25,7 @@ CAT catOf(const std::vector<std::size_t>& sizes) {
 class CatConverter : public testing::Test {
  protected:
   std::vector<std::string> refusal(const CAT& record) {
-    EXPECT_EQ(converted(record), nullptr);
+    EXPECT_EQ(CatTable(t2dCAT(record)), nullptr);
     return log.takeErrors();
   }
 
@@ -43,7 +39,7 @@ TEST_F(CatConverter, EveryFieldReachesTheTable) {
   record.version_number = 31;
   record.current_next_indicator = false;
   record.descriptors = {descriptor(0x09, {"\x05\x00\xE1\x23", 4}), descriptor(0xFF, "")};
-  const Table cat = converted(record);
+  const CatTable cat(t2dCAT(record));
   ASSERT_NE(cat, nullptr);
   EXPECT_EQ(cat->i_version, 31);
   EXPECT_FALSE(cat->b_current_next);
@@ -67,7 +63,7 @@ TEST_F(CatConverter, ArrivesWholeOverOneAndSeveralSections) {
                                                                     {std::vector<std::size_t>(768, 255), 256}};
   for (const auto& [sizes, sectionCount] : cases) {
     const CAT record = catOf(sizes);
-    const Table cat = converted(record);
+    const CatTable cat(t2dCAT(record));
     ASSERT_NE(cat, nullptr);
     const auto sections = sectionsOf(*cat);
     EXPECT_EQ(faultIn(sections), "");
@@ -83,7 +79,7 @@ TEST_F(CatConverter, FillsAll256SectionsToTheirLastByte) {
   CAT record;
   for (int section = 0; section < 256; ++section)
     for (const std::size_t size : {255, 255, 255, 239}) record.descriptors.push_back(descriptorOf(size));
-  const Table cat = converted(record);
+  const CatTable cat(t2dCAT(record));
   ASSERT_NE(cat, nullptr);
   const auto sections = sectionsOf(*cat);
   EXPECT_EQ(faultIn(sections), "");
@@ -109,7 +105,7 @@ TEST_F(CatConverter, RefusesTagsAndLengthsThatAreNoneOf8Bits) {
 TEST_F(CatConverter, LeavesVersionsAbove31ToTheCaller) {
   CAT record = catOf({5});
   record.version_number = 260;
-  const Table cat = converted(record);
+  const CatTable cat(t2dCAT(record));
   ASSERT_NE(cat, nullptr);
   EXPECT_GT(cat->i_version, 31);
   record.version_number = -3;

@@ -3,8 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-
+#include "interface/converters/owned.h"
 #include "tests/interface/RecordedLog.h"
 #include "tests/interface/decoding.h"
 #include "tests/interface/records.h"
@@ -12,12 +11,9 @@
 using namespace vantor::thrift::dvb_tables;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vantor::NitTable;
 
 namespace {
-
-using Table = std::unique_ptr<dvbpsi_nit_t, decltype(&dvbpsi_nit_delete)>;
-
-Table converted(const NIT& record) { return {t2dNIT(record), &dvbpsi_nit_delete}; }
 
 Descriptors descriptorsOf(const std::vector<std::size_t>& sizes) {
   Descriptors descriptors;
@@ -38,12 +34,12 @@ NIT nitOf(const std::vector<std::size_t>& network, const std::vector<std::vector
 class NitConverter : public testing::Test {
  protected:
   std::vector<std::string> refusal(const NIT& record) {
-    EXPECT_EQ(converted(record), nullptr);
+    EXPECT_EQ(NitTable(t2dNIT(record)), nullptr);
     return log.takeErrors();
   }
 
   void expectWhole(const NIT& record, std::size_t sectionCount) {
-    const Table nit = converted(record);
+    const NitTable nit(t2dNIT(record));
     ASSERT_NE(nit, nullptr) << testing::PrintToString(log.takeErrors());
     const auto sections = sectionsOf(*nit);
     EXPECT_EQ(faultIn(sections), "");
@@ -68,7 +64,7 @@ TEST_F(NitConverter, EveryFieldReachesTheTable) {
   record.current_next_indicator = false;
   record.descriptors = {descriptor(0x40, "net")};
   record.transport_streams = {transportStream(0xFFFE, 0xFFFD, {descriptor(0x41, "sl")}), transportStream(0, 0, {})};
-  const Table nit = converted(record);
+  const NitTable nit(t2dNIT(record));
   ASSERT_NE(nit, nullptr);
   EXPECT_EQ(nit->i_table_id, 0x40);
   EXPECT_EQ(nit->i_extension, 0xFFFF);
@@ -141,7 +137,7 @@ TEST_F(NitConverter, RefusesTagsAndLengthsThatAreNoneOf8Bits) {
 TEST_F(NitConverter, LeavesVersionsAbove31ToTheCaller) {
   NIT record = nitOf({}, {});
   record.version_number = 260;
-  const Table nit = converted(record);
+  const NitTable nit(t2dNIT(record));
   ASSERT_NE(nit, nullptr);
   EXPECT_GT(nit->i_version, 31);
   record.version_number = -1;

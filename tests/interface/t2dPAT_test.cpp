@@ -3,8 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-
+#include "interface/converters/owned.h"
 #include "tests/interface/RecordedLog.h"
 #include "tests/interface/decoding.h"
 #include "tests/interface/records.h"
@@ -12,12 +11,9 @@
 using namespace vantor::thrift::dvb_tables;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vantor::PatTable;
 
 namespace {
-
-using Table = std::unique_ptr<dvbpsi_pat_t, decltype(&dvbpsi_pat_delete)>;
-
-Table converted(const PAT& record) { return {t2dPAT(record), &dvbpsi_pat_delete}; }
 
 PAT patOf(int programs) {
   PAT record;
@@ -31,7 +27,7 @@ class PatConverter : public testing::Test {
  protected:
   /// The error that the record is refused with.
   std::vector<std::string> refusal(const PAT& record) {
-    EXPECT_EQ(converted(record), nullptr);
+    EXPECT_EQ(PatTable(t2dPAT(record)), nullptr);
     return log.takeErrors();
   }
 
@@ -46,7 +42,7 @@ TEST_F(PatConverter, EveryFieldReachesTheTable) {
   record.version_number = 31;
   record.current_next_indicator = false;
   record.programs = {program(0, 0x10), program(0xFFFF, 0x1FFF)};
-  const Table pat = converted(record);
+  const PatTable pat(t2dPAT(record));
   ASSERT_NE(pat, nullptr);
   EXPECT_EQ(pat->i_ts_id, 0xFFFF);
   EXPECT_EQ(pat->i_version, 31);
@@ -65,7 +61,7 @@ TEST_F(PatConverter, EveryFieldReachesTheTable) {
 TEST_F(PatConverter, ArrivesWholeOverOneAndSeveralSections) {
   for (const int programs : {0, 1, 100, 101, 250}) {
     const PAT record = patOf(programs);
-    const Table pat = converted(record);
+    const PatTable pat(t2dPAT(record));
     ASSERT_NE(pat, nullptr);
     const auto sections = sectionsOf(*pat);
     EXPECT_EQ(faultIn(sections), "");
@@ -84,7 +80,7 @@ TEST_F(PatConverter, ArrivesWholeOverOneAndSeveralSections) {
 
 TEST_F(PatConverter, FillsAll256SectionsAndRefusesA257th) {
   PAT record = patOf(25600);
-  const Table pat = converted(record);
+  const PatTable pat(t2dPAT(record));
   ASSERT_NE(pat, nullptr);
   const auto sections = sectionsOf(*pat);
   EXPECT_EQ(sections.size(), 256U);
@@ -121,7 +117,7 @@ TEST_F(PatConverter, LeavesVersionsAbove31ToTheCaller) {
   PAT record = patOf(1);
   for (const int version : {32, 40, 255, 256, 260, 256 + 31, 0x7FFFFFFF}) {
     record.version_number = version;
-    const Table pat = converted(record);
+    const PatTable pat(t2dPAT(record));
     ASSERT_NE(pat, nullptr) << version;
     EXPECT_GT(pat->i_version, 31) << version;
   }

@@ -13,7 +13,7 @@ namespace {
 using thrift::dvb_tables::MGT;
 using thrift::dvb_tables::MGTTable;
 
-constexpr unsigned kLengthBits = 12;  // ATSC A/65 clause 6.2
+constexpr unsigned kMgtLengthBits = 12;  // ATSC A/65 clause 6.2
 
 MGTTable readTable(const JsonValue& value) {
   value.allowOnly({"table_type", "table_type_pid", "table_type_version_number", "number_bytes", "descriptors"});
@@ -45,7 +45,7 @@ MGTTable takeTable(BitReader& bits) {
   bits.bits(3);
   table.table_type_version_number = static_cast<std::int16_t>(bits.bits(5));
   table.number_bytes = bits.bits(32);
-  table.descriptors = takeDescriptors(bits, kLengthBits);
+  table.descriptors = takeDescriptors(bits, kMgtLengthBits);
   return table;
 }
 
@@ -54,7 +54,7 @@ bool addSection(const Section& section, MGT& mgt) {
   BitReader bits(section.payload());
   mgt.protocol_version = static_cast<std::int16_t>(bits.bits(8));
   for (auto tables = bits.bits(16); tables > 0 && bits.isGood(); --tables) mgt.tables.push_back(takeTable(bits));
-  append(takeDescriptors(bits, kLengthBits), mgt.descriptors);
+  append(takeDescriptors(bits, kMgtLengthBits), mgt.descriptors);
   return bits.isGood() && bits.atEnd();
 }
 

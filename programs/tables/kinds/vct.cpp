@@ -15,7 +15,7 @@ using thrift::dvb_tables::VCT;
 using thrift::dvb_tables::VCTChannel;
 
 // ATSC A/65 clause 6.3.
-constexpr unsigned kLengthBits = 10;
+constexpr unsigned kVctLengthBits = 10;
 constexpr const char* kShortNameCharset = "UTF-16BE";
 
 /// The converter sees to its length.
@@ -102,7 +102,7 @@ VCTChannel takeChannel(BitReader& bits, bool isCable) {
   bits.bits(3);
   channel.service_type = static_cast<std::int16_t>(bits.bits(6));
   channel.source_id = static_cast<std::int32_t>(bits.bits(16));
-  channel.descriptors = takeDescriptors(bits, kLengthBits);
+  channel.descriptors = takeDescriptors(bits, kVctLengthBits);
   return channel;
 }
 
@@ -114,7 +114,7 @@ bool addSection(const Section& section, VCT& vct) {
   vct.protocol_version = static_cast<std::int16_t>(bits.bits(8));
   for (auto channels = bits.bits(8); channels > 0 && bits.isGood(); --channels)
     vct.channels.push_back(takeChannel(bits, section.tableId() == kCableVctTableId));
-  append(takeDescriptors(bits, kLengthBits), vct.descriptors);
+  append(takeDescriptors(bits, kVctLengthBits), vct.descriptors);
   return bits.isGood() && bits.atEnd();
 }
 

@@ -351,6 +351,19 @@ TEST_F(StandardsPaceTest, WhatPressesWaitsForTheFillersDatagramButNotUntilItIsLa
   EXPECT_THAT(intervals(tight), Each(Le(milliseconds(60))));
 }
 
+TEST_F(StandardsPaceTest, WhatPressesDoesNotWakeTheSenderUpJustBeforeTheFillersDatagram) {
+  setCeiling(1000);  // 95 datagrams a second
+  addFiller();
+  for (unsigned short pid = 1; pid < 10; ++pid) {
+    add(stream(pid), 200);
+    run(milliseconds(23));
+  }
+  run(seconds(5));
+  datagrams = 0;
+  run(seconds(60));
+  EXPECT_LE(datagrams, 60U * 92) << "93 or more, where the sender wakes up for one packet";
+}
+
 TEST_F(StandardsPaceTest, NewContentIsPromptBesideAFiller) {
   setCeiling(200);  // 53 ms a datagram of seven; it has two
   addFiller();
@@ -453,4 +466,35 @@ TEST_F(StandardsPaceTest, ClearedItIsAsAtTheBeginningButForItsDistances) {
   ASSERT_THAT(sent, SizeIs(6));
   EXPECT_EQ(sent.front().at, milliseconds(2) + kGap);
   EXPECT_TRUE(sent.front().begins());
+}
+
+// --- What goes first where there is little room -----------------------------------------------------------------
+
+TEST_F(StandardsPaceTest, ManySectionsOfALongPeriodThatCameTogetherLeaveTheReserveToOthers) {
+  pace.setCeiling(600, now());
+  std::vector<PacedContent*> shortOnes;
+  for (unsigned short pid = 0x200; pid < 0x208; ++pid) shortOnes.push_back(&add(stream(pid), 200, {2}));
+  PacedStream& guide = stream();
+  for (int i = 0; i < 150; ++i) add(guide, 20000, {4});
+  run(seconds(10));
+  sent.clear();
+  run(seconds(60));
+  for (const PacedContent* const table : shortOnes) {
+    EXPECT_THAT(intervals(*table), SizeIs(Ge(290U)));
+    const auto times = arrivals(*table);
+    for (std::size_t i = 1; i < times.size(); ++i)
+      EXPECT_LE(times[i] - times[i - 1], milliseconds(200)) << times[i];
+  }
+}
+
+TEST_F(StandardsPaceTest, MessagesGiveWayToTables) {
+  pace.setCeiling(600, now());
+  std::vector<PacedContent*> shortOnes;
+  for (unsigned short pid = 0x200; pid < 0x210; ++pid) shortOnes.push_back(&add(stream(pid), 100, {2}));
+  run(seconds(5));
+  sent.clear();
+  const PacedContent& messages = addQueue(milliseconds(5), std::deque<std::uint32_t>(500, 1));
+  run(seconds(20));
+  for (const PacedContent* const table : shortOnes) EXPECT_THAT(intervals(*table), Each(Le(milliseconds(100))));
+  EXPECT_THAT(of(messages), SizeIs(500U));
 }

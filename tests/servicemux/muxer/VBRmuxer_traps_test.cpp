@@ -6,11 +6,13 @@
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "servicemux/streams/TableCarrousel.h"
+#include "tests/servicemux/await.h"
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/Waits.h"
 #include "tests/servicemux/muxer/ClassicStream.h"
 #include "tests/servicemux/muxer/ScriptedStream.h"
+#include "tests/servicemux/muxer/makeMuxer.h"
 
 // What goes wrong only when two threads meet at one certain point. Each test holds one of them there.
 
@@ -21,15 +23,6 @@ using vantor::SectionQueue;
 using vantor::SimpleTable;
 using vantor::TableCarrousel;
 using vantor::VBRmuxer;
-
-std::shared_ptr<VBRmuxer> makeMuxer() {
-  static Sender nowhere;
-  return std::make_shared<VBRmuxer>(nowhere, 1024, 7);
-}
-
-void await(const std::atomic<bool>& flag) {
-  while (!flag) std::this_thread::yield();
-}
 
 /// Waits for a loop to return. When it does not in a time that is long on any machine, stops it once more, so that
 /// the test can fail.

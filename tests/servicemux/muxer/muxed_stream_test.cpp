@@ -4,9 +4,8 @@
 
 #include <boost/intrusive/list.hpp>
 
-#include "servicemux/muxer/VBRmuxer.h"
-#include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/muxer/ClassicStream.h"
+#include "tests/servicemux/muxer/makeMuxer.h"
 #include "tests/servicemux/packets.h"
 
 namespace {
@@ -29,11 +28,6 @@ class Stream : public ClassicStream {
     return packet;
   }
 };
-
-std::shared_ptr<VBRmuxer> makeMuxer() {
-  static Sender nowhere;
-  return std::make_shared<VBRmuxer>(nowhere, 1024, 7);
-}
 
 std::string withControl(unsigned char byte3) {
   std::string packet = makePacket(0x1ABC, 0);

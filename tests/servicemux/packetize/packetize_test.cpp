@@ -14,7 +14,7 @@ using testing::ElementsAre;
 using vantor::kPacketSize;
 using vantor::serviceMux;
 
-constexpr unsigned short kPid = 0x1ABC;
+constexpr unsigned short kAnyPid = 0x1ABC;
 
 std::vector<std::string> split(const std::string& packets) {
   EXPECT_EQ(packets.size() % kPacketSize, 0U);
@@ -29,7 +29,7 @@ struct Packetized {
   std::vector<std::string> packets;
 };
 
-Packetized packetizeOnPid(const Sections& sections, unsigned short pid = kPid) {
+Packetized packetizeOnPid(const Sections& sections, unsigned short pid = kAnyPid) {
   std::string out;
   const unsigned int size = serviceMux::packetize(pid, out, sections.get());
   return {size, split(out)};
@@ -130,47 +130,47 @@ TEST(Packetize, PidKeepsItsHighBitsExceptThatOfThePayloadUnitStart) {
 
 TEST(Packetize, AppendsBehindWhatIsThere) {
   std::string out = "before";
-  serviceMux::packetize(kPid, out, makeSections({{10}}).get());
+  serviceMux::packetize(kAnyPid, out, makeSections({{10}}).get());
   EXPECT_EQ(out.size(), 6 + kPacketSize);
   EXPECT_EQ(out.substr(0, 7), "before\x47");
 }
 
 TEST(Packetize, NullChainAppendsNothing) {
   std::string out;
-  EXPECT_EQ(serviceMux::packetize(kPid, out, nullptr), 0U);
+  EXPECT_EQ(serviceMux::packetize(kAnyPid, out, nullptr), 0U);
   EXPECT_EQ(out, "");
 }
 
 TEST(PacketizeFromCounter, ReturnsOneMoreThanTheNextCounter) {
   std::string out;
-  EXPECT_EQ(vantor::packetize(kPid, 14, out, makeSections({{10}}).get()), 0);
+  EXPECT_EQ(vantor::packetize(kAnyPid, 14, out, makeSections({{10}}).get()), 0);
   EXPECT_THAT(counters(split(out)), ElementsAre(14));
   out.clear();
-  EXPECT_EQ(vantor::packetize(kPid, 13, out, makeSections({{184}, {1}}).get()), 1);
+  EXPECT_EQ(vantor::packetize(kAnyPid, 13, out, makeSections({{184}, {1}}).get()), 1);
   EXPECT_THAT(counters(split(out)), ElementsAre(13, 14, 15));
 }
 
 TEST(PacketizeFromCounter, NullChainCountsOn) {
   std::string out;
-  EXPECT_EQ(vantor::packetize(kPid, 15, out, nullptr), 0);
-  EXPECT_EQ(vantor::packetize(kPid, 3, out, nullptr), 4);
+  EXPECT_EQ(vantor::packetize(kAnyPid, 15, out, nullptr), 0);
+  EXPECT_EQ(vantor::packetize(kAnyPid, 3, out, nullptr), 4);
   EXPECT_EQ(out, "");
 }
 
 TEST(PacketizeFromCounter, TakesTheCounterModulo16) {
   std::string out;
-  EXPECT_EQ(vantor::packetize(kPid, 0x1E, out, makeSections({{10}}).get()), 0);
+  EXPECT_EQ(vantor::packetize(kAnyPid, 0x1E, out, makeSections({{10}}).get()), 0);
   EXPECT_THAT(counters(split(out)), ElementsAre(14));
   EXPECT_EQ(byteAt(out, 3), 0x1E);
-  EXPECT_EQ(vantor::packetize(kPid, 0xFF, out, nullptr), 0);
+  EXPECT_EQ(vantor::packetize(kAnyPid, 0xFF, out, nullptr), 0);
 }
 
 TEST(PacketizeFromCounter, MakesTheSamePacketsAsTheMember) {
   const Sections sections = makeSections({{500, true}, {7}, {183}});
   std::string member;
   std::string function = "x";
-  serviceMux::packetize(kPid, member, sections.get());
-  vantor::packetize(kPid, 0, function, sections.get());
+  serviceMux::packetize(kAnyPid, member, sections.get());
+  vantor::packetize(kAnyPid, 0, function, sections.get());
   EXPECT_EQ(function, "x" + member);
 }
 

@@ -8,9 +8,9 @@
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
-#include "servicemux/streams/SttSource.h"
 #include "servicemux/streams/TableCarrousel.h"
 #include "tests/interface/RecordedLog.h"
+#include "tests/servicemux/doubles/CountingSource.h"
 #include "tests/servicemux/doubles/Random.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/Watchdog.h"
@@ -49,18 +49,6 @@ class Recorded : public Stream {
  private:
   Recorder& recorder;
   const unsigned int number;
-};
-
-class CountingSource final : public vantor::SttSource {
- public:
-  void fillSTTData(unsigned char* packet) override {
-    const std::string made = makePacket(0x1FFB, 0, ++made_);
-    std::copy(made.begin(), made.end(), packet);
-  }
-  boost::chrono::nanoseconds elapsed() const override { return {}; }
-
- private:
-  unsigned char made_ = 0;
 };
 
 /// Does at random, but always the same, what owners do with their streams.
@@ -160,7 +148,7 @@ class RandomOwner {
 
   const std::shared_ptr<VBRmuxer> muxer;
   std::mt19937 generator{20261121};
-  CountingSource source;
+  CountingSource source{0x1FFB, 0};
   std::vector<std::unique_ptr<SimpleTable>> tables;
   std::vector<std::unique_ptr<SectionQueue>> queues;
   std::vector<Carrousel> carrousels;

@@ -18,7 +18,7 @@ using testing::SizeIs;
 using vantor::PSIPStreams;
 using vantor::thrift::dvb_tables::LocalTimeOffset;
 
-constexpr unsigned short kPid = 0x1FFB;
+constexpr unsigned short kPsipPid = 0x1FFB;
 constexpr unsigned char kMgt = 0xC7;
 constexpr unsigned char kTerrestrialVct = 0xC8;
 constexpr unsigned char kCableVctTableId = 0xC9;
@@ -49,7 +49,7 @@ class PSIPStreamsTest : public RegistryTest {
  protected:
   bool add(unsigned char tid, std::size_t count = 1, unsigned char fill = 0xAA) {
     std::string packets;
-    for (std::size_t i = 0; i < count; ++i) packets += makePacket(kPid, 0, fill);
+    for (std::size_t i = 0; i < count; ++i) packets += makePacket(kPsipPid, 0, fill);
     return psips->newPSIPTable(tid, packets, 1);
   }
 
@@ -264,7 +264,7 @@ TEST_F(PSIPStreamsTest, PacketIsLeftAloneWhenThereIsNoMemory) {
 TEST_F(PSIPStreamsTest, TellsWhatIsOnAir) {
   for (const unsigned char tid : {kMgt, kTerrestrialVct, kCableVctTableId, vantor::kRrtTableId}) {
     std::string packets;
-    vantor::packetizeBytes(kPid, 0, packets,
+    vantor::packetizeBytes(kPsipPid, 0, packets,
                            std::string({static_cast<char>(tid), '\x70', '\xC8'}) + std::string(200, 'x'));
     psips->newPSIPTable(tid, packets, 1);
   }
@@ -273,7 +273,7 @@ TEST_F(PSIPStreamsTest, TellsWhatIsOnAir) {
   std::vector<std::string> names;
   for (const auto& table : tables) names.push_back(table.name);
   EXPECT_THAT(names, ElementsAre("ATSC MGT", "ATSC VCT terrestrial", "ATSC VCT cable", "ATSC RRT 0", "ATSC STT"));
-  EXPECT_EQ(tables[0].pid, kPid);
+  EXPECT_EQ(tables[0].pid, kPsipPid);
   EXPECT_EQ(tables[0].period, 150U);
   EXPECT_EQ(tables[0].packets, 2U);
   EXPECT_EQ(tables[4].period, 1000U);
@@ -316,7 +316,7 @@ TEST_F(PSIPStreamsTest, CounterDoesNotJumpWhileTablesComeAndGoUnderTraffic) {
   const auto packets = output.sender.packets();
   EXPECT_GT(packets.size(), 900U);
   for (std::size_t i = 1; i < packets.size(); ++i) {
-    ASSERT_EQ(pidOf(packets[i]), kPid);
+    ASSERT_EQ(pidOf(packets[i]), kPsipPid);
     ASSERT_EQ(counterOf(packets[i]), (counterOf(packets[i - 1]) + 1) % 16) << i;
   }
 }

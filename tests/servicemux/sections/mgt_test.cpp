@@ -24,7 +24,8 @@ std::vector<unsigned> tableCounts(const std::vector<Bytes>& sections) {
   return counts;
 }
 
-constexpr std::size_t kRoom = 4096 - 8 - 3 - 2 - 4;  // header, protocol_version to tables_defined, length, CRC_32
+constexpr std::size_t kMgtRoom =
+    4096 - 8 - 3 - 2 - 4;  // header, protocol_version to tables_defined, length, CRC_32
 
 }  // namespace
 
@@ -64,14 +65,14 @@ TEST(MgtSections, MgtWithoutTablesIsOneSection) {
 TEST(MgtSections, TableGoesToTheNextSectionWhereTheOneBeforeIsFull) {
   const MgtTable full = makeMgt();
   addTable(full, 1, 1000);
-  addTable(full, 2, kRoom - 1000);
+  addTable(full, 2, kMgtRoom - 1000);
   const auto one = bytesOf(generateSections(*full));
   ASSERT_THAT(one, SizeIs(1));
   EXPECT_THAT(one[0], SizeIs(4096));
 
   const MgtTable over = makeMgt();
   addTable(over, 1, 1000);
-  addTable(over, 2, kRoom - 1000 + 1);
+  addTable(over, 2, kMgtRoom - 1000 + 1);
   addTable(over, 3, 11);
   const auto two = bytesOf(generateSections(*over));
   EXPECT_THAT(tableCounts(two), testing::ElementsAre(1, 2));
@@ -82,7 +83,7 @@ TEST(MgtSections, TableGoesToTheNextSectionWhereTheOneBeforeIsFull) {
 
 TEST(MgtSections, OwnDescriptorsFollowTheLastTableIntoFurtherSections) {
   const MgtTable mgt = makeMgt();
-  addTable(mgt, 1, kRoom - 300);
+  addTable(mgt, 1, kMgtRoom - 300);
   addTable(mgt, 2, 100);
   addLoop(*mgt, 200);
   EXPECT_THAT(tableCounts(bytesOf(generateSections(*mgt))), testing::ElementsAre(2));
@@ -96,17 +97,17 @@ TEST(MgtSections, OwnDescriptorsFollowTheLastTableIntoFurtherSections) {
 TEST(MgtSections, TableThatFitsNoSectionYieldsNothing) {
   const MgtTable fits = makeMgt();
   addTable(fits, 1, 11);
-  addTable(fits, 2, kRoom);
+  addTable(fits, 2, kMgtRoom);
   EXPECT_THAT(bytesOf(generateSections(*fits)), SizeIs(2));
   const MgtTable above = makeMgt();
   addTable(above, 1, 11);
-  addTable(above, 2, kRoom + 1);
+  addTable(above, 2, kMgtRoom + 1);
   EXPECT_EQ(generateSections(*above), nullptr);
 }
 
 TEST(MgtSections, A257thSectionYieldsNothing) {
   const MgtTable mgt = makeMgt();
-  for (std::uint16_t i = 0; i < 256; ++i) addTable(mgt, i, kRoom);
+  for (std::uint16_t i = 0; i < 256; ++i) addTable(mgt, i, kMgtRoom);
   EXPECT_THAT(bytesOf(generateSections(*mgt)), SizeIs(256));
   addTable(mgt, 256, 11);
   EXPECT_EQ(generateSections(*mgt), nullptr);

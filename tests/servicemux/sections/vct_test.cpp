@@ -32,8 +32,8 @@ std::vector<unsigned> channelCounts(const std::vector<Bytes>& sections) {
   return counts;
 }
 
-constexpr std::size_t kRoom = 1024 - 8 - 2 - 2 - 4;  // header, protocol_version and count, length, CRC_32
-constexpr std::size_t kFlags = 10 + 26;              // in the first channel
+constexpr std::size_t kVctRoom = 1024 - 8 - 2 - 2 - 4;  // header, protocol_version and count, length, CRC_32
+constexpr std::size_t kFlags = 10 + 26;                 // in the first channel
 
 }  // namespace
 
@@ -112,14 +112,14 @@ TEST(VctSections, VctWithoutChannelsIsOneSection) {
 TEST(VctSections, ChannelGoesToTheNextSectionWhereTheOneBeforeIsFull) {
   const VctTable full = makeVct(kTerrestrial);
   addChannel(full, 1, 500);
-  addChannel(full, 2, kRoom - 500);
+  addChannel(full, 2, kVctRoom - 500);
   const auto one = bytesOf(generateSections(*full));
   ASSERT_THAT(one, SizeIs(1));
   EXPECT_THAT(one[0], SizeIs(1024));
 
   const VctTable over = makeVct(kTerrestrial);
   addChannel(over, 1, 500);
-  addChannel(over, 2, kRoom - 500 + 1);
+  addChannel(over, 2, kVctRoom - 500 + 1);
   addChannel(over, 3, 32);
   const auto two = bytesOf(generateSections(*over));
   EXPECT_THAT(channelCounts(two), ElementsAre(1, 2));
@@ -129,7 +129,7 @@ TEST(VctSections, ChannelGoesToTheNextSectionWhereTheOneBeforeIsFull) {
 
 TEST(VctSections, OwnDescriptorsFollowTheLastChannelIntoFurtherSections) {
   const VctTable vct = makeVct(kTerrestrial);
-  addChannel(vct, 1, kRoom - 200);
+  addChannel(vct, 1, kVctRoom - 200);
   addLoop(*vct, 200);
   EXPECT_THAT(channelCounts(bytesOf(generateSections(*vct))), ElementsAre(1));
   addLoop(*vct, 1000);
@@ -139,17 +139,17 @@ TEST(VctSections, OwnDescriptorsFollowTheLastChannelIntoFurtherSections) {
 
 TEST(VctSections, ChannelThatFitsNoSectionYieldsNothing) {
   const VctTable fits = makeVct(kCable);
-  addChannel(fits, 1, kRoom);
+  addChannel(fits, 1, kVctRoom);
   EXPECT_THAT(bytesOf(generateSections(*fits)), SizeIs(1));
   const VctTable above = makeVct(kCable);
   addChannel(above, 1, 32);
-  addChannel(above, 2, kRoom + 1);
+  addChannel(above, 2, kVctRoom + 1);
   EXPECT_EQ(generateSections(*above), nullptr);
 }
 
 TEST(VctSections, A257thSectionYieldsNothing) {
   const VctTable vct = makeVct(kCable);
-  for (std::uint16_t i = 0; i < 256; ++i) addChannel(vct, i, kRoom);
+  for (std::uint16_t i = 0; i < 256; ++i) addChannel(vct, i, kVctRoom);
   EXPECT_THAT(bytesOf(generateSections(*vct)), SizeIs(256));
   addDescriptor(*vct, 0x80, {});
   EXPECT_EQ(generateSections(*vct), nullptr);

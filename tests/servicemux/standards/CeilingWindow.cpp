@@ -2,9 +2,10 @@
 
 #include <algorithm>
 
+#include "tests/servicemux/standards/simulatedTime.h"
+
 namespace {
 
-constexpr std::int64_t kSecond = 1000000000;
 constexpr std::int64_t kNanosecondsTimesKbps = 1000000;  // in a bit
 constexpr std::int64_t kPacketBits = 1504;
 

@@ -11,13 +11,11 @@
 #include "interface/psi/pids.h"
 #include "interface/psi/section.h"
 #include "interface/psi/tableTypes.h"
+#include "tests/servicemux/standards/simulatedTime.h"
 
 namespace {
 
 using vantor::kPacketSize;
-
-constexpr std::int64_t kMillisecond = 1000000;
-constexpr std::int64_t kSecond = 1000 * kMillisecond;
 
 constexpr std::int64_t kLeastGap = 25 * kMillisecond;
 constexpr std::int64_t kLongestChange = 25 * kMillisecond;

@@ -5,14 +5,14 @@
 
 #include "interface/host.h"
 #include "interface/psi/packet.h"
+#include "tests/servicemux/standards/simulatedTime.h"
 
 namespace {
 
 using Rule = LimitJudge::Rule;
 
-constexpr std::int64_t kMs = 1000000;
-constexpr std::int64_t kSecond = 1000 * kMs;
-constexpr std::size_t kPayloadSize = 184;
+constexpr std::int64_t kMs = kMillisecond;
+constexpr std::size_t kPayload = 184;
 
 constexpr LimitJudge::Key kPat{0, 0x00, 7, 0, 0};
 constexpr LimitJudge::Key kEit{0x12, 0x4F, 101, 2, 1};
@@ -47,10 +47,10 @@ class Judge : public testing::Test {
     std::vector<std::string> packets;
     for (unsigned int start = vantor::kPayloadUnitStart; !payload.empty(); start = 0) {
       std::string packet = bigEndian(0x47000010 | start << 16 | pid << 8 | counters[pid]++ % 16, 4);
-      packet += payload.substr(0, kPayloadSize);
+      packet += payload.substr(0, kPayload);
       packet.resize(vantor::kPacketSize, '\xFF');
       packets.push_back(packet);
-      payload.erase(0, kPayloadSize);
+      payload.erase(0, kPayload);
     }
     return packets;
   }

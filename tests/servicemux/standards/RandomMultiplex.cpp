@@ -9,13 +9,13 @@
 #include "interface/psi/pids.h"
 #include "interface/psi/tableIds.h"
 #include "tests/servicemux/front/outputs.h"
+#include "tests/servicemux/standards/simulatedTime.h"
 
 namespace {
 
 using namespace vantor;
 
-constexpr std::int64_t kNanosecondsPerMillisecond = 1000000;
-constexpr double kPacketBits = 1504;
+constexpr double kBitsOfAPacket = 1504;
 
 constexpr std::uint16_t kTransportStream = 0x2A;  // of outputs.h
 constexpr std::uint16_t kNetwork = 0x3001;
@@ -207,7 +207,7 @@ void RandomMultiplex::setStt() {
 void RandomMultiplex::setNullPackets() {
   const unsigned int period = 50 + below(1000);
   mux.newNULLPkts(period);
-  nullKbps = kPacketBits / period;
+  nullKbps = kBitsOfAPacket / period;
 }
 
 /// Makes the streams of its messages anew, which takes what was on air off.
@@ -325,7 +325,7 @@ void RandomMultiplex::put(const Key& key, int version, unsigned int period) {
   });
   ASSERT_NE(found, listed.end()) << "table_id " << int{key.table_id} << " extension " << key.extension;
   EXPECT_EQ(found->period, period);
-  const LimitJudge::Table table{key, version, found->sections, found->packets, period * kNanosecondsPerMillisecond};
+  const LimitJudge::Table table{key, version, found->sections, found->packets, period * kMillisecond};
   const auto known = std::find_if(onAir.begin(), onAir.end(), [&](const auto& other) { return other.key == key; });
   if (known == onAir.end())
     onAir.push_back(table);
@@ -360,7 +360,7 @@ int RandomMultiplex::nextVersion(const Key& key) {
 double RandomMultiplex::required() const {
   double kbps = nullKbps;
   for (const LimitJudge::Table& table : onAir)
-    kbps += table.packets * kPacketBits * kNanosecondsPerMillisecond / static_cast<double>(table.period);
+    kbps += table.packets * kBitsOfAPacket * kMillisecond / static_cast<double>(table.period);
   return kbps;
 }
 

@@ -9,6 +9,7 @@
 #include "tests/servicemux/doubles/SimulatedThreads.h"
 #include "tests/servicemux/standards/LimitJudge.h"
 #include "tests/servicemux/standards/RandomMultiplex.h"
+#include "tests/servicemux/standards/simulatedTime.h"
 
 /// Whole multiplexes with all their threads in simulated time, while their tables, ceilings and clocks change at
 /// random: a judge looks at every packet. Twenty-four sets of an hour each, and some that stay or are too much; a
@@ -20,8 +21,6 @@ constexpr std::int64_t kMinutes = SANITIZED ? 5 : 60;  // a sanitizer takes ten 
 
 using vantor::TimingProfile;
 
-constexpr std::int64_t kMillisecond = 1000000;
-constexpr std::int64_t kSecond = 1000 * kMillisecond;
 constexpr std::int64_t kSettling = kSecond / 2;
 constexpr std::int64_t kHour = kMinutes * 60 * kSecond;
 

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "servicemux/muxer/VBRmuxer.h"
+#include "tests/servicemux/await.h"
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/doubles/Waits.h"
@@ -18,7 +19,7 @@ using testing::SizeIs;
 using vantor::SectionQueue;
 using vantor::VBRmuxer;
 
-constexpr unsigned short kPid = 0x14;
+constexpr unsigned short kQueuePid = 0x14;
 constexpr unsigned int kRate = 1000000;     // bit/s
 constexpr nanoseconds kInterval(1504000);   // at that rate
 constexpr unsigned int kSlowRate = 100000;  // bit/s
@@ -27,7 +28,7 @@ constexpr nanoseconds kSlowInterval(15040000);
 /// Packets that differ in their payload: 0x10, 0x11 ... for a tag of 0x10. All carry the counter 7.
 std::string makeItem(std::size_t packets, unsigned char tag) {
   std::string item;
-  for (std::size_t i = 0; i < packets; ++i) item += makePacket(kPid, 7, static_cast<unsigned char>(tag + i));
+  for (std::size_t i = 0; i < packets; ++i) item += makePacket(kQueuePid, 7, static_cast<unsigned char>(tag + i));
   return item;
 }
 
@@ -57,7 +58,7 @@ class SectionQueueTest : public testing::Test {
   const time_point start = clocks.steady();
   Sender sender;
   std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
-  std::unique_ptr<SectionQueue> queue = std::make_unique<SectionQueue>(muxer, kPid, kRate);
+  std::unique_ptr<SectionQueue> queue = std::make_unique<SectionQueue>(muxer, kQueuePid, kRate);
 };
 
 }  // namespace
@@ -95,7 +96,7 @@ TEST_F(SectionQueueTest, ItemsLeaveOnceInOrderAtTheRate) {
 
 TEST_F(SectionQueueTest, IntervalIsRoundedToTheNearestNanosecond) {
   const auto intervalAt = [this](unsigned int rate) {
-    queue = std::make_unique<SectionQueue>(muxer, kPid, rate);
+    queue = std::make_unique<SectionQueue>(muxer, kQueuePid, rate);
     add(2, 0x10);
     return ask({}).next;
   };
@@ -186,7 +187,7 @@ TEST_F(SectionQueueTest, SetRateCountsFromThePacketAfterTheNext) {
 }
 
 TEST_F(SectionQueueTest, QueueWithARateOf0SendsOnEveryCall) {
-  queue = std::make_unique<SectionQueue>(muxer, kPid, 0);
+  queue = std::make_unique<SectionQueue>(muxer, kQueuePid, 0);
   add(3, 0x10);
   for (int i = 0; i < 3; ++i) {
     const Asked asked = ask({});
@@ -269,18 +270,10 @@ TEST_F(SectionQueueTest, OutlivesItsMuxer) {
   queue.reset();
 }
 
-namespace {
-
-void await(const std::atomic<bool>& flag) {
-  while (!flag) std::this_thread::yield();
-}
-
-}  // namespace
-
 TEST(SectionQueueThreads, QueueIsWholeWhileTheProducerPollsIt) {
   Sender sender;
   const auto muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
-  auto queue = std::make_unique<SectionQueue>(muxer, kPid, 0);
+  auto queue = std::make_unique<SectionQueue>(muxer, kQueuePid, 0);
   queue->queue_section(makeItem(1, 0), 0);
 
   std::atomic<const void*> listMutex{nullptr};
@@ -314,7 +307,7 @@ TEST(SectionQueueThreads, EveryItemOfTwoCallersArrivesOnceAndWhole) {
   constexpr int kItems = 500;
   Sender sender;
   const auto muxer = std::make_shared<VBRmuxer>(sender, 100000, 7);
-  SectionQueue queue(muxer, kPid, 0);
+  SectionQueue queue(muxer, kQueuePid, 0);
   std::thread producer([&] { muxer->muxerRun(); });
   std::thread consumer([&] { muxer->consumerRun(); });
   const auto enqueue = [&](unsigned char tag) {
@@ -326,7 +319,7 @@ TEST(SectionQueueThreads, EveryItemOfTwoCallersArrivesOnceAndWhole) {
   std::thread other(enqueue, 0x80);
   enqueue(0x10);
   other.join();
-  queue.queue_section(makePacket(kPid, 0, 0xEE), 0);
+  queue.queue_section(makePacket(kQueuePid, 0, 0xEE), 0);
   EXPECT_TRUE(sender.await([](const std::string& packet) { return byteAt(packet, 4) == 0xEE; }));
   muxer->muxerStop();
   consumer.join();

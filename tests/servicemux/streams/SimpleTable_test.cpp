@@ -18,12 +18,12 @@ using testing::ElementsAre;
 using vantor::SimpleTable;
 using vantor::VBRmuxer;
 
-constexpr unsigned short kPid = 0x10;
+constexpr unsigned short kNitPid = 0x10;
 
 /// Table packets that differ in their payload: 0x10, 0x11 ... for a tag of 0x10. All carry the counter 7.
 std::string makeTable(std::size_t packets, unsigned char tag = 0x10) {
   std::string table;
-  for (std::size_t i = 0; i < packets; ++i) table += makePacket(kPid, 7, static_cast<unsigned char>(tag + i));
+  for (std::size_t i = 0; i < packets; ++i) table += makePacket(kNitPid, 7, static_cast<unsigned char>(tag + i));
   return table;
 }
 
@@ -53,7 +53,7 @@ class SimpleTableTest : public testing::Test {
   const time_point start = clocks.steady();
   Sender sender;
   std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
-  std::unique_ptr<SimpleTable> table = std::make_unique<SimpleTable>(muxer, kPid, 100);
+  std::unique_ptr<SimpleTable> table = std::make_unique<SimpleTable>(muxer, kNitPid, 100);
 };
 
 }  // namespace
@@ -214,7 +214,7 @@ TEST_F(SimpleTableTest, PeriodOf0SendsOnEveryCallAndReportsNoBitrate) {
 }
 
 TEST_F(SimpleTableTest, PeriodOf0FromTheStartSendsOnEveryCall) {
-  table = std::make_unique<SimpleTable>(muxer, kPid, 0);
+  table = std::make_unique<SimpleTable>(muxer, kNitPid, 0);
   set(makeTable(2));
   for (int i = 0; i < 10; ++i) {
     const Asked asked = ask({});
@@ -249,7 +249,7 @@ TEST_F(SimpleTableTest, TellsWhatIsOnAir) {
   sections->p_data[2] = static_cast<std::uint8_t>(vantor::sectionSize(*sections) - 3);
   sections->p_data[5] = 9 << 1;
   std::string packets;
-  vantor::serviceMux::packetize(kPid, packets, sections.get());
+  vantor::serviceMux::packetize(kNitPid, packets, sections.get());
   set(packets);
   table->SetPeriod(80);
   const auto onAir = table->onAir();

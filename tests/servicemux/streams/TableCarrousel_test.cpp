@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "servicemux/muxer/VBRmuxer.h"
-#include "servicemux/streams/SttSource.h"
+#include "tests/servicemux/doubles/CountingSource.h"
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/Random.h"
 #include "tests/servicemux/doubles/Sender.h"
@@ -22,7 +22,7 @@ using vantor::SubTable;
 using vantor::TableCarrousel;
 using vantor::VBRmuxer;
 
-constexpr unsigned short kPid = 0x11;
+constexpr unsigned short kSdtPid = 0x11;
 
 /// Sections of so many packets each. Every packet's payload is `tag`, but for its last byte, which counts them.
 std::string makeSubtable(const std::vector<int>& sections, unsigned char tag) {
@@ -30,7 +30,7 @@ std::string makeSubtable(const std::vector<int>& sections, unsigned char tag) {
   for (const int size : sections)
     for (int i = 0; i < size; ++i) {
       const std::size_t number = packets.size() / vantor::kPacketSize;
-      std::string packet = makePacket(kPid, 0, tag);
+      std::string packet = makePacket(kSdtPid, 0, tag);
       if (i == 0) packet[1] = static_cast<char>(byteAt(packet, 1) | vantor::kPayloadUnitStart);
       packet.back() = static_cast<char>(number);
       packets += packet;
@@ -84,18 +84,7 @@ class CarrouselTest : public testing::Test {
   Sender sender;
   std::shared_ptr<VBRmuxer> muxer = std::make_shared<VBRmuxer>(sender, 1024, 7);
   std::unique_ptr<TableCarrousel> carrousel =
-      std::make_unique<TableCarrousel>(muxer, kPid, vantor::muxed_stream::kNoCC);
-};
-
-/// Makes packets whose payload counts up.
-class CountingSource final : public vantor::SttSource {
- public:
-  void fillSTTData(unsigned char* packet) override {
-    const std::string made = makePacket(kPid, 9, ++count);
-    std::copy(made.begin(), made.end(), packet);
-  }
-  boost::chrono::nanoseconds elapsed() const override { return {}; }
-  unsigned char count = 0;
+      std::make_unique<TableCarrousel>(muxer, kSdtPid, vantor::muxed_stream::kNoCC);
 };
 
 }  // namespace
@@ -150,7 +139,7 @@ TEST_F(CarrouselTest, NothingLeavesBeforeItsSlot) {
 }
 
 TEST_F(CarrouselTest, LoneDynamicSubtableIsSentEvery1504Seconds) {
-  CountingSource source;
+  CountingSource source(kSdtPid, 9);
   ASSERT_NE(carrousel->new_packetized_subtable(1000, &source), nullptr);
   EXPECT_EQ(carrousel->getBitrate(), 1U);
   const Asked first = ask({});
@@ -161,7 +150,7 @@ TEST_F(CarrouselTest, LoneDynamicSubtableIsSentEvery1504Seconds) {
 }
 
 TEST_F(CarrouselTest, DynamicSubtableIsDueOnePeriodLaterWithEverySending) {
-  CountingSource source;
+  CountingSource source(kSdtPid, 9);
   SubTable* const sub = carrousel->new_packetized_subtable(1000, &source);
   ASSERT_NE(sub, nullptr);
   EXPECT_EQ(dueOf(*sub), nanoseconds(0));
@@ -198,7 +187,7 @@ TEST_F(CarrouselTest, DynamicSubtableWithoutASourceLeavesTheSlotAsItIs) {
 }
 
 TEST_F(CarrouselTest, PeriodsBelow25MillisecondsAreRefused) {
-  CountingSource source;
+  CountingSource source(kSdtPid, 9);
   std::string packets = makeSubtable({1}, 1);
   const std::string before = packets;
   EXPECT_EQ(carrousel->new_packetized_subtable(packets, 24, 1), nullptr);
@@ -353,7 +342,7 @@ TEST_F(CarrouselTest, SubtableThatIsInNoCarrouselIsAnswered) {
 }
 
 TEST_F(CarrouselTest, CounterGoesOnFromTheInitialOne) {
-  carrousel = std::make_unique<TableCarrousel>(muxer, kPid, 5);
+  carrousel = std::make_unique<TableCarrousel>(muxer, kSdtPid, 5);
   add({1}, 1, 100);
   EXPECT_EQ(ask({}).counter, 6);
 }

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "servicemux/streams/SectionQueue.h"
+#include "tests/servicemux/await.h"
 #include "tests/servicemux/doubles/FailingSections.h"
 #include "tests/servicemux/doubles/LockHook.h"
 #include "tests/servicemux/doubles/UtcClock.h"
@@ -19,7 +20,7 @@ using testing::SizeIs;
 using vantor::SectionQueue;
 using vantor::TimeTables;
 
-constexpr unsigned short kPid = 0x14;
+constexpr unsigned short kTimePid = 0x14;
 constexpr long long kUtc = 0xC0791234'56;  // 1993-10-13 12:34:56, EN 300 468 annex C, a minute and 11 seconds on
 constexpr milliseconds kPeriod{1000};
 
@@ -64,7 +65,7 @@ std::string sectionIn(const std::string& packets) {
 class TimeTablesTest : public RegistryTest {
  protected:
   TimeTablesTest() {
-    auto owned = std::make_unique<SectionQueue>(output.muxer, kPid, 0);
+    auto owned = std::make_unique<SectionQueue>(output.muxer, kTimePid, 0);
     queue = owned.get();
     times = std::make_unique<TimeTables>(&output, std::move(owned));
     utc.time = kUtc;
@@ -365,14 +366,6 @@ TEST_F(TimeUpdaterTest, GoesOnWithoutItsQueue) {
        [&] { EXPECT_EQ(utc.reads, 2); }});
 }
 
-namespace {
-
-void await(const std::atomic<bool>& flag) {
-  while (!flag) std::this_thread::yield();
-}
-
-}  // namespace
-
 TEST_F(TimeTablesTest, StopIsHeardByAnUpdaterThatSleeps) {
   const WatchedThread updater([this] {
     const EndlessWaits noDeadline;
@@ -444,7 +437,7 @@ TEST_F(TimeTablesTest, TablesComeAndGoUnderTraffic) {
   std::thread producer([this] { output.muxer->muxerRun(); });
   std::thread consumer([this] { output.muxer->consumerRun(); });
   for (int round = 0; round < 30; ++round) {
-    TimeTables tables(&output, std::make_unique<SectionQueue>(output.muxer, kPid, 0));
+    TimeTables tables(&output, std::make_unique<SectionQueue>(output.muxer, kTimePid, 0));
     std::thread updater([&] { tables.timeUpdateFct(); });
     for (int i = 0; i < 20; ++i) {
       tables.setLocalTimeOffsetTable(Offsets(static_cast<std::size_t>(i % 20), makeOffset()));
@@ -464,5 +457,5 @@ TEST_F(TimeTablesTest, TablesComeAndGoUnderTraffic) {
   output.muxer->muxerStop();
   consumer.join();
   producer.join();
-  for (const auto& packet : output.sender.packets()) ASSERT_EQ(pidOf(packet), kPid);
+  for (const auto& packet : output.sender.packets()) ASSERT_EQ(pidOf(packet), kTimePid);
 }

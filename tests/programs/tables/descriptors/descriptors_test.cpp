@@ -7,7 +7,7 @@
 
 #include "programs/tables/json/InputError.h"
 
-namespace vantor::tables {
+namespace vantor::tables::descriptors_test {
 namespace {
 
 using namespace std::string_literals;
@@ -552,4 +552,4 @@ TEST(Descriptors, ComeBackAsTheyWereWhateverTheirPayload) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::descriptors_test

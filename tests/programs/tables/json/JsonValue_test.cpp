@@ -4,7 +4,7 @@
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/sets/tableSetJson.h"
 
-namespace vantor::tables {
+namespace vantor::tables::JsonValue_test {
 namespace {
 
 std::string errorOf(std::string_view text) {
@@ -191,4 +191,4 @@ TEST(JsonValue, RefusesDeepNestingWithoutExhaustingTheStack) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::JsonValue_test

@@ -2,7 +2,7 @@
 
 #include "programs/tables/sets/tableSetJson.h"
 
-namespace vantor::tables {
+namespace vantor::tables::writeJson_test {
 namespace {
 
 using namespace thrift::dvb_tables;
@@ -66,4 +66,4 @@ TEST(WriteJson, WritesWhatTheReaderReadsBack) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::writeJson_test

@@ -8,7 +8,7 @@
 
 /// PMT, SDT and EIT out of captures, above all those that do not follow the rules.
 
-namespace vantor::tables {
+namespace vantor::tables::captureServices_test {
 namespace {
 
 using namespace thrift::dvb_tables;
@@ -315,4 +315,4 @@ TEST(CapturedServices, SectionsWhoseContentsDoNotAddUpAreCounted) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::captureServices_test

@@ -10,7 +10,7 @@
 
 /// ECMs and EMMs in JSON and from captures.
 
-namespace vantor::tables {
+namespace vantor::tables::conditionalAccess_test {
 namespace {
 
 using namespace vantor::testing;
@@ -183,4 +183,4 @@ TEST(ConditionalAccessCapture, SectionsWithoutAPidAreLeft) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::conditionalAccess_test

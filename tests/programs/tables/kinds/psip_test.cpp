@@ -11,7 +11,7 @@
 
 /// MGT, VCT and STT in JSON and from captures.
 
-namespace vantor::tables {
+namespace vantor::tables::psip_test {
 namespace {
 
 using namespace vantor::testing;
@@ -339,4 +339,4 @@ TEST(MasterGuide, NamesTheTableThatTheSetLacks) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::psip_test

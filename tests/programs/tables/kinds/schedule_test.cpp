@@ -5,7 +5,7 @@
 
 #include "tests/programs/streams.h"
 
-namespace vantor::tables {
+namespace vantor::tables::schedule_test {
 namespace {
 
 using namespace vantor::testing;
@@ -118,4 +118,4 @@ TEST(Schedule, KnowsTheFirstEventThatHasNoPlace) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::schedule_test

@@ -11,7 +11,7 @@
 
 /// PMT, SDT and EIT in JSON.
 
-namespace vantor::tables {
+namespace vantor::tables::serviceTables_test {
 namespace {
 
 using namespace thrift::dvb_tables;
@@ -405,4 +405,4 @@ TEST(ServiceTables, WarnOfWhatIsSentInAnotherWay) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::serviceTables_test

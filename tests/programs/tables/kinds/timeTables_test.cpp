@@ -10,7 +10,7 @@
 
 /// TDT and TOT in JSON and from captures.
 
-namespace vantor::tables {
+namespace vantor::tables::timeTables_test {
 namespace {
 
 using namespace vantor::testing;
@@ -208,4 +208,4 @@ TEST(TimeCapture, TotWithAWrongCrcIsCounted) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::timeTables_test

@@ -5,7 +5,7 @@
 
 #include "tests/programs/streams.h"
 
-namespace vantor::tables {
+namespace vantor::tables::SubtableBuilder_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -59,4 +59,4 @@ TEST(SubtableBuilder, KeepsTheOthersWhereSectionsStandAlone) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::SubtableBuilder_test

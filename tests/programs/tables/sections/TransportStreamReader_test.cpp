@@ -5,7 +5,7 @@
 
 #include "tests/programs/streams.h"
 
-namespace vantor::tables {
+namespace vantor::tables::TransportStreamReader_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -76,4 +76,4 @@ TEST_F(TransportStream, HasNothingWhereNoPidIsFollowed) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::TransportStreamReader_test

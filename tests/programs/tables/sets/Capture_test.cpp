@@ -6,7 +6,7 @@
 #include "servicemux/packetize/TableFacts.h"
 #include "tests/programs/streams.h"
 
-namespace vantor::tables {
+namespace vantor::tables::Capture_test {
 namespace {
 
 using namespace vantor::testing;
@@ -300,4 +300,4 @@ TEST(CaptureReader, RefusesAFileThatEndsWithinASection) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::Capture_test

@@ -15,7 +15,7 @@
 
 /// Tables that change with the time, while they are on air.
 
-namespace vantor::tables {
+namespace vantor::tables::OnAir_test {
 namespace {
 
 using namespace vantor::testing;
@@ -100,4 +100,4 @@ TEST_F(OnAirTest, OnlyWhatTheTimeChangesIsOutdated) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::OnAir_test

@@ -8,7 +8,7 @@
 #include "programs/tables/sets/wholeSet.h"
 #include "servicemux/output/periodFields.h"
 
-namespace vantor::tables {
+namespace vantor::tables::periodsJson_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -78,4 +78,4 @@ TEST(WholeSet, HasThePeriodsOfTheLibraryWhereNoneIsGiven) {
 TEST(WholeSet, OfNothingButPeriodsIsEmpty) { EXPECT_TRUE(isEmpty(readTableSet(R"({"periods": {"pmt": 110}})"))); }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::periodsJson_test

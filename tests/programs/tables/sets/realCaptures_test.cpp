@@ -15,7 +15,7 @@
 
 /// Captures, our own and broadcast ones that lie beside the project: what is imported from them is sent as it was.
 
-namespace vantor::tables {
+namespace vantor::tables::realCaptures_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -190,7 +190,7 @@ class RealCaptures : public ::testing::Test {
   }
 
   static void expectUnchanged(const char* capture, std::size_t expectedSubtables) {
-    tables::expectUnchanged(captureDirectory() / capture, expectedSubtables);
+    realCaptures_test::expectUnchanged(captureDirectory() / capture, expectedSubtables);
   }
 };
 
@@ -231,4 +231,4 @@ TEST_F(RealCaptures, TheirSectionsAreCounted) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::realCaptures_test

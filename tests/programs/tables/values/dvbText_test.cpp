@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace vantor::tables {
+namespace vantor::tables::dvbText_test {
 namespace {
 
 using namespace std::string_literals;
@@ -141,4 +141,4 @@ TEST(DvbText, KeepsWhetherAnEmptyTextHasASelector) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::dvbText_test

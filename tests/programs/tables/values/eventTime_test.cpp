@@ -4,7 +4,7 @@
 
 #include "programs/tables/json/InputError.h"
 
-namespace vantor::tables {
+namespace vantor::tables::eventTime_test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -144,4 +144,4 @@ TEST(EventTime, KnowsWhenAnEventEnds) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::eventTime_test

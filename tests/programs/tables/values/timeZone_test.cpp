@@ -9,7 +9,7 @@
 
 /// Offsets of time zones and the records they make, at times of the test's choice.
 
-namespace vantor::tables {
+namespace vantor::tables::timeZone_test {
 namespace {
 
 /// "2026-03-29 01:00:00", UTC.
@@ -133,4 +133,4 @@ TEST(LocalTimeRecord, UnknownTimeZoneIsNamed) {
 }
 
 }  // namespace
-}  // namespace vantor::tables
+}  // namespace vantor::tables::timeZone_test
