@@ -18,7 +18,7 @@ ABOVE = """
 programs/servicemux
 programs/tables/sets
 programs/tables/kinds
-programs/tables/sections
+programs/tables/sections  programs/inputs
 programs/tables/descriptors
 programs/tables/values
 programs/tables/json
