@@ -21,7 +21,7 @@ programs/tables/kinds
 programs/tables/sections  programs/inputs
 programs/tables/descriptors
 programs/tables/values
-programs/tables/json
+programs/tables/json  programs/outputs
 """
 BELOW = """
 servicemux/front

@@ -31,7 +31,8 @@ struct InputCounts {
   std::uint64_t tailBytes = 0;           ///< of the packet that is cut at the end
   std::uint64_t datagrams = 0;           ///< with packets of the stream that is read
   std::uint64_t otherDatagrams = 0;      ///< to the same address without any
-  std::uint64_t otherFrames = 0;         ///< of a capture of a network: no UDP, or cut short by who captured
+  std::uint64_t otherFrames = 0;         ///< of a capture of a network: no UDP, or to other addresses
+  std::uint64_t cutFrames = 0;           ///< of a capture of a network: not captured as a whole
   std::uint64_t fragments = 0;           ///< of IP datagrams; they are not joined
   std::uint64_t rtpLost = 0;             ///< RTP packets whose numbers are missing
   std::uint64_t rtpLate = 0;             ///< RTP packets that came twice or behind later ones; left out
@@ -51,8 +52,8 @@ class PacketSource {
 
   virtual const InputCounts& counts() const = 0;
 
-  /// What a user must know of what was read so far, one line each: the counts in words, which of several streams
-  /// was taken, where a compressed file breaks off. Complete once read() has returned kEnd.
+  /// What a user must know of what was read so far and the counts do not tell, one line each: which of several
+  /// streams was taken, where a compressed file breaks off. Complete once read() has returned kEnd.
   virtual std::vector<std::string> notes() const = 0;
 
   /// How much of the input is read, 0 to 1; none when its size is not known.
