@@ -30,7 +30,7 @@ bool locksAt(std::string_view bytes, std::size_t offset, std::size_t distance, s
   std::size_t count = 0;
   std::size_t at = offset;
   for (; count < needed && at < bytes.size(); at += distance, ++count)
-    if (bytes[at] != kSync) return false;
+    if (bytes[at] != kSync) return all && count >= kToLockAgain && bytes.size() - at < distance;
   if (count == needed) return true;
   const std::size_t end = at - distance + kPacketSize;
   return all && (count > 1 || (count == 1 && (end == bytes.size() || at == bytes.size())));

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <exception>
 #include <iostream>
 
@@ -17,7 +18,8 @@ int fail(int status, const std::string& message) {
 
 /// A mistyped option is what is wrong, not the value that it took from another.
 std::string usageProblem(const CLI::App& app, const CLI::ParseError& error) {
-  const std::vector<std::string> unknown = app.remaining(true);
+  std::vector<std::string> unknown = app.remaining(true);
+  std::reverse(unknown.begin(), unknown.end());  // into the order of the command line
   const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
   return vantor::tables::printable(isMissing && !unknown.empty() ? CLI::ExtrasError(unknown).what() : error.what());
 }

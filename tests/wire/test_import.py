@@ -36,8 +36,6 @@ class Relay:
         self._out = socket.socket(family, socket.SOCK_DGRAM)
         if family == socket.AF_INET:
             self._out.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton("127.0.0.1"))
-        else:
-            self._out.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_MULTICAST_IF, socket.if_nametoindex("lo"))
         self._address = address
         self._number = 0
 
@@ -92,10 +90,9 @@ class LiveImport(unittest.TestCase):
                     self.relay(family, host, rtp)
 
     def test_multicast_on_an_interface(self):
-        for family, host in ((socket.AF_INET, "239.1.1.77"), (socket.AF_INET6, "ff12::77")):
-            for rtp in (False, True):
-                with self.subTest(host=host, rtp=rtp):
-                    self.relay(family, host, rtp, "--interface", "lo")
+        for rtp in (False, True):
+            with self.subTest(rtp=rtp):
+                self.relay(socket.AF_INET, "239.1.1.77", rtp, "--interface", "lo")
 
     def test_a_signal_ends_it_and_keeps_what_came(self):
         port = free_port()

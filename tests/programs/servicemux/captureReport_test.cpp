@@ -54,7 +54,8 @@ TEST(CaptureReport, TellsOfATableThatIsOnlyAnnounced) {
 
 TEST(CaptureReport, TellsOfDamage) {
   const std::string pat = Packer(0).apart(sectionsOf(makePat(5, 1)));
-  EXPECT_THAT(captureNotes(tables::readTransportStream("junk" + pat + pat + pat + "x" + pat + pat + pat + "tail")),
+  EXPECT_THAT(captureNotes(tables::readTransportStream("junk" + pat + pat + pat + pat + pat + "x" + pat + pat +
+                                                       pat + "tail")),
               ElementsAre("skipped 5 bytes that make no packet, in 2 places",
                           "left out 4 bytes at the end, which are no whole packet"));
 }
