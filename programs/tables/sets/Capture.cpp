@@ -63,8 +63,8 @@ class Collector {
     if (!kind.hasVersions()) return takeLatest(kind, key, section);
     SubtableBuilder& builder = subtables.try_emplace(key, kind).first->second.builder;
     if (!builder.add(section) || !kind.isWhole(builder.numbered())) return;
+    if (!import(kind, key, builder.sections())) return addFault(pid, SectionFault::content);
     builder.settle();
-    if (!import(kind, key, builder.sections())) addFault(pid, SectionFault::content);
   }
 
   /// Without versions each section is a table, over the one before.

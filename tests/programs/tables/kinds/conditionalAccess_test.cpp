@@ -130,13 +130,13 @@ TEST(ConditionalAccessJson, WhatTheLibraryWouldTruncateIsRefused) {
   const std::string lists = R"("emm_pids": [{"usid": 9, "pids": [1]}, {"usid": 4, "pids": [2, )";
   EXPECT_EQ(errorOf(R"("scrambler_type": 3, )" + lists + "9000]}]"),
             at + "/emm_pids/1/pids/1: 9000 is above 0x1FFF");
-  EXPECT_EQ(errorOf(R"("scrambler_type": 3, )" + lists + "-1]}]"), at + "/emm_pids/1/pids/1: -1 is negative");
+  EXPECT_EQ(errorOf(R"("scrambler_type": 3, )" + lists + "-1]}]"), at + "/emm_pids/1/pids/1: -1 is below 0");
   EXPECT_EQ(errorOf(R"("scrambler_type": -1)"),
             at + "/scrambler_type: -1 is neither 0 (fixed PIDs) nor 3 (Simulcrypt)");
   EXPECT_EQ(errorOf(simulcrypt(R"("ecms": [{"pid": 65792, "sections": "80700100"}])")),
             at + "/ecms/0/pid: 65792 is above 0x1FFF");
   EXPECT_EQ(errorOf(simulcrypt(R"("emms": [{"pid": -1, "sections": "80700100"}])")),
-            at + "/emms/0/pid: -1 is negative");
+            at + "/emms/0/pid: -1 is below 0");
   const std::string packet(2 * 188, 'a');
   const auto withPeriod = [&](const std::string& period) {
     return simulcrypt(R"("ecms": [{"pid": 256, "packets": ")" + packet + R"(", "period": )" + period + "}]");

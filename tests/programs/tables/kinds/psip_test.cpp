@@ -152,7 +152,8 @@ TEST(PsipJson, EachWrongFieldIsNamed) {
   EXPECT_EQ(errorOf(R"("rrt": {})"), "/atsc/rrt: unknown field");
   EXPECT_EQ(errorOf(R"("mgt": {"version_number": 1})"), "/atsc/mgt/tables: missing field");
   const std::string mgt = std::string(R"("mgt": )") + kMgt;
-  EXPECT_EQ(errorOf(changed(mgt, "8187", "8192")), "/atsc/mgt/tables/0/table_type_pid: 8192 is above 0x1FFF");
+  EXPECT_EQ(errorOf(changed(mgt, R"("0x1FFB")", "8192")),
+            "/atsc/mgt/tables/0/table_type_pid: 8192 is above 0x1FFF");
   EXPECT_EQ(errorOf(changed(mgt, "4,", "32,")), "/atsc/mgt/tables/0/table_type_version_number: 32 is above 0x1F");
   EXPECT_EQ(errorOf(changed(mgt, "4,", "-1,")), "/atsc/mgt/tables/0/table_type_version_number: -1 is below 0");
   EXPECT_EQ(errorOf(changed(mgt, "1000", "4294967296")),

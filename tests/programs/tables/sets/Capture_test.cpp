@@ -286,11 +286,11 @@ TEST(CaptureReader, GoesOnBehindDamage) {
   Packer packer(0);
   const std::string pat = packer.apart(sectionsOf(makePat(5, 2)));
   const Capture capture =
-      readTransportStream("junk" + pat + pat + "more junk" + pat + pat + pat +
+      readTransportStream("junk" + pat + pat + pat + pat + pat + "more junk" + pat + pat + pat +
                           Packer(1).apart(sectionsOf(makeCat(7, 2))) + "\x47" + std::string(99, '\0'));
   EXPECT_EQ(capture.tables.pat, makePat(5, 2));
   EXPECT_EQ(capture.tables.cat, makeCat(7, 2));
-  EXPECT_EQ(capture.packets, 6U);
+  EXPECT_EQ(capture.packets, 9U);
   EXPECT_EQ(capture.input.skippedBytes, 13U);
   EXPECT_EQ(capture.input.resynchronisations, 2U);
   EXPECT_EQ(capture.input.tailBytes, 100U);
