@@ -92,8 +92,7 @@ TEST(JsonValue, TakesAVersionThatTheWireHasNoRoomFor) {
 TEST(JsonValue, NamesTheFieldThatIsOutOfRange) {
   EXPECT_EQ(errorOf(withPid("9000")), "/pat/programs/0/pid: 9000 is above 0x1FFF");
   EXPECT_EQ(errorOf(withPid("-1")), "/pat/programs/0/pid: -1 is below 0");
-  EXPECT_EQ(errorOf(withPid("18446744073709551615")),
-            "/pat/programs/0/pid: 18446744073709551615 is above 0x7FFFFFFF");
+  EXPECT_EQ(errorOf(withPid("18446744073709551615")), "/pat/programs/0/pid: 18446744073709551615 is above 0x1FFF");
   EXPECT_EQ(errorOf(withPid("-9223372036854775808")), "/pat/programs/0/pid: -9223372036854775808 is below 0");
   EXPECT_EQ(errorOf(R"({"nit": {"network_id": 1, "version_number": 0, "transport_streams": [
                        {"transport_stream_id": 1, "original_network_id": 1},
@@ -107,7 +106,7 @@ TEST(JsonValue, RefusesWhatIsNoInteger) {
   EXPECT_EQ(errorOf(withPid("18446744073709551616")),
             "/pat/programs/0/pid: 1.8446744073709552e+19 is not an integer");
   EXPECT_EQ(errorOf(withPid("1e999")), "/pat/programs/0/pid: number overflow parsing '1e999'");
-  EXPECT_EQ(errorOf(withPid("\"5\"")), "/pat/programs/0/pid: \"5\" is not an integer");
+  EXPECT_EQ(errorOf(withPid("\"5\"")), "/pat/programs/0/pid: \"5\" is no PID like \"0x0012\" or 18");
   EXPECT_EQ(errorOf(withPid("true")), "/pat/programs/0/pid: true is not an integer");
   EXPECT_EQ(errorOf(withPid("null")), "/pat/programs/0/pid: null is not an integer");
   EXPECT_EQ(errorOf(withPid("[5]")), "/pat/programs/0/pid: an array is not an integer");
