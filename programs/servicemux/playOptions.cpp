@@ -1,23 +1,14 @@
 #include "programs/servicemux/playOptions.h"
 
-#include <charconv>
 #include <string_view>
 
 #include "interface/checks/dumpDirectory.h"
 #include "interface/checks/outputAddress.h"
+#include "programs/servicemux/numberOptions.h"
 
 namespace vantor::cli {
 
 namespace {
-
-constexpr double kLongestDuration = 1e8;  // s, three years
-
-/// Reads a whole text as a number, in decimal.
-template <typename Number>
-bool parseNumber(std::string_view text, Number& value) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
-}
 
 /// A check in CLI11's sense: returns what is wrong, or nothing.
 std::string problemOf(const std::optional<Refusal>& refusal) { return refusal ? textOf(*refusal) : ""; }
@@ -53,24 +44,6 @@ constexpr const char* kClassic = "classic";
 std::string checkTiming(const std::string& text) {
   return text == kStandards || text == kClassic ? ""
                                                 : "'" + text + "' is neither " + kStandards + " nor " + kClassic;
-}
-
-std::string checkDuration(const std::string& text) {
-  double value = 0;
-  const bool isNumber = parseNumber(text, value);
-  return isNumber && value > 0 && value <= kLongestDuration ? ""
-                                                            : "'" + text + "' is not a number of seconds above 0";
-}
-
-CLI::Option* addNumber(CLI::App& app, const std::string& name, unsigned int& value, unsigned int min,
-                       unsigned int max, const std::string& unit, const std::string& description) {
-  return app.add_option(name, value, description)
-      ->check([min, max](const std::string& text) -> std::string {
-        unsigned int number = 0;
-        if (parseNumber(text, number) && number >= min && number <= max) return "";
-        return "'" + text + "' is not a number from " + std::to_string(min) + " to " + std::to_string(max);
-      })
-      ->type_name(unit);
 }
 
 }  // namespace
@@ -126,9 +99,7 @@ void declarePlayOptions(CLI::App& app, PlayOptions& options) {
             "How long a packet waits at most for others to fill its datagram, 20 if not given; not with classic "
             "timing");
   addNumber(app, "--null-period", options.nullPeriod, 1U, 60000U, "MS", "Send a null packet every so many ms");
-  app.add_option("--duration", options.duration, "Go off air after so many seconds")
-      ->type_name("SECONDS")
-      ->check(checkDuration);
+  addDuration(app, options.duration, "Go off air after so many seconds");
   app.add_option("--dump", options.dump, "Keep files of the tables' sections there while on air")
       ->type_name("DIR")
       ->check([](const std::string& path) { return problemOf(vantor::checkDumpDirectory(path)); });
