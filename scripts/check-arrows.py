@@ -19,10 +19,10 @@ programs/servicemux
 programs/monitor
 programs/tables/sets
 programs/tables/kinds
-programs/tables/sections
+programs/tables/sections  programs/inputs
 programs/tables/descriptors
 programs/tables/values
-programs/tables/json
+programs/tables/json  programs/outputs
 """
 BELOW = """
 servicemux/front

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "programs/tables/json/pidJson.h"
+
 namespace vantor::monitor {
 
 namespace {
@@ -10,11 +12,7 @@ namespace {
 /// Ranks what has no measure by how often it happened: before what is late by a little, behind what stays away.
 double rankOf(std::uint64_t count) { return 2 + static_cast<double>(std::min<std::uint64_t>(count, 1000)) / 1000; }
 
-std::string pidText(std::uint16_t pid) {
-  char text[sizeof "PID 0x1FFF"];
-  std::snprintf(text, sizeof text, "PID 0x%04X", pid & 0x1FFFU);
-  return text;
-}
+std::string pidName(std::uint16_t pid) { return "PID " + tables::pidText(pid); }
 
 std::string times(std::uint64_t count) { return count == 1 ? "once" : std::to_string(count) + " times"; }
 
@@ -60,7 +58,7 @@ std::string milliseconds(std::int64_t nanoseconds) {
 
 std::vector<Fault> faultsOf(const TableReport& table) {
   std::vector<Fault> faults;
-  const std::string subject = table.name + " on " + pidText(table.pid);
+  const std::string subject = table.name + " on " + pidName(table.pid);
   if (table.late > 0) faults.push_back({subject, latenessOf(table), table.severity()});
   if (table.shortGaps > 0)
     faults.push_back({subject,
@@ -73,7 +71,7 @@ std::vector<Fault> faultsOf(const TableReport& table) {
 
 std::vector<Fault> faultsOf(const PidReport& pid) {
   std::vector<Fault> faults;
-  const std::string subject = pidText(pid.pid);
+  const std::string subject = pidName(pid.pid);
   addCount(faults, subject, pid.continuityErrors, "continuity error", "continuity errors");
   addCount(faults, subject, pid.transportErrors, "packet with transport_error_indicator",
            "packets with transport_error_indicator");

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "interface/psi/tableTypes.h"
+#include "programs/servicemux/inputNotes.h"
 #include "programs/servicemux/text.h"
 #include "programs/tables/kinds/allTableKinds.h"
 
@@ -118,6 +119,7 @@ std::vector<std::string> captureNotes(const Capture& capture) {
   Note rewritten("several contents under one version, the last one is kept");
   Note announced("announced as the next version, never as the current one");
   Note partial("not whole in the capture, imported as far as it is there");
+  Note scattered("no version of it is whole, the newest section of each number is kept");
   Note unfinished("never whole in the capture and left out");
   for (const auto& [key, import] : capture.imports) {
     if (import.kind->isSingle()) {
@@ -128,17 +130,24 @@ std::vector<std::string> captureNotes(const Capture& capture) {
     if (import.versions > import.rewrites + 1) changed.add(key.table, version);
     if (import.rewrites > 0) rewritten.add(key.table, version);
     if (!import.current) announced.add(key.table, version);
+    if (import.scattered) scattered.add(key.table);
     if (!import.whole) partial.add(key.table);
   }
   for (const auto& [key, kind] : capture.unfinished)
     if (!kind->isSingle()) unfinished.add(key.table);
-  for (const Note* note : {&changed, &rewritten, &announced, &partial, &unfinished}) note->append(notes);
+  for (const Note* note : {&changed, &rewritten, &announced, &scattered, &partial, &unfinished})
+    note->append(notes);
   notes.insert(notes.end(), capture.leftOut.begin(), capture.leftOut.end());
   for (const auto& [where, count] : capture.faults) {
     const std::string pid =
         where.first == Capture::kNoPid ? "" : "PID " + hexPid(static_cast<unsigned>(where.first)) + ": ";
     notes.push_back(pid + "skipped " + counted(count, "section") + " " + describe(where.second));
   }
+  for (const auto& [pid, count] : capture.missedPackets)
+    notes.push_back("PID " + hexPid(pid) + ": " + counted(count, "packet") + " too far before what names the PID");
+  const std::vector<std::string> input = inputNotes(capture.input);
+  notes.insert(notes.end(), input.begin(), input.end());
+  notes.insert(notes.end(), capture.inputNotes.begin(), capture.inputNotes.end());
   return notes;
 }
 
@@ -151,8 +160,7 @@ std::vector<std::string> captureTable(const Capture& capture) {
                        const std::string& what) {
     lines.push_back(padRight(name, kNameWidth) + padLeft(pid, kPidWidth) + padLeft(count, kCountWidth) + what);
   };
-  const bool hasPids = capture.packets > 0;
-  add("TABLE", hasPids ? "PID" : "", "SECTIONS", "");
+  add("TABLE", capture.hasPids ? "PID" : "", "SECTIONS", "");
   for (const Row& row : rowsOf(capture)) add(row.name, pidsOf(row), grouped(row.sections.count), "  " + fate(row));
   return lines;
 }

@@ -1,6 +1,7 @@
 #include <exception>
 #include <iostream>
 
+#include "programs/outputs/OutputError.h"
 #include "programs/servicemux/command.h"
 #include "programs/tables/json/InputError.h"
 
@@ -14,13 +15,22 @@ int fail(int status, const std::string& message) {
   return status;
 }
 
+/// A mistyped option is what is wrong, not the value that it took from another.
+std::string usageProblem(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+  return vantor::tables::printable(isMissing && !unknown.empty() ? CLI::ExtrasError(unknown).what() : error.what());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app("Puts the signalling tables of an MPEG-2 transport stream on air.", "servicemux");
   app.set_version_flag("--version", "servicemux " SERVICEMUX_VERSION);
   app.require_subcommand(0, 1);
-  app.footer("Exit status: 0 done, 1 bad input, 2 bad usage, 4 a limit broken (watch --strict).");
+  app.footer(
+      "Exit status: 0 done, 1 bad input, 2 bad usage, 3 an output that could not be used, 4 a limit broken (watch\n"
+      "--strict).");
   Command command;
   addPlay(app, command);
   addImport(app, command);
@@ -32,7 +42,9 @@ int main(int argc, char** argv) {
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return fail(kExitBadUsage, vantor::tables::printable(error.what()));
+    return fail(kExitBadUsage, usageProblem(app, error));
+  } catch (const vantor::outputs::OutputError& error) {
+    return fail(kExitOutput, vantor::tables::printable(error.what()));
   } catch (const std::exception& error) {
     return fail(kExitBadInput, error.what());
   }

@@ -68,7 +68,8 @@ std::optional<GivenPeriod> parsePeriod(const std::string& text) {
 }
 
 void declarePlayOptions(CLI::App& app, PlayOptions& options) {
-  app.add_option("FILE", options.files, "Table set (.json) or capture (.ts, .bin); of several the later ones win")
+  app.add_option("FILE", options.files,
+                 "Table set or capture, which its content tells; of several the later ones win")
       ->required()
       ->type_name("");
   app.add_option("--to", options.to, "Where the packets go, over UDP")

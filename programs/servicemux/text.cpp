@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "programs/tables/json/pidJson.h"
+
 namespace vantor::cli {
 
 std::string grouped(std::uint64_t value) {
@@ -10,11 +12,7 @@ std::string grouped(std::uint64_t value) {
   return digits;
 }
 
-std::string hexPid(unsigned int pid) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%04X", pid);
-  return text;
-}
+std::string hexPid(unsigned int pid) { return tables::pidText(static_cast<std::int32_t>(pid)); }
 
 std::string counted(std::uint64_t count, const std::string& singular) {
   return grouped(count) + " " + singular + (count == 1 ? "" : "s");

@@ -15,6 +15,8 @@
 #include "programs/servicemux/Wake.h"
 #include "programs/servicemux/WatchView.h"
 #include "programs/servicemux/command.h"
+#include "programs/servicemux/inputNotes.h"
+#include "programs/servicemux/inputOptions.h"
 #include "programs/servicemux/numberOptions.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/json/writeJson.h"
@@ -140,11 +142,15 @@ class Watch {
       std::cout << tables::writeJson(monitor::reportJson(last.report)) << std::flush;
     else
       display.conclude(reportLines(last));
-    if (!options.quiet)
-      for (const std::string& note : source->notes()) warn(options, note);
+    if (!options.quiet) tellOfInput();
     if (last.report.timeSource == TimeSource::kNone && last.report.packets > 0)
       warn(options, "intervals and bitrates are not judged: there are no arrival times, no PCRs and no --bitrate");
     return options.strict && !monitor::faultsOf(last.report).empty() ? kExitLimitBroken : kExitOk;
+  }
+
+  void tellOfInput() const {
+    for (const std::string& note : inputNotes(source->counts())) warn(options, note);
+    for (const std::string& note : source->notes()) warn(options, note);
   }
 
   const WatchOptions& options;
@@ -169,11 +175,7 @@ void declareWatchOptions(CLI::App& app, WatchOptions& options) {
                  "udp://ADDR:PORT or rtp://ADDR:PORT")
       ->required()
       ->type_name("");
-  app.add_option("--interface", options.source.interface,
-                 "Join a multicast group on this interface and not by the routes")
-      ->type_name("NAME|ADDR");
-  app.add_option("--stream", options.source.stream, "Of a capture of a network the stream to this address")
-      ->type_name("ADDR:PORT");
+  addInputOptions(app, options.source);
   addNumber(app, "--bitrate", options.bitrate, 1, 1000000, "KBPS",
             "Bitrate of a file in kbit/s, to judge intervals by where there are neither arrival times nor PCRs");
   addDuration(app, options.duration, "End after so many seconds, of a file after so many seconds of its stream");

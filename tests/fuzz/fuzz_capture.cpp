@@ -1,11 +1,14 @@
 #include <algorithm>
 #include <string>
 
+#include "programs/inputs/Content.h"
 #include "programs/servicemux/captureReport.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sets/Capture.h"
 #include "tests/fuzz/fuzzTarget.h"
 #include "tests/fuzz/roundTrip.h"
+#include "tests/programs/captures.h"
+#include "tests/programs/inputs/MemoryBytes.h"
 #include "tests/programs/streams.h"
 
 using namespace vantor;
@@ -29,11 +32,20 @@ std::vector<std::pair<unsigned, std::string>> repairedSections(std::string_view 
   return out;
 }
 
+/// Whatever the bytes turn out to be.
+tables::Capture readAnything(const std::string& bytes) {
+  const inputs::Content content = inputs::contentOf(std::make_unique<testing::MemoryBytes>(bytes), "input");
+  if (content.packets) return tables::readTransportStream(*content.packets);
+  return tables::readSections(inputs::readAll(*content.bytes));
+}
+
 tables::Capture read(char kind, std::string_view bytes) {
   std::string file;
   switch (kind) {
     case 't':
-      return tables::readTransportStream(bytes);
+      return tables::readTransportStream(std::string(bytes));
+    case 'a':
+      return readAnything(std::string(bytes));
     case 'b':
       return tables::readSections(bytes);
     case 'T':  // a stream of repaired sections

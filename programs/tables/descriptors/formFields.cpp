@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "programs/tables/json/InputError.h"
+#include "programs/tables/json/pidJson.h"
 #include "programs/tables/values/dvbText.h"
 
 namespace vantor::tables {
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::size_t kCodeSize = 3;         // letters of a language or a country
 constexpr std::size_t kLongestSelector = 3;  // bytes
+constexpr unsigned kPidBits = 13;
 
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -53,15 +55,32 @@ std::string encodeWithChosenTable(const JsonValue& json) {
   return *bytes;
 }
 
+/// Without a selector, for receivers that take another table for the default one.
+std::string encodeWithGivenCharset(const JsonValue& json) {
+  json.allowOnly({"text", "charset"});
+  const JsonValue text = json.required("text");
+  const JsonValue charset = json.required("charset");
+  if (!isTextCharset(charset.string()))
+    charset.fail(quoted(charset.string()) + " is no character set that holds ASCII");
+  const auto bytes = encodeText(DvbText{text.string(), "", charset.string()});
+  if (!bytes) text.fail(quoted(text.string()) + " cannot be written with the character set " + charset.string());
+  return *bytes;
+}
+
 std::string encodeWithGivenTable(const JsonValue& json) {
   json.allowOnly({"text", "table"});
   const JsonValue text = json.required("text");
   const JsonValue selector = json.required("table");
   const std::string table = selector.hexBytes(kLongestSelector);
   if (!isTextTable(table)) selector.fail(quoted(selector.string()) + " selects no character table");
-  const auto bytes = encodeText(DvbText{text.string(), table});
+  const auto bytes = encodeText(DvbText{text.string(), table, ""});
   if (!bytes) text.fail(quoted(text.string()) + " cannot be written with the table " + quoted(selector.string()));
   return *bytes;
+}
+
+std::string encodeAsGiven(const JsonValue& json) {
+  if (!json.isObject()) return encodeWithChosenTable(json);
+  return json.optional("charset") ? encodeWithGivenCharset(json) : encodeWithGivenTable(json);
 }
 
 }  // namespace
@@ -101,6 +120,12 @@ std::uint64_t takeDecimal(BitReader& from, std::uint32_t unit, unsigned digits) 
   return value * unit;
 }
 
+std::uint16_t readPidField(const JsonValue& owner, const char* field) {
+  return static_cast<std::uint16_t>(readPid(owner.required(field)));
+}
+
+std::string takePid(BitReader& from) { return pidText(static_cast<std::int32_t>(from.bits(kPidBits))); }
+
 std::string readLanguage(const JsonValue& owner) {
   const JsonValue json = owner.required(kLanguageField);
   if (!isLanguage(json.string())) json.fail(quoted(json.string()) + " is not three letters");
@@ -119,7 +144,7 @@ std::string takeCountry(BitReader& from) { return takeCode(from, isCountry); }
 
 std::string readText(const JsonValue& owner, const char* field, std::size_t room) {
   const JsonValue json = owner.required(field);
-  std::string bytes = json.isObject() ? encodeWithGivenTable(json) : encodeWithChosenTable(json);
+  std::string bytes = encodeAsGiven(json);
   if (bytes.size() > room)
     json.fail("the text takes " + std::to_string(bytes.size()) + " bytes, at most " + std::to_string(room) +
               " fit");
@@ -133,6 +158,7 @@ OrderedJson textOf(BitReader& from, std::string_view bytes) {
     return {};
   }
   if (encodeText(text->text) == bytes) return text->text;
+  if (!text->charset.empty()) return {{"text", text->text}, {"charset", text->charset}};
   return {{"text", text->text}, {"table", hexDigits(text->table)}};
 }
 

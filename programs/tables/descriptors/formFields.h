@@ -38,6 +38,10 @@ std::uint32_t readMultiple(const JsonValue& owner, const char* field, std::uint3
 std::uint32_t readDecimal(const JsonValue& owner, const char* field, std::uint32_t unit, unsigned digits);
 std::uint64_t takeDecimal(BitReader& from, std::uint32_t unit, unsigned digits);
 
+/// A PID of 13 bits.
+std::uint16_t readPidField(const JsonValue& owner, const char* field);
+std::string takePid(BitReader& from);
+
 constexpr const char* kLanguageField = "ISO_639_language_code";
 
 /// Three letters.
@@ -50,7 +54,8 @@ constexpr const char* kCountryField = "country_code";
 std::string readCountry(const JsonValue& owner);
 std::string takeCountry(BitReader& from);
 
-/// A text whose bytes fit the room: a string, or {"text": "...", "table": "hex"}. Gives the bytes.
+/// A text whose bytes fit the room: a string, {"text": "...", "table": "hex"} or {"text": "...", "charset":
+/// "name"}. Gives the bytes.
 std::string readText(const JsonValue& owner, const char* field, std::size_t room);
 OrderedJson textOf(BitReader& from, std::string_view bytes);
 

@@ -15,7 +15,7 @@ const std::string kNoLanguage(3, '\0');
 OrderedJson takeElement(BitReader& entry) {
   OrderedJson element{{"stream_type", entry.bits(8)}};
   entry.bits(3);
-  element["elementary_PID"] = entry.bits(13);
+  element["elementary_PID"] = takePid(entry);
   const std::string_view language = entry.bytes(kNoLanguage.size());
   if (language != kNoLanguage) {
     BitReader code(language);
@@ -30,13 +30,13 @@ std::string encodeServiceLocation(const JsonValue& json) {
   const JsonValue elements = json.required("elements");
   BitWriter to;
   to.reserved(3);
-  put(to, json, "PCR_PID", 13);
+  to.bits(readPidField(json, "PCR_PID"), 13);
   to.bits(static_cast<std::uint32_t>(elements.size()), 8);
   forEach(elements, kMaxDescriptorData / kElementSize, [&to](std::size_t, const JsonValue& element) {
     element.allowOnly({"stream_type", "elementary_PID", kLanguageField});
     put(to, element, "stream_type", 8);
     to.reserved(3);
-    put(to, element, "elementary_PID", 13);
+    to.bits(readPidField(element, "elementary_PID"), 13);
     to.bytes(element.optional(kLanguageField) ? readLanguage(element) : kNoLanguage);
   });
   return to.written();
@@ -44,7 +44,7 @@ std::string encodeServiceLocation(const JsonValue& json) {
 
 OrderedJson decodeServiceLocation(BitReader& from) {
   from.bits(3);
-  OrderedJson json{{"PCR_PID", from.bits(13)}};
+  OrderedJson json{{"PCR_PID", takePid(from)}};
   from.bits(8);
   json["elements"] = takeAll(from, takeElement);
   return json;

@@ -14,7 +14,7 @@ std::string encodeCa(const JsonValue& json) {
   json.allowOnly({"CA_system_ID", "CA_PID", "private_data"});
   dvbpsi_ca_dr_t record{};
   record.i_ca_system_id = readNumber<std::uint16_t>(json, "CA_system_ID");
-  record.i_ca_pid = static_cast<std::uint16_t>(readNumber(json, "CA_PID", 13));
+  record.i_ca_pid = readPidField(json, "CA_PID");
   const std::string data = readBytes(json, "private_data", sizeof record.i_private_data);
   record.i_private_length = static_cast<std::uint8_t>(data.size());
   fill(record.i_private_data, data);
@@ -24,7 +24,7 @@ std::string encodeCa(const JsonValue& json) {
 OrderedJson decodeCa(BitReader& from) {
   OrderedJson json{{"CA_system_ID", from.bits(16)}};
   from.bits(3);
-  json["CA_PID"] = from.bits(13);
+  json["CA_PID"] = takePid(from);
   addBytes(json, "private_data", from.rest());
   return json;
 }

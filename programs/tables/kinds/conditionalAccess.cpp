@@ -72,7 +72,7 @@ void refuseUnlisted(const JsonValue& value, std::int32_t pid, const PidLists& li
   const bool isListed = std::any_of(lists.begin(), lists.end(), [pid](const auto& list) {
     return std::count(list.second.begin(), list.second.end(), pid) != 0;
   });
-  if (!isListed) value.required("pid").fail(std::to_string(pid) + " is in none of the PID lists");
+  if (!isListed) value.required("pid").fail(value.required("pid").shown() + " is in none of the PID lists");
 }
 
 PidLists readPidLists(const JsonValue& owner, const char* field) {
@@ -85,7 +85,7 @@ PidLists readPidLists(const JsonValue& owner, const char* field) {
     const auto [entry, isNew] = lists.try_emplace(usid.integer<std::int32_t>());
     if (!isNew) usid.fail(std::to_string(entry->first) + " stands there twice");
     const JsonValue pids = list.required("pids");
-    for (std::size_t n = 0; n < pids.size(); ++n) entry->second.push_back(readInt32(pids.at(n)));
+    for (std::size_t n = 0; n < pids.size(); ++n) entry->second.push_back(readPid(pids.at(n)));
   }
   return lists;
 }
@@ -113,7 +113,11 @@ void checkConfig(const JsonValue& value, const ScramblerConfig& config) {
 void writePidLists(const PidLists& lists, const char* field, OrderedJson& owner) {
   if (lists.empty()) return;
   auto& json = owner[field] = OrderedJson::array();
-  for (const auto& [usid, pids] : lists) json.push_back({{"usid", usid}, {"pids", pids}});
+  for (const auto& [usid, pids] : lists) {
+    auto texts = OrderedJson::array();
+    for (const std::int32_t pid : pids) texts.push_back(pidText(pid));
+    json.push_back({{"usid", usid}, {"pids", std::move(texts)}});
+  }
 }
 
 template <typename Item, typename Read>
@@ -139,7 +143,7 @@ void readSimulcrypt(const JsonValue& value, ConditionalAccess& access) {
   access.liveEcms = readList<thrift::simulcrypt::ECMItem>(value, "ecms", [&](const JsonValue& item) {
     item.allowOnly({"pid", "sections", "packets", "period"});
     thrift::simulcrypt::ECMItem ecm;
-    ecm.pid = readInt32(item.required("pid"));
+    readPid(item, "pid", ecm.pid);
     readData(item, ecm);
     if (const auto period = item.optional("period")) {
       if (ecm.format == CaFormat::SECTIONS) period->fail("sections have the period of the library, 100 ms");
@@ -153,7 +157,7 @@ void readSimulcrypt(const JsonValue& value, ConditionalAccess& access) {
   access.liveEmms = readList<thrift::simulcrypt::EMMItem>(value, "emms", [&](const JsonValue& item) {
     item.allowOnly({"pid", "sections", "packets"});
     thrift::simulcrypt::EMMItem emm;
-    emm.pid = readInt32(item.required("pid"));
+    readPid(item, "pid", emm.pid);
     readData(item, emm);
     checkMessage(item, emm);
     refuseUnlisted(item, emm.pid, config.emm_pids);
@@ -179,18 +183,26 @@ OrderedJson writeAccess(const ConditionalAccess& access) {
   writePidLists(access.config.emm_pids, "emm_pids", json);
   if (access.ecm) writeData(*access.ecm, json["ecm"]);
   for (const auto& ecm : access.liveEcms) {
-    OrderedJson item{{"pid", ecm.pid}};
+    OrderedJson item{{"pid", pidText(ecm.pid)}};
     writeData(ecm, item);
     if (ecm.period != 0) item["period"] = ecm.period;
     json["ecms"].push_back(std::move(item));
   }
   for (const auto& emm : access.emms) writeData(emm, json["emms"].emplace_back());
   for (const auto& emm : access.liveEmms) {
-    OrderedJson item{{"pid", emm.pid}};
+    OrderedJson item{{"pid", pidText(emm.pid)}};
     writeData(emm, item);
     json["emms"].push_back(std::move(item));
   }
   return json;
+}
+
+/// To the library a list without any entry is one that was forgotten, and it logs that. An entry without PIDs is
+/// meant.
+ScramblerConfig withoutEmptyLists(ScramblerConfig config) {
+  for (PidLists* lists : {&config.ecm_pids, &config.emm_pids})
+    if (lists->empty()) lists->try_emplace(kImportedUsid);
+  return config;
 }
 
 /// The latest ECM of each PID stays.
@@ -249,7 +261,7 @@ class ConditionalAccessKind : public TableKind {
   std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
   bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
     const ConditionalAccess& access = *set.conditionalAccess;
-    mux.setDRMConfig(access.config);
+    mux.setDRMConfig(withoutEmptyLists(access.config));
     if (access.ecm) mux.setECM(*access.ecm);
     for (const auto& emm : access.emms) mux.setEMM(emm);
     for (const auto& ecm : access.liveEcms) mux.setLiveECM(ecm);

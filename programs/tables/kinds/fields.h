@@ -1,6 +1,7 @@
 #pragma once
 
 #include "programs/tables/json/JsonValue.h"
+#include "programs/tables/json/pidJson.h"
 #include "programs/tables/json/writeJson.h"
 
 /// Fields that many tables share.
@@ -16,6 +17,10 @@ void readInteger(const JsonValue& owner, const char* field, Integer& to) {
 template <typename Integer>
 void readIntegerIfGiven(const JsonValue& owner, const char* field, Integer& to) {
   if (const auto value = owner.optional(field)) to = value->integer<Integer>();
+}
+
+inline void readPid(const JsonValue& owner, const char* field, std::int32_t& to) {
+  to = readPid(owner.required(field));
 }
 
 /// Flags may be absent, which means false.

@@ -19,7 +19,7 @@ MGTTable readTable(const JsonValue& value) {
   value.allowOnly({"table_type", "table_type_pid", "table_type_version_number", "number_bytes", "descriptors"});
   MGTTable table;
   readInteger(value, "table_type", table.table_type);
-  readInteger(value, "table_type_pid", table.table_type_pid);
+  readPid(value, "table_type_pid", table.table_type_pid);
   table.table_type_version_number = kOfTheSet;
   readIntegerIfGiven(value, "table_type_version_number", table.table_type_version_number);
   table.number_bytes = kOfTheSet;
@@ -29,7 +29,7 @@ MGTTable readTable(const JsonValue& value) {
 }
 
 OrderedJson writeTable(const MGTTable& table) {
-  OrderedJson json{{"table_type", table.table_type}, {"table_type_pid", table.table_type_pid}};
+  OrderedJson json{{"table_type", table.table_type}, {"table_type_pid", pidText(table.table_type_pid)}};
   if (table.table_type_version_number != kOfTheSet)
     json["table_type_version_number"] = table.table_type_version_number;
   if (table.number_bytes != kOfTheSet) json["number_bytes"] = table.number_bytes;

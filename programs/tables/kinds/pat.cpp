@@ -37,7 +37,7 @@ class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
       from.allowOnly({"program_number", "pid"});
       PATProgram program;
       readInteger(from, "program_number", program.program_number);
-      readInteger(from, "pid", program.pid);
+      readPid(from, "pid", program.pid);
       pat.programs.push_back(program);
     }
     return pat;
@@ -49,7 +49,7 @@ class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
     writeVersion(pat, json);
     auto& programs = json["programs"] = OrderedJson::array();
     for (const auto& program : pat.programs)
-      programs.push_back({{"program_number", program.program_number}, {"pid", program.pid}});
+      programs.push_back({{"program_number", program.program_number}, {"pid", pidText(program.pid)}});
     return json;
   }
 

@@ -59,9 +59,8 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
     ProgramMap map;
     PMT& pmt = map.pmt;
     pmt.program_number = static_cast<std::int32_t>(value.required("program_number").integer(1, INT32_MAX));
-    if (const auto pid = value.optional("pid"))
-      map.pid = static_cast<std::int32_t>(pid->integer(INT32_MIN, INT32_MAX));
-    readInteger(value, "pcr_pid", pmt.pcr_pid);
+    if (const auto pid = value.optional("pid")) map.pid = readPid(*pid);
+    readPid(value, "pcr_pid", pmt.pcr_pid);
     readVersion(value, pmt);
     pmt.descriptors = readDescriptors(value);
     const JsonValue streams = value.required("streams");
@@ -72,13 +71,13 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
   OrderedJson writeItem(const ProgramMap& map) const override {
     const PMT& pmt = map.pmt;
     OrderedJson json{{"program_number", pmt.program_number}};
-    if (map.pid) json["pid"] = *map.pid;
-    json["pcr_pid"] = pmt.pcr_pid;
+    if (map.pid) json["pid"] = pidText(*map.pid);
+    json["pcr_pid"] = pidText(pmt.pcr_pid);
     writeVersion(pmt, json);
     writeDescriptors(pmt.descriptors, json);
     auto& streams = json["streams"] = OrderedJson::array();
     for (const auto& stream : pmt.streams) {
-      OrderedJson to{{"stream_type", stream.stream_type}, {"elementary_pid", stream.elementary_pid}};
+      OrderedJson to{{"stream_type", stream.stream_type}, {"elementary_pid", pidText(stream.elementary_pid)}};
       writeDescriptors(stream.descriptors, to);
       streams.push_back(std::move(to));
     }
@@ -110,7 +109,7 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
   static void checkPid(const JsonValue& value, const TableSet& set) {
     ProgramMap map;
     readInteger(value, "program_number", map.pmt.program_number);
-    readInteger(value, "pid", map.pid.emplace());
+    readPid(value, "pid", map.pid.emplace());
     if (const std::string problem = settlePid(set, map); !problem.empty()) value.required("pid").fail(problem);
   }
 
@@ -118,7 +117,7 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
     value.allowOnly({"stream_type", "elementary_pid", "descriptors"});
     PMTStream stream;
     readInteger(value, "stream_type", stream.stream_type);
-    readInteger(value, "elementary_pid", stream.elementary_pid);
+    readPid(value, "elementary_pid", stream.elementary_pid);
     stream.descriptors = readDescriptors(value);
     return stream;
   }

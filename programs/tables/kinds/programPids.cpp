@@ -1,9 +1,9 @@
 #include "programs/tables/kinds/programPids.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "programs/tables/json/InputError.h"
+#include "programs/tables/json/pidJson.h"
 
 namespace vantor::tables {
 
@@ -17,23 +17,17 @@ std::vector<std::int32_t> pidsInPat(const TableSet& set, std::int32_t program) {
   return pids;
 }
 
-std::string hexPid(std::int32_t pid) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%04X", static_cast<unsigned>(pid));
-  return text;
-}
-
 }  // namespace
 
 std::string settlePid(const TableSet& set, ProgramMap& map) {
   const std::vector<std::int32_t> pids = pidsInPat(set, map.pmt.program_number);
   if (map.pid) {
     const bool agrees = pids.empty() || std::find(pids.begin(), pids.end(), *map.pid) != pids.end();
-    return agrees ? "" : hexPid(*map.pid) + " is not the PID " + hexPid(pids.front()) + " that the PAT gives it";
+    return agrees ? "" : pidText(*map.pid) + " is not the PID " + pidText(pids.front()) + " that the PAT gives it";
   }
   if (pids.empty()) return "it has no PID, and no PAT names the program";
   if (!isProgramPid(pids.front()))
-    return "the PAT gives it the PID " + hexPid(pids.front()) + ", which is reserved";
+    return "the PAT gives it the PID " + pidText(pids.front()) + ", which is reserved";
   map.pid = pids.front();
   return "";
 }

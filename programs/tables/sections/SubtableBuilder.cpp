@@ -3,6 +3,7 @@
 namespace vantor::tables {
 
 bool SubtableBuilder::add(const Section& section) {
+  keepNewest(section);
   if (!isSameVersion(section)) parts.clear();
   const auto [part, isNew] = parts.try_emplace(section.number(), section);
   if (!isNew) {
@@ -14,10 +15,18 @@ bool SubtableBuilder::add(const Section& section) {
   return true;
 }
 
-std::vector<Section> SubtableBuilder::sections() const {
-  std::vector<Section> out;
-  for (const auto& part : parts) out.push_back(part.second);
-  return out;
+void SubtableBuilder::settle() {
+  settled = true;
+  latest.clear();
+}
+
+void SubtableBuilder::keepNewest(const Section& section) {
+  if (!sectionsStandAlone || settled) return;
+  if (!latest.empty() && latest.begin()->second.currentNext() != section.currentNext()) {
+    if (!section.currentNext()) return;
+    latest.clear();
+  }
+  latest.insert_or_assign(section.number(), section);
 }
 
 bool SubtableBuilder::isSameVersion(const Section& section) const {

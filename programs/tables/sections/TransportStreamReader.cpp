@@ -1,60 +1,95 @@
 #include "programs/tables/sections/TransportStreamReader.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
-#include "interface/psi/packet.h"
 #include "interface/psi/pids.h"
-#include "programs/tables/json/InputError.h"
-#include "programs/tables/sections/SectionAssembler.h"
 
 namespace vantor::tables {
 
 namespace {
 
-std::uint16_t pidOf(std::string_view packet) { return pidAt(packet, 1); }
+using namespace std::string_view_literals;
 
-void checkPackets(std::string_view bytes) {
-  if (bytes.empty()) throw InputError("the file is empty");
-  for (std::size_t at = 0; at < bytes.size(); at += kPacketSize) {
-    const std::string where = "byte " + std::to_string(at) + ": ";
-    if (byteAt(bytes, at) != kSyncByte) throw InputError(where + "a packet does not begin with 0x47");
-    if (bytes.size() - at < kPacketSize)
-      throw InputError(where + "the last packet has only " + std::to_string(bytes.size() - at) + " of " +
-                       std::to_string(kPacketSize) + " bytes");
-  }
+/// What elementary streams begin with, ISO/IEC 13818-1 clause 2.4.3.7; no section does.
+constexpr std::string_view kPesStart = "\0\0\1"sv;
+
+/// What a packet carries; empty where it is an adaptation field or damaged.
+std::string_view payloadOf(std::string_view packet) {
+  const std::uint8_t control = byteAt(packet, kContinuityOffset);
+  std::size_t at = kPacketHeaderSize;
+  if ((control & kAdaptationFieldFlag) != 0) at += 1U + byteAt(packet, at);
+  return (control & kPayloadFlag) != 0 && at < packet.size() ? packet.substr(at) : std::string_view();
 }
+
+bool isScrambled(std::string_view packet) { return (byteAt(packet, kContinuityOffset) & kScramblingControl) != 0; }
+
+bool isPes(std::string_view packet) { return payloadOf(packet).substr(0, kPesStart.size()) == kPesStart; }
 
 }  // namespace
 
-TransportStreamReader::TransportStreamReader(std::string_view bytes) : bytes(bytes) { checkPackets(bytes); }
+TransportStreamReader::TransportStreamReader(SectionSink onSection, FaultSink onFault, std::size_t backlogSize)
+    : onSection(std::move(onSection)), onFault(std::move(onFault)), backlogSize(backlogSize) {}
 
 void TransportStreamReader::follow(std::uint16_t pid) {
-  if (pid != kNullPid && followed.insert(pid).second) ahead.push_back(pid);
+  if (pid == kNullPid || std::exchange(pids[pid].isFollowed, true)) return;
+  ahead.push_back(pid);
 }
 
-void TransportStreamReader::read(const SectionSink& onSection, const FaultSink& onFault) {
+void TransportStreamReader::push(std::string_view packet) {
+  followUp();
+  const std::uint16_t pid = pidAt(packet, 1);
+  ++pids[pid].packets;
+  if (pids[pid].isFollowed)
+    assemblers.at(pid).push(packet);
+  else if (pid != kNullPid)
+    keep(pid, packet);
+  followUp();
+}
+
+/// Reads what there is of the PIDs that have come up.
+void TransportStreamReader::followUp() {
   while (!ahead.empty()) {
-    std::map<std::uint16_t, SectionAssembler> assemblers;
-    for (const std::uint16_t pid : std::exchange(ahead, {}))
-      assemblers.try_emplace(
-          pid, [&onSection, pid](const Section& section) { onSection(pid, section); },
-          [&onFault, pid](SectionFault fault) { onFault(pid, fault); });
-    for (std::size_t at = 0; at < bytes.size(); at += kPacketSize)
-      if (const auto found = assemblers.find(pidOf(packet(at))); found != assemblers.end())
-        found->second.push(packet(at));
+    const std::uint16_t pid = ahead.front();
+    ahead.erase(ahead.begin());
+    SectionAssembler& assembler = assemblers
+                                      .try_emplace(
+                                          pid, [this, pid](const Section& section) { onSection(pid, section); },
+                                          [this, pid](SectionFault fault) { onFault(pid, fault); })
+                                      .first->second;
+    for (const Waiting& waiting : backlog)
+      if (waiting.pid == pid) assembler.push({waiting.bytes.data(), waiting.bytes.size()});
   }
 }
 
-std::size_t TransportStreamReader::packets() const { return bytes.size() / kPacketSize; }
+/// Keeps the packet for later when it may be needed.
+void TransportStreamReader::keep(std::uint16_t pid, std::string_view packet) {
+  Pid& state = pids[pid];
+  if ((byteAt(packet, 1) & kPayloadUnitStart) != 0)
+    state.load = isPes(packet) || isScrambled(packet) ? Load::other : Load::sections;
+  if (state.load != Load::sections) return;
+  if (backlog.size() == backlogSize) {
+    ++pids[backlog.front().pid].forgotten;
+    backlog.pop_front();
+  }
+  Waiting& waiting = backlog.emplace_back();
+  waiting.pid = pid;
+  std::copy_n(packet.begin(), kPacketSize, waiting.bytes.begin());
+}
 
-std::map<std::uint16_t, std::uint64_t> TransportStreamReader::otherPackets() const {
-  std::map<std::uint16_t, std::uint64_t> others;
-  for (std::size_t at = 0; at < bytes.size(); at += kPacketSize)
-    if (const std::uint16_t pid = pidOf(packet(at)); pid != kNullPid && followed.count(pid) == 0) ++others[pid];
+TransportStreamReader::PacketCounts TransportStreamReader::otherPackets() const {
+  PacketCounts others;
+  for (std::uint16_t pid = 0; pid < kNullPid; ++pid)
+    if (!pids[pid].isFollowed && pids[pid].packets > 0) others[pid] = pids[pid].packets;
   return others;
 }
 
-std::string_view TransportStreamReader::packet(std::size_t at) const { return bytes.substr(at, kPacketSize); }
+TransportStreamReader::PacketCounts TransportStreamReader::missedPackets() const {
+  PacketCounts missed;
+  for (std::uint16_t pid = 0; pid < kNullPid; ++pid)
+    if (pids[pid].isFollowed && pids[pid].forgotten > 0) missed[pid] = pids[pid].forgotten;
+  return missed;
+}
 
 }  // namespace vantor::tables

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "interface/psi/tableTypes.h"
@@ -61,8 +62,9 @@ class Collector {
     const SubtableKey key = kind.keyOf(section, pid);
     if (!kind.hasVersions()) return takeLatest(kind, key, section);
     SubtableBuilder& builder = subtables.try_emplace(key, kind).first->second.builder;
-    if (builder.add(section) && kind.isWhole(builder.numbered()) && !import(kind, key, builder.sections()))
-      addFault(pid, SectionFault::content);
+    if (!builder.add(section) || !kind.isWhole(builder.numbered())) return;
+    builder.settle();
+    if (!import(kind, key, builder.sections())) addFault(pid, SectionFault::content);
   }
 
   /// Without versions each section is a table, over the one before.
@@ -112,10 +114,29 @@ class Collector {
 
   void finishSubtable(const SubtableKey& key, const TableKind& kind, const SubtableBuilder& builder) {
     if (capture.imports.count(importKey(kind, key)) != 0) return;
-    if (kind.sectionsStandAlone() && import(kind, key, builder.sections()))
-      capture.imports[key].whole = false;
-    else if (refused.count(importKey(kind, key)) == 0)
-      capture.unfinished[key] = &kind;
+    if (kind.sectionsStandAlone() && importScattered(kind, key, builder)) return;
+    if (refused.count(importKey(kind, key)) == 0) capture.unfinished[key] = &kind;
+  }
+
+  /// Imports the sections of a table that was never whole under one version. Returns false when they make no table.
+  bool importScattered(const TableKind& kind, const SubtableKey& key, const SubtableBuilder& builder) {
+    const NumberedSections& newest = builder.newest();
+    if (import(kind, key, sectionsOf(newest))) {
+      Capture::Import& done = capture.imports[key];
+      done.whole = kind.isWhole(newest);
+      done.scattered = holdsVersions(newest);
+      return true;
+    }
+    if (!import(kind, key, builder.sections())) return false;
+    refused.erase(key);
+    capture.imports[key].whole = false;
+    return true;
+  }
+
+  static bool holdsVersions(const NumberedSections& sections) {
+    return std::any_of(sections.begin(), sections.end(), [&sections](const auto& part) {
+      return part.second.version() != sections.begin()->second.version();
+    });
   }
 
   /// A PMT that the PAT has elsewhere or nowhere would keep the whole set from going on air.
@@ -142,25 +163,47 @@ class Collector {
   std::map<SubtableKey, std::string> refused;  // what came whole and cannot be sent
 };
 
+void pushPackets(inputs::PacketSource& source, const ReadingEnd& end, TransportStreamReader& reader) {
+  using Clock = ReadingEnd::Clock;
+  constexpr auto kWait = std::chrono::milliseconds(100);
+  constexpr std::uint64_t kBetweenQuestions = 4096;  // packets
+  inputs::Packet packet;
+  auto now = Clock::now();
+  for (std::uint64_t count = 1; now < end.deadline; ++count) {
+    const auto result = source.read(packet, std::min(end.deadline, now + kWait));
+    if (result == inputs::Read::kEnd) return;
+    if (result == inputs::Read::kPacket)
+      reader.push({reinterpret_cast<const char*>(packet.bytes.data()), packet.bytes.size()});
+    if (result == inputs::Read::kPacket && count % kBetweenQuestions != 0) continue;
+    now = Clock::now();
+    if (!end.goesOn(source)) return;
+  }
+}
+
 }  // namespace
 
-Capture readTransportStream(std::string_view bytes) {
-  TransportStreamReader reader(bytes);
+Capture readTransportStream(inputs::PacketSource& source, const ReadingEnd& end) {
   SignallingPids pids;
   Collector collector;
+  std::optional<TransportStreamReader> reader;
   const auto follow = [&reader](const std::vector<std::uint16_t>& found) {
-    for (const std::uint16_t pid : found) reader.follow(pid);
+    for (const std::uint16_t pid : found) reader->follow(pid);
   };
-  follow(SignallingPids::reserved());
-  reader.read(
+  reader.emplace(
       [&](std::uint16_t pid, const Section& section) {
         collector.addSection(pid, section);
         follow(pids.namedBy(pid, section));
       },
       [&collector](std::uint16_t pid, SectionFault fault) { collector.addFault(pid, fault); });
+  follow(SignallingPids::reserved());
+  pushPackets(source, end, *reader);
   Capture capture = collector.finish();
-  capture.packets = reader.packets();
-  for (const auto& [pid, count] : reader.otherPackets()) {
+  capture.input = source.counts();
+  capture.inputNotes = source.notes();
+  capture.hasPids = true;
+  capture.packets = capture.input.packets;
+  capture.missedPackets = reader->missedPackets();
+  for (const auto& [pid, count] : reader->otherPackets()) {
     capture.otherPackets += count;
     capture.otherPids.insert(pid);
   }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -8,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "programs/inputs/PacketSource.h"
 #include "programs/tables/kinds/TableKind.h"
 #include "programs/tables/kinds/TableSet.h"
 #include "programs/tables/sections/Section.h"
@@ -28,6 +31,7 @@ struct Capture {
     int version = 0;           ///< of the one kept
     bool current = false;      ///< the one kept; false when all were announcements of a next version
     bool whole = true;         ///< false when not all of its sections are in the capture
+    bool scattered = false;    ///< its sections are of several versions, none of which was ever whole
   };
 
   /// Sections of one table id.
@@ -42,14 +46,27 @@ struct Capture {
   std::vector<std::string> leftOut;                              ///< what else is not taken and why, one line each
   std::map<std::uint8_t, Sections> sections;                     ///< whole and valid ones, by table id
   std::map<std::pair<int, SectionFault>, std::uint64_t> faults;  ///< sections lost, by PID and reason
-  std::uint64_t packets = 0;                                     ///< 0 for a file of sections
-  std::uint64_t otherPackets = 0;                                ///< of them on PIDs without signalling
+  bool hasPids = false;                                          ///< false for a file of sections
+  std::uint64_t packets = 0;
+  std::uint64_t otherPackets = 0;  ///< of them on PIDs without signalling
   std::set<int> otherPids;
+  std::map<std::uint16_t, std::uint64_t> missedPackets;  ///< by PID, from before anything named it
+  inputs::InputCounts input;                             ///< what was between the packets
+  std::vector<std::string> inputNotes;                   ///< what else is to be told of the input
 };
 
-/// Reads whole 188-byte packets. Sections are taken from the PIDs that the standards reserve for them and from
-/// those that PAT, CAT, PMTs and MGT point at. Throws InputError when the bytes are no transport stream.
-Capture readTransportStream(std::string_view bytes);
+/// When to stop reading an input that has not come to its end.
+struct ReadingEnd {
+  using Clock = std::chrono::steady_clock;
+
+  Clock::time_point deadline = Clock::time_point::max();
+  /// Asked now and then, several times a second unless the input itself keeps who reads it waiting; false ends it.
+  std::function<bool(const inputs::PacketSource&)> goesOn = [](const inputs::PacketSource&) { return true; };
+};
+
+/// Reads packets. Sections are taken from the PIDs that the standards reserve for them and from those that PAT,
+/// CAT, PMTs and MGT point at. Throws InputError when the source cannot be read on.
+Capture readTransportStream(inputs::PacketSource& source, const ReadingEnd& end = {});
 
 /// Reads sections that lie back to back. Throws InputError when the bytes do not divide into sections.
 Capture readSections(std::string_view bytes);

@@ -1,29 +1,14 @@
 #include "programs/tables/sets/inputFile.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <utility>
 
+#include "programs/inputs/Content.h"
+#include "programs/inputs/open.h"
 #include "programs/tables/json/InputError.h"
-#include "programs/tables/sets/tableSetJson.h"
 
 namespace vantor::tables {
 
 namespace {
-
-std::string readAll(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) throw InputError("is a directory");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw InputError(std::strerror(errno));
-  std::ostringstream bytes;
-  // An empty file sets failbit on the stream it is copied to; that is no error here.
-  bytes << file.rdbuf();
-  if (file.bad()) throw InputError(std::strerror(errno));
-  return std::move(bytes).str();
-}
 
 InputFile fromCapture(Capture capture) {
   InputFile file;
@@ -32,25 +17,50 @@ InputFile fromCapture(Capture capture) {
   return file;
 }
 
-InputFile read(const std::string& path) {
-  const std::string extension = std::filesystem::path(path).extension();
-  if (extension == ".json") {
-    InputFile file;
-    file.tables = readTableSet(readAll(path));
-    return file;
-  }
-  if (extension == ".ts") return fromCapture(readTransportStream(readAll(path)));
-  if (extension == ".bin") return fromCapture(readSections(readAll(path)));
-  throw InputError("the name ends in none of .json, .ts and .bin");
+/// A file that promises packets and has none is no empty capture: its frames are of something else.
+void requirePackets(const Capture& capture) {
+  if (capture.packets > 0) return;
+  std::string why = "holds no packets of a transport stream";
+  for (const std::string& note : capture.inputNotes) why += "; " + note;
+  throw InputError(why);
+}
+
+InputFile readSectionBytes(const std::string& bytes, const std::string& note) {
+  InputFile file = fromCapture(readSections(bytes));
+  if (!note.empty()) file.capture->inputNotes.push_back(note);
+  return file;
+}
+
+InputFile readJsonBytes(const std::string& bytes, Versions versions) {
+  InputFile file;
+  file.tables = readTableSet(bytes, std::chrono::system_clock::now(), versions);
+  return file;
 }
 
 }  // namespace
 
 InputFile readInputFile(const std::string& path) {
+  if (inputs::isLive(path)) throw InputError(printable(path) + ": is live, make a table set of it with import");
+  return readInput(path, {}, {}, Versions::any);
+}
+
+InputFile readInput(const std::string& input, const inputs::InputOptions& options, const ReadingEnd& end,
+                    Versions versions) {
+  // What inputs throw names the input.
+  const inputs::Content content = inputs::openContent(input, options);
+  Capture capture;
+  std::string bytes;
+  if (content.packets)
+    capture = readTransportStream(*content.packets, end);
+  else
+    bytes = inputs::readAll(*content.bytes);
   try {
-    return read(path);
+    if (content.kind == inputs::Content::Kind::json) return readJsonBytes(bytes, versions);
+    if (content.kind == inputs::Content::Kind::sections) return readSectionBytes(bytes, content.bytes->note());
+    if (!content.packets->isLive()) requirePackets(capture);
+    return fromCapture(std::move(capture));
   } catch (const InputError& error) {
-    throw InputError(printable(path) + ": " + error.what());
+    throw InputError(printable(input) + ": " + error.what());
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "interface/psi/section.h"
 #include "programs/tables/kinds/allTableKinds.h"
 #include "programs/tables/sets/periodsJson.h"
 
@@ -31,9 +32,26 @@ void checkFields(const JsonValue& root) {
   }
 }
 
+/// The way to the first version_number that the wire has no room for; empty when there is none.
+std::string pathOfHighVersion(const Json& json) {
+  if (!json.is_structured()) return "";
+  for (const auto& [name, value] : json.items()) {
+    if (name == "version_number" && value.is_number_integer() && value > kMaxVersion) return "/" + name;
+    if (const std::string path = pathOfHighVersion(value); !path.empty()) return "/" + name + path;
+  }
+  return "";
+}
+
+void refuseHighVersions(const Json& document) {
+  const std::string path = pathOfHighVersion(document);
+  if (path.empty()) return;
+  const std::string version = JsonValue(document[Json::json_pointer(path)]).shown();
+  JsonValue(document).failAt(path, version + " is above " + std::to_string(kMaxVersion));
+}
+
 }  // namespace
 
-TableSet readTableSet(std::string_view text, UtcTime now) {
+TableSet readTableSet(std::string_view text, UtcTime now, Versions versions) {
   const Json document = parseJson(text);
   const JsonValue root(document);
   checkFields(root);
@@ -43,6 +61,7 @@ TableSet readTableSet(std::string_view text, UtcTime now) {
     if (!group) continue;
     if (const auto value = group->optional(kind->key())) kind->read(*value, now, set);
   }
+  if (versions == Versions::ofTheWire) refuseHighVersions(document);
   if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
   return set;
 }

@@ -8,9 +8,13 @@
 
 namespace vantor::tables {
 
+/// Which version_numbers a table set may have: the library sends those that the wire has no room for as 0.
+enum class Versions { any, ofTheWire };
+
 /// Reads a JSON table set. Throws InputError for everything that it does not know exactly and for every table that
 /// the library could not send. Times that are given relative to the present count from `now`.
-TableSet readTableSet(std::string_view text, UtcTime now = std::chrono::system_clock::now());
+TableSet readTableSet(std::string_view text, UtcTime now = std::chrono::system_clock::now(),
+                      Versions versions = Versions::any);
 
 /// The table set as a JSON text that readTableSet() reads back to the same records.
 std::string writeTableSet(const TableSet& set);

@@ -96,7 +96,7 @@ void replaceAll(std::string& text, std::string_view from, std::string_view to) {
 }
 
 /// ISO 6937 has no euro sign, the default table made of it has.
-bool hasOwnEuroSign(const TextTable& table) { return table.selector.empty(); }
+bool hasOwnEuroSign(const TextTable& table) { return &table == &textTables().front(); }
 
 /// The one-byte code at the beginning of the text that iconv does not know; 0 when there is none.
 char ownCode(const TextTable& table, std::string_view text) {
@@ -160,7 +160,43 @@ std::size_t selectorSize(std::string_view bytes) {
   return std::min<std::size_t>(bytes.size(), bytes[0] == 0x10 ? 3 : 1);
 }
 
+/// Of a text without a selector.
+std::string& defaultCharset() {
+  thread_local std::string name;
+  return name;
+}
+
+/// Text of a character set by itself. Those of ISO/IEC 8859 leave the room where DVB has its control codes.
+TextTable tableOf(const std::string& charset) {
+  std::string name = charset;
+  std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; });
+  const bool hasControlCodes = name.find("8859") != std::string::npos;
+  return {"", charset.c_str(), hasControlCodes};
+}
+
+std::optional<std::string> decodeWith(const TextTable& table, std::string_view characters) {
+  auto text = table.oneByte ? fromOneByteTable(table, characters) : convertText("UTF-8", table.charset, characters);
+  if (!text || holdsControlCharacters(*text)) return std::nullopt;
+  replaceAll(*text, kNewLine, "\n");
+  return text;
+}
+
+/// A text that has no selector and is not in the default table.
+std::optional<DvbText> decodeWithDefaultCharset(std::string_view bytes) {
+  if (defaultCharset().empty() || bytes.empty() || selectorSize(bytes) != 0) return std::nullopt;
+  const auto text = decodeWith(tableOf(defaultCharset()), bytes);
+  return text ? std::optional(DvbText{*text, "", defaultCharset()}) : std::nullopt;
+}
+
 }  // namespace
+
+DefaultCharset::DefaultCharset(const std::string& name) { defaultCharset() = name; }
+DefaultCharset::~DefaultCharset() { defaultCharset().clear(); }
+
+bool isTextCharset(const std::string& name) {
+  static const std::string kAscii = " 09AZaz~";
+  return !name.empty() && convertText(name.c_str(), "UTF-8", kAscii) == kAscii;
+}
 
 bool isTextTable(std::string_view selector) { return findTable(selector) != nullptr; }
 
@@ -171,20 +207,21 @@ std::optional<std::string> encodeText(const std::string& text) {
 }
 
 std::optional<std::string> encodeText(const DvbText& text) {
+  if (!text.charset.empty()) {
+    auto bytes = encodeWith(tableOf(text.charset), text.text);
+    return bytes && selectorSize(*bytes) == 0 ? bytes : std::nullopt;
+  }
   const TextTable* const table = findTable(text.table);
   return table != nullptr ? encodeWith(*table, text.text) : std::nullopt;
 }
 
 std::optional<DvbText> decodeText(std::string_view bytes) {
+  if (auto text = decodeWithDefaultCharset(bytes)) return text;
   const std::string_view selector = bytes.substr(0, selectorSize(bytes));
   const TextTable* const table = findTable(selector);
   if (table == nullptr) return std::nullopt;
-  const std::string_view characters = bytes.substr(selector.size());
-  auto text =
-      table->oneByte ? fromOneByteTable(*table, characters) : convertText("UTF-8", table->charset, characters);
-  if (!text || holdsControlCharacters(*text)) return std::nullopt;
-  replaceAll(*text, kNewLine, "\n");
-  return DvbText{*text, std::string(selector)};
+  const auto text = decodeWith(*table, bytes.substr(selector.size()));
+  return text ? std::optional(DvbText{*text, std::string(selector), ""}) : std::nullopt;
 }
 
 }  // namespace vantor::tables

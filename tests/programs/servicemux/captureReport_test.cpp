@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "programs/servicemux/inputNotes.h"
+#include "tests/programs/captures.h"
 #include "tests/programs/streams.h"
 
 namespace vantor::cli {
@@ -48,6 +50,38 @@ TEST(CaptureReport, TellsOfATableThatIsOnlyAnnounced) {
   next.current_next_indicator = false;
   EXPECT_THAT(captureNotes(tables::readSections(sectionsOf(next)[0])),
               ElementsAre("CAT: version 4 is announced as the next one, never as the current one"));
+}
+
+TEST(CaptureReport, TellsOfDamage) {
+  const std::string pat = Packer(0).apart(sectionsOf(makePat(5, 1)));
+  EXPECT_THAT(captureNotes(tables::readTransportStream("junk" + pat + pat + pat + "x" + pat + pat + pat + "tail")),
+              ElementsAre("skipped 5 bytes that make no packet, in 2 places",
+                          "left out 4 bytes at the end, which are no whole packet"));
+}
+
+TEST(CaptureReport, TellsOfEveryLossOfAnInput) {
+  inputs::InputCounts counts;
+  EXPECT_THAT(inputNotes(counts), IsEmpty());
+  counts.rtpLost = 1;
+  counts.rtpLate = 2;
+  counts.otherDatagrams = 3;
+  counts.fragments = 4;
+  counts.cutFrames = 5;
+  counts.dropped = 6;
+  EXPECT_THAT(inputNotes(counts),
+              ElementsAre("1 RTP packet missing", "left out 2 RTP packets that came late or twice",
+                          "3 datagrams without packets", "4 fragments of IP datagrams, which are not joined",
+                          "5 frames that the network capture does not hold as a whole",
+                          "6 datagrams dropped, the program was too slow"));
+}
+
+TEST(CaptureReport, TellsOfSectionsOfSeveralVersions) {
+  const auto section = [](unsigned version, unsigned number) {
+    return makeSection(0x4E, 7, version, number, 1, eitPayload(1, 0x4E, {}));
+  };
+  EXPECT_THAT(
+      captureNotes(tables::readSections(section(4, 0) + section(9, 1))),
+      ElementsAre("EIT p/f actual 7: no version of it is whole, the newest section of each number is kept"));
 }
 
 TEST(CaptureReport, TellsOfLostSections) {

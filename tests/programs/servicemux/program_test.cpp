@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +15,7 @@
 
 #include "programs/tables/sets/tableSetJson.h"
 #include "tests/programs/Receiver.h"
+#include "tests/programs/inputs/networkCaptures.h"
 #include "tests/programs/streams.h"
 #include "tests/sanitized.h"
 
@@ -67,6 +69,7 @@ class Program : public ::testing::Test {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     const int flags = O_WRONLY | O_CREAT | O_TRUNC;
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, (directory / "stdout").c_str(), flags, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (directory / "stderr").c_str(), flags, 0600);
     pid_t child = -1;
@@ -92,6 +95,21 @@ class Program : public ::testing::Test {
     return result.errors;
   }
 
+  /// Sends a datagram to a port of this machine. Returns false when nobody listens there.
+  static bool isReceived(int port, const std::string& payload) {
+    const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    EXPECT_EQ(connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(send(descriptor, payload.data(), payload.size(), 0), static_cast<ssize_t>(payload.size()));
+    char answer = 0;
+    const bool isRefused = recv(descriptor, &answer, 1, MSG_DONTWAIT) < 0 && errno == ECONNREFUSED;
+    close(descriptor);
+    return !isRefused;
+  }
+
   static std::size_t residentBytes(pid_t child) {
     std::ifstream status("/proc/" + std::to_string(child) + "/status");
     for (std::string word; status >> word;) {
@@ -102,6 +120,7 @@ class Program : public ::testing::Test {
   }
 
   fs::path directory;
+  std::string input = "/dev/null";  // what the program's stdin is
 };
 
 TEST_F(Program, TellsItsVersion) {
@@ -127,7 +146,17 @@ TEST_F(Program, RefusesBadUsageInOneLine) {
       {{"sing"}, "servicemux: The following argument was not expected: sing\n"},
       {{"play", json}, "servicemux: --to is required\n"},
       {{"play", "--to", "1.2.3.4:5"}, "servicemux: FILE is required\n"},
-      {{"import"}, "servicemux: FILE is required\n"},
+      {{"import"}, "servicemux: INPUT is required\n"},
+      {{"play", "--nosuch"}, "servicemux: The following argument was not expected: --nosuch\n"},
+      {{"import", "--nosuch"}, "servicemux: The following argument was not expected: --nosuch\n"},
+      {{"import", "--nosuch", "--never"},
+       "servicemux: The following arguments were not expected: --nosuch --never\n"},
+      {{"import", json, "--duration", "5"},
+       "servicemux: --duration: '" + json + "' is a file, which is read to its end\n"},
+      {{"import", json, "--stream", "here"},
+       "servicemux: --stream: 'here' is not an address and a port like 239.1.1.1:5004\n"},
+      {{"import", json, "--default-charset", "UTF-16"},
+       "servicemux: --default-charset: 'UTF-16' is no character set that holds ASCII, like ISO-8859-9\n"},
   };
   for (const auto& [arguments, message] : cases) {
     const Result result = run(arguments);
@@ -213,8 +242,12 @@ TEST_F(Program, NamesFileAndPlaceOfBadInput) {
   EXPECT_EQ(playError(sections),
             "servicemux: " + sections + ": byte 0: a section of 258 bytes, of which only 3 are there\n");
   EXPECT_EQ(playError("/no/such.json"), "servicemux: /no/such.json: No such file or directory\n");
-  const std::string text = file("a.txt", "");
-  EXPECT_EQ(playError(text), "servicemux: " + text + ": the name ends in none of .json, .ts and .bin\n");
+  const std::string text = file("a.txt", "hello");
+  EXPECT_EQ(playError(text), "servicemux: " + text +
+                                 ": holds no packets (nowhere is 0x47 every 188, 192 or 204 "
+                                 "bytes), no sections and no JSON\n");
+  EXPECT_EQ(playError("udp://127.0.0.1:5004"),
+            "servicemux: udp://127.0.0.1:5004: is live, make a table set of it with import\n");
   EXPECT_EQ(playError(file("empty.json", "{}")), "servicemux: there is no table to send\n");
 }
 
@@ -443,15 +476,125 @@ TEST_F(Program, ImportsACaptureToAFile) {
   EXPECT_EQ(result.output, "");
   EXPECT_EQ(tables::readTableSet(contentsOf("out.json")).nit, makeNit(5, 2));
   const Result failed = run({"import", capture, "-o", "/no/such/place.json"});
-  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(failed.status, 3);
   EXPECT_THAT(failed.errors, HasSubstr("\nservicemux: /no/such/place.json: No such file or directory\n"));
 }
 
 TEST_F(Program, SaysWhenThereIsNothingToImport) {
-  const Result result = run({"import", file("a.bin", makeSection(0x4A, 1, 0, 0, 0, ""))});
+  const std::string path = file("a.bin", makeSection(0x4A, 1, 0, 0, 0, ""));
+  const std::string output = file("out.json", "kept");
+  for (const Result& result : {run({"import", path}), run({"import", path, "-o", output})}) {
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, HasSubstr("\nservicemux: " + path + ": nothing to import\n"));
+  }
+  EXPECT_EQ(contentsOf("out.json"), "kept");
+}
+
+TEST_F(Program, ImportsFromStdin) {
+  input = file("a.ts", "junk" + Packer(0).apart(sectionsOf(makePat(5, 2))));
+  const Result result = run({"import", "-"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output, "{}\n");
-  EXPECT_THAT(result.errors, HasSubstr("nothing to import"));
+  EXPECT_EQ(tables::readTableSet(result.output).pat, makePat(5, 2));
+  EXPECT_THAT(result.errors, HasSubstr("-: 1 packet, 1 section\n"));
+  EXPECT_THAT(result.errors, HasSubstr("  skipped 4 bytes that make no packet, in 1 place\n"));
+}
+
+TEST_F(Program, ImportsWhateverHoldsTheStream) {
+  const std::string stream = Packer(0).apart(sectionsOf(makePat(5, 2)));
+  const std::string capture =
+      pcap({ethernet(udpOverIp(kIpv4Group, 5004, stream)), ethernet(udpOverIp(kIpv4Group, 5006, stream))});
+  for (const std::string& bytes : {stream, gzipped(stream), xzipped(stream), capture, gzipped(capture)}) {
+    const Result result = run({"import", file("capture", bytes)});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(tables::readTableSet(result.output).pat, makePat(5, 2));
+  }
+  const Result other = run({"import", file("capture", capture), "--stream", "239.1.2.3:5006"});
+  EXPECT_EQ(other.status, 0);
+  EXPECT_THAT(other.errors, HasSubstr("the stream to 239.1.2.3:5006 is read; there are others to 239.1.2.3:5004"));
+}
+
+TEST_F(Program, SaysThatANetworkCaptureHoldsNoPackets) {
+  const std::string path = file("a.pcap", pcap({ethernet(udpOverIp(kIpv4Group, 5004, "hello"))}));
+  const Result result = run({"import", path});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors, "servicemux: " + path + ": holds no packets of a transport stream\n");
+}
+
+TEST_F(Program, NeverWritesOverItsInput) {
+  const std::string path = file("a.json", kCat);
+  fs::create_symlink(path, directory / "link.json");
+  for (const std::string output :
+       {path, (directory / "link.json").string(), (directory / "." / "a.json").string()}) {
+    const Result result = run({"import", path, "-o", output});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.errors, "servicemux: --output: '" + output + "' is the input\n");
+  }
+  EXPECT_EQ(contentsOf("a.json"), kCat);
+}
+
+TEST_F(Program, NamesAReadErrorAsWhatItIs) {
+  const Result directoryError = run({"import", directory.string()});
+  EXPECT_EQ(directoryError.status, 1);
+  EXPECT_EQ(directoryError.errors, "servicemux: " + directory.string() + ": is a directory\n");
+  const Result readError = run({"import", "/proc/self/mem"});  // nothing is mapped at 0
+  EXPECT_EQ(readError.status, 1);
+  EXPECT_EQ(readError.errors, "servicemux: /proc/self/mem: Input/output error\n");
+  EXPECT_EQ(playError("/proc/self/mem"), "servicemux: /proc/self/mem: Input/output error\n");
+}
+
+TEST_F(Program, ImportsNoVersionThatTheWireHasNoRoomFor) {
+  const std::string cat = file("a.json", R"({"cat": {"version_number": 32}})");
+  const Result result = run({"import", cat});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors, "servicemux: " + cat + ": /cat/version_number: 32 is above 31\n");
+  const std::string pmt = file("b.json", R"({"pmts": [{"program_number": 1, "pid": 256, "pcr_pid": 1,
+      "version_number": 31, "streams": []}, {"program_number": 2, "pid": 257, "pcr_pid": 1, "version_number": 99,
+      "streams": []}]})");
+  EXPECT_EQ(run({"import", pmt}).errors, "servicemux: " + pmt + ": /pmts/1/version_number: 99 is above 31\n");
+  EXPECT_EQ(run({"import", file("c.json", R"({"cat": {"version_number": 31}})")}).status, 0);
+}
+
+TEST_F(Program, TakesTheDefaultCharsetForTextsThatNameNone) {
+  auto nit = makeNit(5, 2);
+  nit.descriptors.resize(1);
+  nit.descriptors[0].tag = 0x40;
+  nit.descriptors[0].data =
+      "T\xFCrk\xE7"
+      "e";
+  const std::string path = file("a.bin", sectionsOf(nit)[0]);
+  const Result turkish = run({"import", path, "--default-charset", "ISO-8859-9"});
+  EXPECT_EQ(turkish.status, 0);
+  EXPECT_THAT(turkish.output, HasSubstr(R"({"text": "Türkçe", "charset": "ISO-8859-9"})"));
+  EXPECT_EQ(tables::readTableSet(turkish.output).nit, nit);
+  EXPECT_EQ(tables::readTableSet(run({"import", path}).output).nit, nit);
+}
+
+TEST_F(Program, ImportsALiveInputForItsDurationOrUntilASignal) {
+  const int port = Receiver().udpPort();  // free again
+  const std::string input = "udp://127.0.0.1:" + std::to_string(port);
+  const std::string output = (directory / "out.json").string();
+  const Result nothing = run({"import", input, "--duration", "0.1"});
+  EXPECT_EQ(nothing.status, 1);
+  EXPECT_THAT(nothing.errors, HasSubstr("servicemux: " + input + ": nothing to import\n"));
+  const pid_t child = start({"import", input, "-o", output});
+  const std::string stream = Packer(0).apart(sectionsOf(makePat(5, 2)));
+  // It is heard once it listens; whoever sends before gets nothing.
+  for (int tries = 0; tries < 3000 && !isReceived(port, stream); ++tries)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  kill(child, SIGINT);
+  const Result result = finish(child);
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(tables::readTableSet(contentsOf("out.json")).pat, makePat(5, 2));
+}
+
+TEST_F(Program, PlaysAnImportWithoutEmmsAndLogsNoError) {
+  const Receiver receiver;
+  const std::string json = file("a.json", R"({"conditional_access": {"scrambler_type": 3,
+      "ecm_pids": [{"usid": 1, "pids": ["0x0100"]}], "ecms": [{"pid": 256, "sections": "8070010a"}]}})");
+  const Result result = run({"play", json, "--to", receiver.target(), "--duration", "0.3", "--quiet"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
 }
 
 TEST_F(Program, PlaysTheExamples) {

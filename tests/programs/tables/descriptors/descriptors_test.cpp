@@ -243,10 +243,10 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     OfStreams, DescriptorForms,
     ::testing::Values(
-        Example{R"({"CA": {"CA_system_ID": 2816, "CA_PID": 100}})", 0x09, "0b00e064"},
-        Example{
-            R"({"CA": {"CA_system_ID": 65535, "CA_PID": 8191, "private_data": ")" + repeated("a5", 251) + "\"}}",
-            0x09, "ffffffff" + repeated("a5", 251)},
+        Example{R"({"CA": {"CA_system_ID": 2816, "CA_PID": "0x0064"}})", 0x09, "0b00e064"},
+        Example{R"({"CA": {"CA_system_ID": 65535, "CA_PID": "0x1FFF", "private_data": ")" + repeated("a5", 251) +
+                    "\"}}",
+                0x09, "ffffffff" + repeated("a5", 251)},
         Example{R"({"ISO_639_language": [{"ISO_639_language_code": "deu", "audio_type": 0},
                                          {"ISO_639_language_code": "eng", "audio_type": 3}]})",
                 0x0A, "64657500656e6703"},

@@ -36,12 +36,12 @@ TEST(WriteJson, LaysATableSetOutForPeople) {
     "version_number": 0,
     "current_next_indicator": false,
     "programs": [
-      {"program_number": 1, "pid": 257},
-      {"program_number": 2, "pid": 258},
-      {"program_number": 3, "pid": 259}
+      {"program_number": 1, "pid": "0x0101"},
+      {"program_number": 2, "pid": "0x0102"},
+      {"program_number": 3, "pid": "0x0103"}
     ]
   },
-  "cat": {"version_number": 7, "descriptors": [{"CA": {"CA_system_ID": 2816, "CA_PID": 100}}]}
+  "cat": {"version_number": 7, "descriptors": [{"CA": {"CA_system_ID": 2816, "CA_PID": "0x0064"}}]}
 }
 )");
 }

@@ -4,6 +4,7 @@
 #include "programs/tables/kinds/eitLayout.h"
 #include "programs/tables/sets/Capture.h"
 #include "programs/tables/sets/tableSetJson.h"
+#include "tests/programs/captures.h"
 #include "tests/programs/streams.h"
 
 /// PMT, SDT and EIT out of captures, above all those that do not follow the rules.

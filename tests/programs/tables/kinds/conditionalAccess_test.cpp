@@ -6,6 +6,7 @@
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sets/Capture.h"
 #include "programs/tables/sets/tableSetJson.h"
+#include "tests/programs/captures.h"
 #include "tests/programs/streams.h"
 
 /// ECMs and EMMs in JSON and from captures.
@@ -34,8 +35,8 @@ std::string errorOf(const std::string& fields) {
 }
 
 constexpr const char* kSimulcrypt =
-    R"("scrambler_type": 3, "ecm_pids": [{"usid": 2, "pids": [8191]}, {"usid": 5, "pids": [256, 257]}],
-       "emm_pids": [{"usid": 5, "pids": [512]}])";
+    R"("scrambler_type": 3, "ecm_pids": [{"usid": 2, "pids": ["0x1FFF"]}, {"usid": 5, "pids": ["0x0100", "0x0101"]}],
+       "emm_pids": [{"usid": 5, "pids": ["0x0200"]}])";
 
 std::string simulcrypt(const std::string& fields) { return std::string(kSimulcrypt) + ", " + fields; }
 
@@ -83,8 +84,8 @@ TEST(ConditionalAccessJson, FixedPidsAreRead) {
 TEST(ConditionalAccessJson, WhatIsWrittenReadsTheSame) {
   const std::string packet(2 * 188, 'a');
   for (const std::string& fields :
-       {simulcrypt(R"("ecms": [{"pid": 257, "sections": "8070010a"}, {"pid": 256, "packets": ")" + packet +
-                   R"(", "period": 400}], "emms": [{"pid": 512, "sections": "8270010b"}])"),
+       {simulcrypt(R"("ecms": [{"pid": "0x0101", "sections": "8070010a"}, {"pid": "0x0100", "packets": ")" +
+                   packet + R"(", "period": 400}], "emms": [{"pid": "0x0200", "sections": "8270010b"}])"),
         std::string(R"("scrambler_type": 0, "ecm": {"sections": "8070010a"}, "emms": [{"packets": ")") + packet +
             "\"}]",
         std::string(R"("scrambler_type": 3)")}) {

@@ -7,6 +7,7 @@
 #include "programs/tables/kinds/stt.h"
 #include "programs/tables/sets/Capture.h"
 #include "programs/tables/sets/tableSetJson.h"
+#include "tests/programs/captures.h"
 #include "tests/programs/streams.h"
 
 /// MGT, VCT and STT in JSON and from captures.
@@ -26,8 +27,8 @@ constexpr UtcTime kNow{};
 constexpr unsigned kPsip = 0x1FFB;
 
 constexpr const char* kMgt = R"({"version_number": 3, "tables": [
-  {"table_type": 0, "table_type_pid": 8187, "table_type_version_number": 4, "number_bytes": 1000},
-  {"table_type": 256, "table_type_pid": 7424, "table_type_version_number": 31, "number_bytes": 4294967295,
+  {"table_type": 0, "table_type_pid": "0x1FFB", "table_type_version_number": 4, "number_bytes": 1000},
+  {"table_type": 256, "table_type_pid": "0x1D00", "table_type_version_number": 31, "number_bytes": 4294967295,
    "descriptors": [{"tag": 200, "data": "01"}]}],
   "descriptors": [{"tag": 201, "data": "0203"}]})";
 
@@ -140,7 +141,8 @@ TEST(PsipJson, WhatIsWrittenReadsTheSame) {
         R"("tvct": )" + vct(changed(kChannel, R"("access_controlled": true, )", "")), std::string(R"("stt": true)"),
         std::string(R"("stt": {"time_zone": "America/New_York"})"),
         std::string(R"("stt": {"local_time_offset": "-05:00"})"),
-        std::string(R"("mgt": {"version_number": 1, "tables": [{"table_type": 0, "table_type_pid": 8187}]})")}) {
+        std::string(
+            R"("mgt": {"version_number": 1, "tables": [{"table_type": 0, "table_type_pid": "0x1FFB"}]})")}) {
     const Json document = Json::parse(R"({"atsc": {)" + fields + "}}");
     EXPECT_EQ(Json::parse(writeTableSet(read(fields))), document);
   }

@@ -170,7 +170,7 @@ TEST(ServiceTables, AreWrittenForPeople) {
   sdt.services[0].descriptors.clear();
   set.sdtActual = sdt;
   EXPECT_EQ(writeTableSet(set), R"({
-  "pmts": [{"program_number": 5, "pid": 256, "pcr_pid": 513, "version_number": 1, "streams": []}],
+  "pmts": [{"program_number": 5, "pid": "0x0100", "pcr_pid": "0x0201", "version_number": 1, "streams": []}],
   "sdt_actual": {
     "transport_stream_id": 4,
     "original_network_id": 8442,

@@ -6,6 +6,7 @@
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sets/Capture.h"
 #include "programs/tables/sets/tableSetJson.h"
+#include "tests/programs/captures.h"
 #include "tests/programs/streams.h"
 
 /// TDT and TOT in JSON and from captures.

@@ -58,5 +58,43 @@ TEST(SubtableBuilder, KeepsTheOthersWhereSectionsStandAlone) {
   EXPECT_THAT(payloads(builder), ElementsAre("a", "new"));
 }
 
+std::vector<std::string> newestOf(const SubtableBuilder& builder) {
+  std::vector<std::string> out;
+  for (const auto& part : builder.newest()) out.emplace_back(part.second.payload());
+  return out;
+}
+
+TEST(SubtableBuilder, KeepsTheNewestOfEachNumberWhereSectionsStandAlone) {
+  SubtableBuilder builder(true);
+  EXPECT_TRUE(builder.add(section(0, 0, "old")));
+  EXPECT_TRUE(builder.add(section(1, 1, "b")));
+  EXPECT_TRUE(builder.add(section(0, 2, "c")));
+  EXPECT_TRUE(builder.add(section(1, 0, "a")));
+  EXPECT_THAT(newestOf(builder), ElementsAre("a", "b", "c"));
+  builder.settle();
+  EXPECT_TRUE(builder.add(section(2, 0, "x")));
+  EXPECT_THAT(newestOf(builder), ElementsAre());
+}
+
+TEST(SubtableBuilder, KeepsNoNewestWhereSectionsBelongTogether) {
+  SubtableBuilder builder(false);
+  EXPECT_TRUE(builder.add(section(0, 0, "a")));
+  EXPECT_THAT(newestOf(builder), ElementsAre());
+}
+
+TEST(SubtableBuilder, PrefersWhatIsInForceToAnnouncements) {
+  const auto next = [](unsigned number, const std::string& payload) {
+    std::string bytes = testing::makeSection(0x42, 1, 3, number, 2, payload);
+    bytes[5] = static_cast<char>(bytes[5] & 0xFE);
+    return Section(testing::withCrc(bytes));
+  };
+  SubtableBuilder builder(true);
+  EXPECT_TRUE(builder.add(next(0, "later")));
+  EXPECT_THAT(newestOf(builder), ElementsAre("later"));
+  EXPECT_TRUE(builder.add(section(1, 1, "now")));
+  EXPECT_TRUE(builder.add(next(1, "later")));
+  EXPECT_THAT(newestOf(builder), ElementsAre("now"));
+}
+
 }  // namespace
 }  // namespace vantor::tables

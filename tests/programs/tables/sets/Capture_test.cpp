@@ -4,6 +4,7 @@
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sets/Capture.h"
 #include "servicemux/packetize/TableFacts.h"
+#include "tests/programs/captures.h"
 #include "tests/programs/streams.h"
 
 namespace vantor::tables {
@@ -19,10 +20,9 @@ std::string joined(const std::vector<std::string>& sections) {
   return out;
 }
 
-template <typename Read>
-std::string errorOf(Read read, const std::string& bytes) {
+std::string errorOf(const std::string& bytes) {
   try {
-    read(bytes);
+    readSections(bytes);
   } catch (const InputError& error) {
     return error.what();
   }
@@ -282,21 +282,90 @@ TEST(CaptureReader, FollowsTheTablesToTheirPmtsEcmsAndEmms) {
   EXPECT_THAT(capture.otherPids, ElementsAre(0x200));
 }
 
-TEST(CaptureReader, RefusesWhatIsNoTransportStream) {
-  const std::string good = Packer(0).apart(sectionsOf(makePat(5, 2)));
-  EXPECT_EQ(errorOf(readTransportStream, ""), "the file is empty");
-  EXPECT_EQ(errorOf(readTransportStream, good + "\x47" + std::string(99, '\0')),
-            "byte 188: the last packet has only 100 of 188 bytes");
-  EXPECT_EQ(errorOf(readTransportStream, good + good + std::string(188, '\0')),
-            "byte 376: a packet does not begin with 0x47");
+TEST(CaptureReader, GoesOnBehindDamage) {
+  Packer packer(0);
+  const std::string pat = packer.apart(sectionsOf(makePat(5, 2)));
+  const Capture capture =
+      readTransportStream("junk" + pat + pat + "more junk" + pat + pat + pat +
+                          Packer(1).apart(sectionsOf(makeCat(7, 2))) + "\x47" + std::string(99, '\0'));
+  EXPECT_EQ(capture.tables.pat, makePat(5, 2));
+  EXPECT_EQ(capture.tables.cat, makeCat(7, 2));
+  EXPECT_EQ(capture.packets, 6U);
+  EXPECT_EQ(capture.input.skippedBytes, 13U);
+  EXPECT_EQ(capture.input.resynchronisations, 2U);
+  EXPECT_EQ(capture.input.tailBytes, 100U);
+}
+
+TEST(CaptureReader, EndsWhenItIsTold) {
+  class Endless final : public inputs::PacketSource {
+   public:
+    inputs::Read read(inputs::Packet& packet, std::chrono::steady_clock::time_point /*deadline*/) override {
+      if (++found.packets % 3 == 0) return inputs::Read::kTimeout;
+      packet.bytes.fill(0xFF);
+      packet.bytes[0] = 0x47;
+      return inputs::Read::kPacket;
+    }
+    const inputs::InputCounts& counts() const override { return found; }
+    std::vector<std::string> notes() const override { return {"a note"}; }
+
+   private:
+    inputs::InputCounts found;
+  };
+  Endless source;
+  ReadingEnd end;
+  int questions = 0;
+  end.goesOn = [&questions](const inputs::PacketSource&) { return ++questions < 4; };
+  const Capture capture = readTransportStream(source, end);
+  EXPECT_EQ(capture.packets, 12U);
+  EXPECT_THAT(capture.inputNotes, ElementsAre("a note"));
+  end.deadline = ReadingEnd::Clock::now() - std::chrono::seconds(1);
+  EXPECT_EQ(readTransportStream(source, end).packets, 12U);
+}
+
+TEST(CaptureReader, ImportsSectionsWhoseVersionsAlternate) {
+  const auto segment = [](unsigned number, unsigned version) {
+    const std::int64_t start = 0xE489000000 + (number / 8 * 3 / 10 << 20) + (number / 8 * 3 % 10 << 16);
+    return makeSection(0x50, 7, version, number, 24,
+                       eitPayload(number, 0x50, {{static_cast<int>(number) + 1, start}}));
+  };
+  for (const int rounds : {1, 3}) {
+    std::string file;
+    for (int round = 0; round < rounds; ++round)
+      file += segment(0, 0) + segment(8, 1) + segment(16, 0) + segment(24, 1);
+    const Capture capture = readSections(file);
+    ASSERT_EQ(capture.tables.eitSchedule.size(), 1U);
+    std::vector<int> ids;
+    for (const auto& event : capture.tables.eitSchedule[0].events) ids.push_back(event.event_id);
+    EXPECT_THAT(ids, ElementsAre(1, 9, 17, 25));
+    EXPECT_TRUE(capture.imports.begin()->second.scattered);
+    EXPECT_TRUE(capture.imports.begin()->second.whole);
+  }
+}
+
+TEST(CaptureReader, ImportsPresentAndFollowingThatCountTheirVersionsApart) {
+  const std::string present = makeSection(0x4E, 7, 4, 0, 1, eitPayload(1, 0x4E, {{1, 0xE489000000}}));
+  const std::string following = makeSection(0x4E, 7, 9, 1, 1, eitPayload(1, 0x4E, {{2, 0xE489010000}}));
+  const Capture capture = readSections(present + following + present + following);
+  ASSERT_EQ(capture.tables.eitPf.size(), 1U);
+  EXPECT_EQ(capture.tables.eitPf[0].events.size(), 2U);
+  EXPECT_TRUE(capture.imports.begin()->second.scattered);
+}
+
+TEST(CaptureReader, ImportsAVersionThatIsWholeByItself) {
+  const auto section = [](unsigned version, unsigned number, unsigned last, int event) {
+    return makeSection(0x4E, 7, version, number, last, eitPayload(1, 0x4E, {{event, 0xE489000000}}));
+  };
+  const Capture capture = readSections(section(1, 1, 1, 9) + section(2, 0, 1, 1) + section(2, 1, 1, 2));
+  ASSERT_EQ(capture.tables.eitPf.size(), 1U);
+  EXPECT_FALSE(capture.imports.begin()->second.scattered);
+  EXPECT_EQ(capture.tables.eitPf[0].events.at(1).event_id, 2);
 }
 
 TEST(CaptureReader, RefusesAFileThatEndsWithinASection) {
   const std::string good = sectionsOf(makePat(5, 2))[0];
-  EXPECT_EQ(errorOf(readSections, ""), "the file is empty");
-  EXPECT_EQ(errorOf(readSections, good + good.substr(0, 10)),
-            "byte 20: a section of 20 bytes, of which only 10 are there");
-  EXPECT_EQ(errorOf(readSections, good + "\x40"), "byte 20: a section of 3 bytes, of which only 1 are there");
+  EXPECT_EQ(errorOf(""), "the file is empty");
+  EXPECT_EQ(errorOf(good + good.substr(0, 10)), "byte 20: a section of 20 bytes, of which only 10 are there");
+  EXPECT_EQ(errorOf(good + "\x40"), "byte 20: a section of 3 bytes, of which only 1 are there");
 }
 
 }  // namespace

@@ -140,5 +140,64 @@ TEST(DvbText, KeepsWhetherAnEmptyTextHasASelector) {
   EXPECT_EQ(encoded("", "\x05"), "\x05");
 }
 
+TEST(DvbTextDefaultCharset, DecodesWhatHasNoSelector) {
+  EXPECT_EQ(decodeText("T\xFCrk\xE7"
+                       "e")
+                ->text,
+            decodeText("T\xFCrk\xE7"
+                       "e")
+                ->text);
+  const DefaultCharset charset("ISO-8859-9");
+  const auto text = decodeText(
+      "T\xFCrk\xE7"
+      "e\x8A\x86!");
+  ASSERT_TRUE(text.has_value());
+  EXPECT_EQ(text->text, "Türkçe\n\uE086!");
+  EXPECT_EQ(text->table, "");
+  EXPECT_EQ(text->charset, "ISO-8859-9");
+  EXPECT_EQ(encodeText(*text),
+            "T\xFCrk\xE7"
+            "e\x8A\x86!");
+}
+
+TEST(DvbTextDefaultCharset, LeavesAloneWhatHasASelector) {
+  const DefaultCharset charset("ISO-8859-9");
+  const auto text = decodeText("\x01\xBC");
+  ASSERT_TRUE(text.has_value());
+  EXPECT_EQ(text->table, "\x01");
+  EXPECT_EQ(text->charset, "");
+}
+
+TEST(DvbTextDefaultCharset, IsOverWithItsObject) {
+  { const DefaultCharset charset("ISO-8859-9"); }
+  EXPECT_EQ(decodeText("abc")->charset, "");
+}
+
+TEST(DvbTextDefaultCharset, MayHaveCharactersWhereDvbHasControlCodes) {
+  const DefaultCharset charset("WINDOWS-1252");
+  EXPECT_EQ(decodeText("\x8A\x80")->text, "Š€");
+}
+
+TEST(DvbTextDefaultCharset, GivesWayToTheDefaultTableForWhatItHasNot) {
+  const DefaultCharset charset("UTF-8");
+  const auto text = decodeText(
+      "caf\xC2"
+      "e");  // in the default table an accent before its letter
+  ASSERT_TRUE(text.has_value());
+  EXPECT_EQ(text->charset, "");
+  EXPECT_EQ(text->text, "caf\u00e9");
+}
+
+TEST(DvbTextCharsets, HoldAscii) {
+  for (const char* name : {"ISO-8859-1", "iso8859-15", "WINDOWS-1251", "UTF-8", "GBK"})
+    EXPECT_TRUE(isTextCharset(name)) << name;
+  for (const char* name : {"", "UTF-16", "EBCDIC-US", "no such"}) EXPECT_FALSE(isTextCharset(name)) << name;
+}
+
+TEST(DvbTextCharsets, WriteNoTextThatBeginsLikeASelector) {
+  EXPECT_EQ(encodeText(DvbText{"Б", "", "ISO-8859-9"}), std::nullopt);
+  EXPECT_EQ(encodeText(DvbText{"a", "", "no such"}), std::nullopt);
+}
+
 }  // namespace
 }  // namespace vantor::tables
