@@ -524,7 +524,7 @@ TEST_F(Program, SaysThatANetworkCaptureHoldsNoPackets) {
 TEST_F(Program, NeverWritesOverItsInput) {
   const std::string path = file("a.json", kCat);
   fs::create_symlink(path, directory / "link.json");
-  for (const std::string output :
+  for (const std::string& output :
        {path, (directory / "link.json").string(), (directory / "." / "a.json").string()}) {
     const Result result = run({"import", path, "-o", output});
     EXPECT_EQ(result.status, 2);
