@@ -27,7 +27,7 @@ class PidMonitor {
   /// Takes the PID's next packet (188 bytes), with when it came; `time` is 0 for all where nobody knows.
   void take(std::string_view packet, std::int64_t time);
 
-  [[nodiscard]] PidReport report(std::int64_t now, std::int64_t elapsed) const;
+  [[nodiscard]] PidReport report(std::int64_t moment, std::int64_t elapsed) const;
 
  private:
   void takeFault(tables::SectionFault fault);

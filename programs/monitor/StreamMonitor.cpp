@@ -43,7 +43,10 @@ StreamMonitor::StreamMonitor(psi::Network network) : network(network) {
 }
 
 void StreamMonitor::take(std::string_view packet, std::optional<std::int64_t> time) {
-  if (time) pass(*time);
+  if (time) {
+    pass(*time);
+    if (!first) first = now;
+  }
   ++packets;
   const std::int64_t moment = now.value_or(0);
   rate.add(moment);
@@ -51,10 +54,7 @@ void StreamMonitor::take(std::string_view packet, std::optional<std::int64_t> ti
   monitorOf(pid).take(packet, moment);
 }
 
-void StreamMonitor::pass(std::int64_t time) {
-  if (!first) first = time;
-  now = std::max(now.value_or(time), time);
-}
+void StreamMonitor::pass(std::int64_t time) { now = std::max(now.value_or(time), time); }
 
 PidMonitor& StreamMonitor::monitorOf(std::uint16_t pid) {
   const auto [found, isNew] = pids.try_emplace(pid, pid);

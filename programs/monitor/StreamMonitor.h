@@ -34,7 +34,7 @@ class StreamMonitor {
   /// It is `time` by now, whether packets come or not: what stays away is late at some time.
   void pass(std::int64_t time);
 
-  /// ns since the first time, 0 without times.
+  /// ns since the first packet, 0 without times.
   [[nodiscard]] std::int64_t elapsed() const { return first ? *now - *first : 0; }
 
   /// What there is to say up to now. The time source and what came beside packets are for others to fill in.

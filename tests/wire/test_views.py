@@ -186,7 +186,7 @@ class EveryEnd(View):
     def test_by_the_duration(self):
         for name, arguments in self.programs.items():
             with self.subTest(name):
-                terminal = self.started([*arguments, "--duration", "1"])
+                terminal = self.run_on([*arguments, "--duration", "1"])
                 self.assertEqual(terminal.wait(), 0)
                 self.assertEqual(terminal.mode(), terminal.usual)
 

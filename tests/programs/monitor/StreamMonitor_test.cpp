@@ -443,6 +443,10 @@ TEST_F(StreamMonitors, APatOfTwoSectionsListsTheProgramsOfBoth) {
   putAt(30, 0x00, pat(1, {{102, 0x200}}, 1, 1));
   EXPECT_TRUE(table("PMT 101").isListed);
   EXPECT_TRUE(table("PMT 102").isListed);
+  putAt(60, 0x00, pat(2, {{101, 0x100}}, 0, 1));
+  EXPECT_TRUE(table("PMT 102").isListed) << "the second section of the new version is still to come";
+  putAt(90, 0x00, pat(2, {}, 1, 1));
+  EXPECT_FALSE(table("PMT 102").isListed);
 }
 
 // Times
@@ -464,6 +468,15 @@ TEST_F(StreamMonitors, TimeNeverRunsBack) {
   putAt(200, 0x00, pat(1, {}));
   EXPECT_EQ(table("PAT").minimum, 0);
   EXPECT_EQ(monitor->report().elapsed, time(400));
+}
+
+TEST_F(StreamMonitors, TimeBeforeTheFirstPacketDoesNotCount) {
+  pass(1000);
+  EXPECT_EQ(monitor->report().elapsed, 0);
+  putAt(5000, 0x00, pat(1, {}));
+  pass(6000);
+  EXPECT_EQ(monitor->report().elapsed, time(1000));
+  EXPECT_NEAR(monitor->report().meanKbps, 1.504, 1e-9);
 }
 
 TEST_F(StreamMonitors, AStreamWithoutPacketsIsNotAsItShouldBe) {
