@@ -136,7 +136,7 @@ Report StreamMonitor::report() const {
 }
 
 /// Namesakes are told apart by their streams, or by their extensions where these are the same.
-void StreamMonitor::nameTables(std::vector<TableReport>& reports) const {
+void StreamMonitor::nameTables(std::vector<TableReport>& reports) {
   std::map<std::pair<std::uint16_t, std::string>, unsigned int> count;
   for (TableReport& report : reports) {
     report.name = psi::tableName(report.key);

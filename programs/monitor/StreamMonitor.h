@@ -52,7 +52,7 @@ class StreamMonitor {
   bool takeCrcError(std::uint16_t pid, std::string_view bytes);
   void takePat(const tables::Section& section);
   TableMonitor& tableOf(const tables::SubtableKey& key);
-  void nameTables(std::vector<TableReport>& reports) const;
+  static void nameTables(std::vector<TableReport>& reports);
 
   const psi::Network network;
   std::optional<std::int64_t> first;  // time
