@@ -119,7 +119,7 @@ void Synchroniser::lock(std::size_t offset, std::size_t found) {
   const bool isCoded = distance == kReedSolomonDistance && lastDistance == kReedSolomonDistance;
   const std::size_t own = distance == kStampedDistance ? kStampSize : isCoded ? kReedSolomonSize : 0;
   skipped -= std::min(skipped, own);
-  if (skipped == 0) return;
+  if (skipped == 0 && lastDistance == 0) return;
   counts.skippedBytes += skipped;
   ++counts.resynchronisations;
   skipped = 0;

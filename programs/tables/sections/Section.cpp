@@ -33,11 +33,4 @@ SectionFault Section::check(std::string_view bytes) {
   return SectionFault::none;
 }
 
-std::vector<Section> sectionsOf(const NumberedSections& numbered) {
-  std::vector<Section> out;
-  out.reserve(numbered.size());
-  for (const auto& part : numbered) out.push_back(part.second);
-  return out;
-}
-
 }  // namespace vantor::tables

@@ -5,7 +5,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "interface/psi/section.h"
 #include "interface/psi/sectioning.h"
@@ -51,8 +50,5 @@ class Section {
 
 /// Sections of one subtable, by section_number.
 using NumberedSections = std::map<std::uint8_t, Section>;
-
-/// The same in the order of the numbers.
-std::vector<Section> sectionsOf(const NumberedSections& numbered);
 
 }  // namespace vantor::tables

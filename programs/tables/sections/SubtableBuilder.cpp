@@ -2,6 +2,13 @@
 
 namespace vantor::tables {
 
+std::vector<Section> inOrder(const NumberedSections& numbered) {
+  std::vector<Section> out;
+  out.reserve(numbered.size());
+  for (const auto& part : numbered) out.push_back(part.second);
+  return out;
+}
+
 bool SubtableBuilder::add(const Section& section) {
   keepNewest(section);
   if (!isSameVersion(section)) parts.clear();

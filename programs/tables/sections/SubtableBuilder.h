@@ -6,6 +6,9 @@
 
 namespace vantor::tables {
 
+/// The sections in the order of their numbers.
+std::vector<Section> inOrder(const NumberedSections& numbered);
+
 /// Gathers the sections of one subtable, which come in any order and again and again, version by version. Where
 /// each section has a meaning of its own, some broadcasters count the version of each by itself: then no version is
 /// ever whole, and the newest section of each number is what there is.
@@ -20,7 +23,7 @@ class SubtableBuilder {
   /// What is there of the version under way.
   const NumberedSections& numbered() const { return parts; }
   /// The same in the order of the numbers.
-  std::vector<Section> sections() const { return sectionsOf(parts); }
+  std::vector<Section> sections() const { return inOrder(parts); }
 
   /// Says that a version is whole: from here on there is no need for newest().
   void settle();

@@ -121,7 +121,7 @@ class Collector {
   /// Imports the sections of a table that was never whole under one version. Returns false when they make no table.
   bool importScattered(const TableKind& kind, const SubtableKey& key, const SubtableBuilder& builder) {
     const NumberedSections& newest = builder.newest();
-    if (import(kind, key, sectionsOf(newest))) {
+    if (import(kind, key, inOrder(newest))) {
       Capture::Import& done = capture.imports[key];
       done.whole = kind.isWhole(newest);
       done.scattered = holdsVersions(newest);

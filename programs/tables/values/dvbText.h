@@ -16,9 +16,9 @@
 namespace vantor::tables {
 
 struct DvbText {
-  std::string text;     ///< UTF-8
-  std::string table;    ///< the selector's bytes; none for the default table
-  std::string charset;  ///< that the bytes are in though there is no selector; empty for the default table
+  std::string text;       ///< UTF-8
+  std::string table;      ///< the selector's bytes; none for the default table
+  std::string charset{};  ///< that the bytes are in though there is no selector; empty for the default table
 };
 
 /// As long as it lives, decodeText() takes what this thread gives it without a selector for text in another

@@ -123,7 +123,7 @@ TEST_P(Compressed, GivesWhatIsThereWhenItBreaksOff) {
 
 TEST_P(Compressed, GivesWhatComesBeforeDamage) {
   std::string bytes = GetParam()(markedPackets(2000));
-  bytes[bytes.size() - 10] = static_cast<char>(bytes[bytes.size() - 10] ^ 0x10);
+  bytes[bytes.size() - 6] = static_cast<char>(bytes[bytes.size() - 6] ^ 0x10);
   const Found found = read(bytes + GetParam()(markedPackets(1)));
   ASSERT_EQ(found.notes.size(), 1U);
   EXPECT_THAT(found.notes[0], HasSubstr("damaged"));

@@ -8,6 +8,7 @@
 
 #include <array>
 
+#include "programs/inputs/ByteSource.h"
 #include "programs/inputs/open.h"
 #include "programs/tables/json/InputError.h"
 #include "tests/programs/inputs/networkCaptures.h"

@@ -12,8 +12,6 @@ namespace vantor::inputs {
 namespace {
 
 using namespace vantor::testing;
-using ::testing::ElementsAre;
-
 /// Whatever lies from packet to packet: nothing, a timestamp in front or a checksum behind.
 class Distances : public ::testing::TestWithParam<std::size_t> {
  protected:
@@ -87,9 +85,11 @@ TEST_P(Distances, GoOnBehindADamagedSyncByte) {
 }
 
 TEST_P(Distances, GoOnBehindADamagedLastButOne) {
-  std::string bytes = packets(1, 5);
-  bytes[3 * distance() + (distance() == 192 ? 4 : 0)] = 0x46;
-  EXPECT_THAT(read(bytes), ElementsAre(1, 2, 3, 5));
+  std::string bytes = packets(1, 20);
+  bytes[18 * distance() + (distance() == 192 ? 4 : 0)] = 0x46;
+  std::vector<unsigned> expected = marks(1, 20);
+  expected.erase(expected.begin() + 18);
+  EXPECT_EQ(read(bytes), expected);
   expectCounts(188, 1, 0);
 }
 
@@ -104,7 +104,7 @@ TEST_P(Distances, GoOnBehindBytesLost) {
   const auto found = read(bytes);
   // The tenth ends too soon and takes the beginning of the eleventh.
   std::vector<unsigned> expected = marks(1, 20);
-  expected.erase(expected.begin() + 10);
+  if (distance() != 204) expected.erase(expected.begin() + 10);  // else that of the checksum
   EXPECT_EQ(found, expected);
   EXPECT_EQ(counts.resynchronisations, 1U);
   EXPECT_EQ(counts.tailBytes, 0U);
