@@ -116,6 +116,13 @@ class WithoutAFault(OfMadeStreams):
                             before["intervals"][figure], after["intervals"][figure], delta=0.01, msg=before["name"]
                         )
 
+    def test_a_pipe_is_read_like_a_file(self):
+        path = self.file(Stream().data())
+        child = servicemux("watch", "-", "--json", prefix=("sh", "-c", f'cat {path} | "$0" "$@"'))
+        self.addCleanup(child.end)
+        self.assertEqual(child.wait(), 0, str(child))
+        self.assertEqual(json.loads(child.output), watch(path)[1])
+
     def test_without_times_it_says_that_intervals_are_not_judged(self):
         stream = Stream(pcrs=False)
         stream.stop(PAT_PID, 3)
