@@ -336,6 +336,41 @@ class OfOurOwnOutput(unittest.TestCase):
             self.assertEqual((pid["crc_errors"], pid["syntax_errors"], pid["cut_sections"]), (0, 0, 0))
 
 
+class OfOurOwnPsip(unittest.TestCase):
+    """Recorded with each timing: MGT, VCT and STT have the shortest periods there are."""
+
+    SECONDS = 8
+    TABLES = {"ATSC MGT": 150, "ATSC VCT terrestrial": 400, "ATSC STT": 1000}
+
+    @classmethod
+    def setUpClass(cls):
+        sleeper = limits.Sleeper()
+        with ThreadPoolExecutor() as pool, tempfile.TemporaryDirectory() as directory:
+            running = {timing: pool.submit(cls._watch, Path(directory), timing) for timing in ("classic", "standards")}
+            cls.reports = {timing: future.result() for timing, future in running.items()}
+        cls.late = 1000 * (sleeper.stop() + STAMPING)
+
+    @classmethod
+    def _watch(cls, directory, timing):
+        played = record([EXAMPLES / "atsc.json"], "--timing", timing, "--duration", cls.SECONDS)
+        timed = [(datagram.time, datagram.payload) for datagram in played.recording.datagrams]
+        return watch(madestream.write_pcap(directory / f"{timing}.pcap", timed))[1]
+
+    def test_the_limits_are_those_of_psip(self):
+        for report in self.reports.values():
+            tables = by_name(report)
+            self.assertEqual({name: tables[name]["intervals"]["limit"]["maximum"] for name in self.TABLES}, self.TABLES)
+
+    def test_with_standards_they_hold(self):
+        for name, limit in self.TABLES.items():
+            self.assertLessEqual(by_name(self.reports["standards"])[name]["intervals"]["maximum"], limit + self.late)
+
+    def test_with_classic_some_are_late(self):
+        late = [name for name in self.TABLES if by_name(self.reports["classic"])[name]["intervals"]["late"]]
+        self.assertIn("ATSC MGT", late)
+        self.assertIn("ATSC MGT on PID 0x1FFB: ", " ".join(broken(self.reports["classic"])))
+
+
 class Live(unittest.TestCase):
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
