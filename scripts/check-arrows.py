@@ -16,6 +16,7 @@ import textwrap
 # The floors from the roof down, the rooms of one floor in one line.
 ABOVE = """
 programs/servicemux
+programs/monitor
 programs/tables/sets
 programs/tables/kinds
 programs/tables/sections  programs/inputs

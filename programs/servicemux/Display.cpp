@@ -16,20 +16,18 @@ bool isTerminal() {
   return isatty(STDOUT_FILENO) != 0 && term != nullptr && std::string_view(term) != "dumb";
 }
 
-ScreenSize screenSize() {
-  winsize size{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return {};
-  return {size.ws_col, size.ws_row};
-}
-
 }  // namespace
 
-Display::Display(bool quiet) : quiet(quiet), terminal(!quiet && isTerminal()) {
+Display::Display(bool quiet, Keys keys)
+    : quiet(quiet),
+      terminal(!quiet && isTerminal()),
+      view(terminal && keys == Keys::kFromStdin && Keyboard::isThere()) {
+  if (view.hasKeys()) keyboard.emplace(STDOUT_FILENO);
   if (terminal && isatty(STDERR_FILENO) != 0) log.emplace();
 }
 
 Display::~Display() {
-  if (terminal) std::cout << block.end() << std::flush;
+  if (terminal) write(block.end());
 }
 
 std::chrono::steady_clock::duration Display::interval() const {
@@ -38,16 +36,33 @@ std::chrono::steady_clock::duration Display::interval() const {
 
 int Display::logFd() const { return log ? log->fd() : -1; }
 
-void Display::show(const OutputState& state) {
-  if (terminal)
-    std::cout << block.draw(blockOf(state, screenSize()), log ? log->read() : "") << std::flush;
-  else if (!quiet)
-    std::cout << lineOf(state) << std::endl;
+int Display::keysFd() const { return keyboard ? keyboard->fd() : -1; }
+
+bool Display::takeKeys() {
+  bool quits = false;
+  for (const Key key : keyboard->read()) {
+    quits = quits || key == Key::kQuit;
+    view.take(key);
+  }
+  return quits;
 }
 
-void Display::sumUp(const OutputState& state) {
-  if (terminal) show(state);
-  if (!quiet) std::cout << summaryOf(state) << std::endl;
+void Display::conclude(const std::vector<std::string>& lines) {
+  if (terminal) return draw(lines);
+  if (quiet) return;
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  write(text);
 }
+
+ScreenSize Display::screenSize() {
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return {};
+  return {size.ws_col, size.ws_row};
+}
+
+void Display::draw(const std::vector<std::string>& lines) { write(block.draw(lines, log ? log->read() : "")); }
+
+void Display::write(const std::string& text) { std::cout << text << std::flush; }
 
 }  // namespace vantor::cli

@@ -2,17 +2,29 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "programs/servicemux/LiveView.h"
+#include "programs/servicemux/Keyboard.h"
+#include "programs/servicemux/ListView.h"
+#include "programs/servicemux/LiveBlock.h"
 #include "programs/servicemux/StderrCapture.h"
 
 namespace vantor::cli {
 
-/// Shows an output on stdout in whatever way suits the place: as a block on a terminal, as lines elsewhere. While
-/// the block is there and stderr is a terminal too, what is written to stderr appears above the block.
+/// Shows a state again and again on stdout in whatever way suits the place: as a block on a terminal, in which keys
+/// move about, as lines elsewhere. While the block is there and stderr is a terminal too, what is written to stderr
+/// appears above the block.
+///
+/// What can be shown has blockOf(state, screen, view), lineOf(state) and summaryOf(state).
 class Display {
  public:
-  explicit Display(bool quiet);
+  enum class Keys {
+    kNone,  ///< stdin is not for keys
+    kFromStdin
+  };
+
+  explicit Display(bool quiet, Keys keys = Keys::kFromStdin);
   Display(const Display&) = delete;
   Display& operator=(const Display&) = delete;
   /// Leaves the terminal as it was.
@@ -25,14 +37,39 @@ class Display {
   /// when nothing can be.
   int logFd() const;
 
-  void show(const OutputState& state);
+  /// Likewise when keys were pressed that takeKeys() is to take.
+  int keysFd() const;
+
+  /// Takes the keys that were pressed; the next show() goes by them. True when the user wants to quit.
+  [[nodiscard]] bool takeKeys();
+
+  template <typename State>
+  void show(const State& state) {
+    if (terminal)
+      draw(blockOf(state, screenSize(), view));
+    else if (!quiet)
+      write(lineOf(state) + "\n");
+  }
 
   /// Shows the state for the last time, and a summary.
-  void sumUp(const OutputState& state);
+  template <typename State>
+  void sumUp(const State& state) {
+    if (terminal) show(state);
+    if (!quiet) write(summaryOf(state) + "\n");
+  }
+
+  /// Puts plain lines, as many as there are, in place of the block.
+  void conclude(const std::vector<std::string>& lines);
 
  private:
+  static ScreenSize screenSize();
+  void draw(const std::vector<std::string>& lines);
+  static void write(const std::string& text);
+
   const bool quiet;
   const bool terminal;
+  std::optional<Keyboard> keyboard;
+  ListView view;
   LiveBlock block;
   std::optional<StderrCapture> log;
 };

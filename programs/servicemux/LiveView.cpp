@@ -12,36 +12,8 @@ namespace {
 
 constexpr auto kRateWindow = std::chrono::seconds(2);  // several repetitions of the common tables
 constexpr double kTolerance = 0.1;                     // of a measured period before it is pointed out
-constexpr std::size_t kMostOnALine = 8;                // tables
+constexpr std::size_t kMostOnALine = 8;                // tables, but for those off their periods
 constexpr std::size_t kUsualName = 27;                 // characters
-
-// Select graphic rendition, ECMA-48 clause 8.3.117.
-constexpr const char* kPlain = "";
-constexpr const char* kBold = "\x1b[1m";
-constexpr const char* kDim = "\x1b[2m";
-constexpr const char* kGreen = "\x1b[32m";
-constexpr const char* kYellow = "\x1b[33m";
-constexpr const char* kRed = "\x1b[1;31m";
-constexpr const char* kReset = "\x1b[0m";
-
-struct Line {
-  const char* style;
-  std::string text;
-};
-
-std::string decimal(double value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f", value);
-  return text;
-}
-
-std::string clock(std::chrono::milliseconds elapsed) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
-  char text[32];
-  std::snprintf(text, sizeof text, "%02lld:%02d:%02d", static_cast<long long>(seconds / 3600),
-                static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60));
-  return text;
-}
 
 bool lost(const MuxerStatistics& statistics) {
   return statistics.sendErrors != 0 || statistics.packetsOverrun != 0;
@@ -97,18 +69,22 @@ std::vector<Line> headOf(const OutputState& state, std::size_t width) {
   return lines;
 }
 
-/// What there is to say of the tables from `shown` on, which have no place of their own.
-std::string remainderOf(const std::vector<TableOnAir>& tables, std::size_t shown) {
-  const auto begin = tables.begin() + static_cast<std::ptrdiff_t>(shown);
-  const auto off = std::count_if(begin, tables.end(), isOffPeriod);
-  return "and " + grouped(tables.size() - shown) + " more" +
-         (off > 0 ? ", " + grouped(static_cast<std::uint64_t>(off)) + " of them off their periods" : "");
+Row rowOf(const TableOnAir& table, std::size_t width) {
+  Row out;
+  out.off = isOffPeriod(table);
+  out.severity = table.period > 0 ? std::abs(table.measuredPeriod / table.period - 1) : 0;
+  out.pid = table.pid;
+  out.name = table.name;
+  out.line = {out.off ? kYellow : kPlain,
+              row(table.name, width, hexPid(table.pid), versionOf(table), std::to_string(table.period) + " ms",
+                  measuredOf(table), grouped(table.packets), grouped(table.repetitions))};
+  return out;
 }
 
-Line rowOf(const TableOnAir& table, std::size_t width) {
-  return {isOffPeriod(table) ? kYellow : kPlain,
-          row(table.name, width, hexPid(table.pid), versionOf(table), std::to_string(table.period) + " ms",
-              measuredOf(table), grouped(table.packets), grouped(table.repetitions))};
+/// Those off their periods first.
+std::vector<TableOnAir> worstFirst(std::vector<TableOnAir> tables) {
+  std::stable_partition(tables.begin(), tables.end(), isOffPeriod);
+  return tables;
 }
 
 }  // namespace
@@ -135,22 +111,14 @@ double RateMeter::update(Clock::time_point now, std::uint64_t bytes) {
   return static_cast<double>(bytes - samples.front().bytes) * 8 / time.count();
 }
 
-std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen) {
+std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen, ListView& view) {
   const std::size_t width = nameWidth(state.tables);
-  std::vector<Line> lines = headOf(state, width);
-  const std::vector<Line> foot{{kPlain, ""}, {kDim, "  Ctrl-C ends it"}};
-  // One row stays free below the block, for the cursor.
-  const std::size_t fixed = lines.size() + foot.size() + 1;
-  const std::size_t room = screen.rows > fixed ? screen.rows - fixed : 0;
-  const std::size_t shown = state.tables.size() <= room ? state.tables.size() : std::max<std::size_t>(room, 1) - 1;
-  for (std::size_t i = 0; i < shown; ++i) lines.push_back(rowOf(state.tables[i], width));
-  if (shown < state.tables.size()) lines.push_back({kDim, "  " + remainderOf(state.tables, shown)});
-  lines.insert(lines.end(), foot.begin(), foot.end());
-  if (lines.size() >= screen.rows) lines.resize(std::max<std::size_t>(screen.rows, 2) - 1);
-  std::vector<std::string> out;
-  out.reserve(lines.size());
-  for (const Line& line : lines) out.push_back(line.style + line.text.substr(0, screen.columns) + kReset);
-  return out;
+  ListBlock block;
+  block.head = headOf(state, width);
+  for (const TableOnAir& table : state.tables) block.rows.push_back(rowOf(table, width));
+  block.foot = {{kPlain, ""}, {kDim, "  " + view.keysText("Ctrl-C ends it")}};
+  block.offWhat = "off their periods";
+  return view.fit(std::move(block), screen);
 }
 
 std::string lineOf(const OutputState& state) {
@@ -159,14 +127,16 @@ std::string lineOf(const OutputState& state) {
                     counted(sent.packets, "packet") + "  " + counted(sent.datagrams, "datagram") + "  " +
                     losses(sent);
   if (const std::string stretch = stretchOf(sent, state.ceiling); !stretch.empty()) out += "  " + stretch;
-  const std::size_t shown = std::min(state.tables.size(), kMostOnALine);
+  const std::vector<TableOnAir> tables = worstFirst(state.tables);
+  const auto off = static_cast<std::size_t>(std::count_if(tables.begin(), tables.end(), isOffPeriod));
+  const std::size_t shown = std::min(tables.size(), std::max(kMostOnALine, off));
   for (std::size_t i = 0; i < shown; ++i) {
-    const TableOnAir& table = state.tables[i];
+    const TableOnAir& table = tables[i];
     out += "  " + table.name + "@" + hexPid(table.pid);
     if (table.version >= 0) out += " v" + std::to_string(table.version);
     out += " " + measuredOf(table) + "/" + std::to_string(table.period) + " ms";
   }
-  if (shown < state.tables.size()) out += "  " + remainderOf(state.tables, shown);
+  if (shown < tables.size()) out += "  and " + grouped(tables.size() - shown) + " more";
   return out;
 }
 
@@ -174,23 +144,6 @@ std::string summaryOf(const OutputState& state) {
   const MuxerStatistics& sent = state.statistics;
   return clock(state.elapsed) + " on air, " + counted(sent.packets, "packet") + " in " +
          counted(sent.datagrams, "datagram") + ", " + counted(sent.bytesSent, "byte") + ", " + losses(sent);
-}
-
-std::string LiveBlock::draw(const std::vector<std::string>& lines, const std::string& log) {
-  // Cursor up and erase below, ECMA-48 clauses 8.3.22 and 8.3.39; the cursor is hidden while the block lives.
-  std::string out = "\x1b[?25l\r";
-  if (height > 0) out += "\x1b[" + std::to_string(height) + "A";
-  // The old block is overwritten line by line and not erased first, which would flicker; a log needs the room.
-  if (!log.empty()) out += "\x1b[J" + log + (log.back() == '\n' ? "" : "\n");
-  for (const auto& line : lines) out += line + "\x1b[K\n";
-  out += "\x1b[J";
-  height = lines.size();
-  return out;
-}
-
-std::string LiveBlock::end() {
-  height = 0;
-  return "\x1b[?25h";
 }
 
 }  // namespace vantor::cli

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "programs/servicemux/ListView.h"
 #include "servicemux/muxer/MuxerStatistics.h"
 #include "servicemux/output/TableOnAir.h"
 
@@ -50,31 +51,13 @@ class RateMeter {
   std::deque<Sample> samples;
 };
 
-struct ScreenSize {
-  std::size_t columns = 80;
-  std::size_t rows = 24;
-};
+/// The state as a block for a terminal; the tables off their periods come first unless the view has another order.
+std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen, ListView& view);
 
-/// The state as a block for a terminal: no line is wider than the screen, and the block is lower than it. Lines
-/// carry their colours and no line ends.
-std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen);
-
-/// The state on one line; of many tables only the first have a place there.
+/// The state on one line; of many tables only the first have a place there, and all that are off their periods.
 std::string lineOf(const OutputState& state);
 
 /// What has been sent and lost in all, on one line.
 std::string summaryOf(const OutputState& state);
-
-/// A block at the bottom of a terminal that is drawn again and again in place, with a log above it.
-class LiveBlock {
- public:
-  /// Bytes for the terminal that replace the block last drawn by `log` (lines, or nothing) and then `lines`.
-  std::string draw(const std::vector<std::string>& lines, const std::string& log = "");
-  /// Bytes that leave the block where it is and the cursor visible below it.
-  std::string end();
-
- private:
-  std::size_t height = 0;  // of the block on the screen
-};
 
 }  // namespace vantor::cli

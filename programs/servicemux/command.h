@@ -13,10 +13,12 @@ using Command = std::function<int()>;
 
 void addPlay(CLI::App& app, Command& command);
 void addImport(CLI::App& app, Command& command);
+void addWatch(CLI::App& app, Command& command);
 
 constexpr int kExitOk = 0;
 constexpr int kExitBadInput = 1;
 constexpr int kExitBadUsage = 2;
 constexpr int kExitOutput = 3;
+constexpr int kExitLimitBroken = 4;
 
 }  // namespace vantor::cli

@@ -1,16 +1,12 @@
 #include "programs/servicemux/importOptions.h"
 
-#include "programs/inputs/frames.h"
+#include "programs/servicemux/inputOptions.h"
 #include "programs/servicemux/numberOptions.h"
 #include "programs/tables/values/dvbText.h"
 
 namespace vantor::cli {
 
 namespace {
-
-std::string checkStream(const std::string& text) {
-  return inputs::parseEndpoint(text) ? "" : "'" + text + "' is not an address and a port like 239.1.1.1:5004";
-}
 
 std::string checkCharset(const std::string& text) {
   return tables::isTextCharset(text) ? "" : "'" + text + "' is no character set that holds ASCII, like ISO-8859-9";
@@ -27,15 +23,7 @@ void declareImportOptions(CLI::App& app, ImportOptions& options) {
   app.add_option("-o,--output", options.output, "Write the table set there and not to stdout")
       ->type_name("OUT.json");
   addDuration(app, options.duration, "Read a live input, or stdin, for so many seconds and not until Ctrl-C");
-  app.add_option(
-         "--interface", options.how.interface,
-         "Network interface, by its name or an address, on which to join the multicast group of a live input")
-      ->type_name("NAME");
-  app.add_option(
-         "--stream", options.how.stream,
-         "Which stream of a network capture (pcap, pcapng) to read, by where it goes; the first if not given")
-      ->type_name("ADDR:PORT")
-      ->check(checkStream);
+  addInputOptions(app, options.how);
   app.add_option("--default-charset", options.charset,
                  "Character set of the texts that do not say theirs, for broadcasters that leave that out, like "
                  "ISO-8859-9")

@@ -9,6 +9,7 @@
 
 #include "interface/host_default/log.h"
 #include "programs/servicemux/Display.h"
+#include "programs/servicemux/LiveView.h"
 #include "programs/servicemux/Signals.h"
 #include "programs/servicemux/captureReport.h"
 #include "programs/servicemux/command.h"
@@ -76,7 +77,7 @@ class Show {
         onAir.refresh(UtcClock::now());
         tellOfStretch();
         next = std::max(next + display.interval(), now);
-      } else if (display.logFd() < 0) {
+      } else if (!isDisturbed) {
         continue;
       }
       display.show(state(now));
@@ -86,11 +87,15 @@ class Show {
 
  private:
   /// Waits until there is something to do. Returns true when the program is to end.
-  bool wait(Clock::time_point until) const {
+  bool wait(Clock::time_point until) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-    std::array<pollfd, 2> events{{{signals.fd(), POLLIN, 0}, {display.logFd(), POLLIN, 0}}};
-    const bool ready = poll(events.data(), events.size(), static_cast<int>(std::max<long>(left, 0))) > 0;
-    return ready && events[0].revents != 0;
+    std::array<pollfd, 3> events{
+        {{signals.fd(), POLLIN, 0}, {display.logFd(), POLLIN, 0}, {display.keysFd(), POLLIN, 0}}};
+    isDisturbed = poll(events.data(), events.size(), static_cast<int>(std::max<long>(left, 0))) > 0;
+    if (!isDisturbed) return false;
+    // What is on air does not go off by a slip of the finger: quitting is for Ctrl-C.
+    if (events[2].revents != 0) static_cast<void>(display.takeKeys());
+    return events[0].revents != 0;
   }
 
   void tellOfStretch() {
@@ -114,6 +119,7 @@ class Show {
   serviceMux& mux;
   tables::OnAir& onAir;
   Display display;
+  bool isDisturbed = false;  // by a log line or a key, between two times to show the state
   RateMeter rate;
   StretchNotice stretch;
   const Clock::time_point start = Clock::now();

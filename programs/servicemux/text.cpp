@@ -1,5 +1,7 @@
 #include "programs/servicemux/text.h"
 
+#include <cstdio>
+
 #include "programs/tables/json/pidJson.h"
 
 namespace vantor::cli {
@@ -14,6 +16,20 @@ std::string hexPid(unsigned int pid) { return tables::pidText(static_cast<std::i
 
 std::string counted(std::uint64_t count, const std::string& singular) {
   return grouped(count) + " " + singular + (count == 1 ? "" : "s");
+}
+
+std::string decimal(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f", value);
+  return text;
+}
+
+std::string clock(std::chrono::milliseconds elapsed) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
+  char text[32];
+  std::snprintf(text, sizeof text, "%02lld:%02d:%02d", static_cast<long long>(seconds / 3600),
+                static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60));
+  return text;
 }
 
 std::string padLeft(const std::string& text, std::size_t width) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -16,6 +17,12 @@ std::string hexPid(unsigned int pid);
 
 /// "1 packet", "2 packets".
 std::string counted(std::uint64_t count, const std::string& singular);
+
+/// 12.345 as "12.3".
+std::string decimal(double value);
+
+/// "01:02:03"
+std::string clock(std::chrono::milliseconds elapsed);
 
 std::string padLeft(const std::string& text, std::size_t width);
 std::string padRight(const std::string& text, std::size_t width);

@@ -4,6 +4,7 @@
 
 #include "interface/checks/Field.h"
 #include "interface/psi/section.h"
+#include "interface/psi/tableLimits.h"
 
 namespace vantor {
 
@@ -14,33 +15,34 @@ constexpr unsigned int k16Bits = 0xFFFF;
 // An hour. Nobody waits so long for a table, and the rates are reckoned in 32 bits, which some hours more overflow.
 constexpr unsigned int kHour = 3600000;
 
-constexpr const char* kMeasurement = "TR 101 290";
-constexpr const char* kGuidelines = "TS 101 211 clause 4.4";
-constexpr const char* kAtsc = "ATSC A/65 clause 7";
-
 using Periods = InsertionPeriods;
+
+constexpr PeriodField limited(const char* name, unsigned int Periods::*value, unsigned int longest,
+                              const psi::TableLimit& limit) {
+  return {name, value, longest, limit.maximum, limit.source};
+}
 
 // Where cable and satellite have another maximum than terrestrial networks it is that of the former, but for
 // schedules: those of TS 101 211 depend on how far ahead they are, and the longest that terrestrial networks have
 // for the days to come is taken, for other streams that of their first day.
 constexpr std::array<PeriodField, kPeriodFieldCount> kFields{{
-    {"pat", &Periods::pat, kHour, 500, kMeasurement},
-    {"pmt", &Periods::pmt, kHour, 500, kMeasurement},
+    limited("pat", &Periods::pat, kHour, psi::kPatLimit),
+    limited("pmt", &Periods::pmt, kHour, psi::kPmtLimit),
     {"cat", &Periods::cat, kHour, 500, "common practice"},  // no standard says how often, monitors expect this
-    {"nit", &Periods::nit, kHour, 10000, kGuidelines},
-    {"sdt_actual", &Periods::sdtActual, k16Bits, 2000, kGuidelines},
-    {"sdt_other", &Periods::sdtOther, k16Bits, 10000, kGuidelines},
-    {"eit_pf_actual", &Periods::eitPresentFollowingActual, k16Bits, 2000, kGuidelines},
-    {"eit_pf_other", &Periods::eitPresentFollowingOther, k16Bits, 10000,
+    limited("nit", &Periods::nit, kHour, psi::kNitLimit),
+    limited("sdt_actual", &Periods::sdtActual, k16Bits, psi::kSdtActualLimit),
+    limited("sdt_other", &Periods::sdtOther, k16Bits, psi::kSdtOtherLimit),
+    limited("eit_pf_actual", &Periods::eitPresentFollowingActual, k16Bits, psi::kEitPfActualLimit),
+    {"eit_pf_other", &Periods::eitPresentFollowingOther, k16Bits, psi::kEitPfOtherLimit.maximum,
      "TS 101 211 clause 4.4 (20000 ms on terrestrial networks)"},
-    {"eit_schedule_actual", &Periods::eitScheduleActual, k16Bits, 30000, kGuidelines},
-    {"eit_schedule_other", &Periods::eitScheduleOther, k16Bits, 60000, kGuidelines},
-    {"time", &Periods::timeUpdater, kHour, 30000, kGuidelines},
-    {"mgt", &Periods::mgt, kHour, 150, kAtsc},
-    {"vct_terrestrial", &Periods::vctTerrestrial, kHour, 400, kAtsc},
-    {"vct_cable", &Periods::vctCable, kHour, 400, kAtsc},
-    {"rrt", &Periods::rrt, kHour, 60000, kAtsc},
-    {"stt", &Periods::stt, kHour, 1000, kAtsc},
+    limited("eit_schedule_actual", &Periods::eitScheduleActual, k16Bits, psi::kFarScheduleLimit),
+    limited("eit_schedule_other", &Periods::eitScheduleOther, k16Bits, psi::kTerrestrialNearScheduleOtherLimit),
+    limited("time", &Periods::timeUpdater, kHour, psi::kTimeLimit),
+    limited("mgt", &Periods::mgt, kHour, psi::kMgtLimit),
+    limited("vct_terrestrial", &Periods::vctTerrestrial, kHour, psi::kVctLimit),
+    limited("vct_cable", &Periods::vctCable, kHour, psi::kVctLimit),
+    limited("rrt", &Periods::rrt, kHour, psi::kRrtLimit),
+    limited("stt", &Periods::stt, kHour, psi::kSttLimit),
     {"ecm", &Periods::ecm, kHour},
     {"emm", &Periods::emmSpreading, kHour},
 }};

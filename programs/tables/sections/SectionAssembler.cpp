@@ -12,7 +12,7 @@ std::uint8_t counterOf(std::string_view packet) { return byteAt(packet, kContinu
 
 }  // namespace
 
-void SectionAssembler::push(std::string_view packet) {
+void SectionAssembler::push(std::string_view packet, std::int64_t time) {
   const std::uint8_t control = byteAt(packet, kContinuityOffset);
   if ((byteAt(packet, 1) & kTransportError) != 0) return drop(SectionFault::interrupted);
   if ((control & kScramblingControl) != 0) return drop(SectionFault::interrupted);
@@ -27,6 +27,7 @@ void SectionAssembler::push(std::string_view packet) {
   if ((control & kPayloadFlag) == 0 || payload.empty() || packet == lastPacket) return;
   if (!continues(packet, discontinuityIndicated)) drop(SectionFault::interrupted);
   lastPacket = packet;
+  now = time;
   if ((byteAt(packet, 1) & kPayloadUnitStart) != 0)
     begin(payload);
   else
@@ -57,6 +58,7 @@ void SectionAssembler::append(std::string_view data, bool moreMayFollow) {
       collecting = false;
       return;
     }
+    if (section.empty()) begunAt = now;
     const bool headerIsThere = section.size() >= kSectionHeaderSize;
     const std::size_t wanted = kSectionHeaderSize + (headerIsThere ? sectionLength(section) : 0);
     const std::size_t count = std::min(wanted - section.size(), data.size());

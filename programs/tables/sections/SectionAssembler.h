@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "programs/tables/sections/Section.h"
 
@@ -18,8 +20,15 @@ class SectionAssembler {
   SectionAssembler(SectionSink onSection, FaultSink onFault)
       : onSection(std::move(onSection)), onFault(std::move(onFault)) {}
 
-  /// Takes the PID's next packet (188 bytes, in sync).
-  void push(std::string_view packet);
+  /// Takes the PID's next packet (188 bytes, in sync). `time` is when it came, in whatever unit begun() is to have.
+  void push(std::string_view packet, std::int64_t time = 0);
+
+  // For the sinks, while they are called.
+
+  /// The time of the packet with the first byte of the section. That of its last byte is in the packet just pushed.
+  std::int64_t begun() const { return begunAt; }
+  /// What there is of the section that has the fault.
+  std::string_view faulty() const { return section; }
 
  private:
   bool continues(std::string_view packet, bool discontinuityIndicated);
@@ -32,8 +41,10 @@ class SectionAssembler {
   SectionSink onSection;
   FaultSink onFault;
   std::string lastPacket;
-  std::string section;      // what is there of the section under way
-  bool collecting = false;  // the next payload byte belongs to a section or is stuffing
+  std::int64_t now = 0;      // the time of lastPacket
+  std::int64_t begunAt = 0;  // likewise of the packet in which the section under way began
+  std::string section;       // what is there of the section under way
+  bool collecting = false;   // the next payload byte belongs to a section or is stuffing
 };
 
 }  // namespace vantor::tables

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "programs/servicemux/LiveView.h"
+#include "tests/programs/servicemux/withoutStyles.h"
 
 namespace vantor::cli {
 namespace {
@@ -10,6 +11,7 @@ using namespace std::chrono_literals;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
+using testing::withoutStyles;
 
 /// A table that has begun `count` times, every `measured` ms.
 TableOnAir makeTable(const char* name, unsigned short pid, unsigned int period, unsigned int measured,
@@ -37,16 +39,10 @@ OutputState makeState(int tables) {
   return state;
 }
 
-/// What a terminal shows of a line.
-std::string withoutStyles(const std::string& line) {
-  std::string out;
-  for (std::size_t at = 0; at < line.size(); ++at) {
-    if (line[at] == '\x1b')
-      at = line.find('m', at);
-    else
-      out += line[at];
-  }
-  return out;
+/// As it is on a screen at first.
+std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen) {
+  ListView view;
+  return cli::blockOf(state, screen, view);
 }
 
 TEST(LiveView, ShowsOneLineWhereThereIsNoTerminal) {
@@ -119,8 +115,8 @@ TEST(LiveView, PointsOutATableThatMissesItsPeriod) {
   OutputState state = makeState(0);
   state.tables = {makeTable("PAT", 0, 200, 215, 3), makeTable("CAT", 1, 200, 225, 3), makeTable("CAT", 1, 0, 5, 3)};
   const auto block = blockOf(state, {80, 24});
-  EXPECT_THAT(block[5], Not(StartsWith("\x1b[33m")));
-  EXPECT_THAT(block[6], StartsWith("\x1b[33m"));
+  EXPECT_THAT(block[5], StartsWith("\x1b[33m  CAT"));
+  EXPECT_THAT(block[6], Not(StartsWith("\x1b[33m")));
   EXPECT_THAT(block[7], Not(StartsWith("\x1b[33m")));
 }
 
@@ -141,12 +137,25 @@ TEST(LiveView, SaysHowManyTablesDoNotFit) {
   EXPECT_EQ(withoutStyles(block[8]), "  and 27 more");
 }
 
+TEST(LiveView, ATableOffItsPeriodComesFirstHoweverManyThereAre) {
+  OutputState state = makeState(300);
+  state.tables.push_back(makeTable("SDT other 65535/65535", 0x11, 10000, 15000, 3));
+  state.tables.push_back(makeTable("NIT actual", 0x10, 500, 1000, 3));
+  const auto block = blockOf(state, {80, 24});
+  ASSERT_EQ(block.size(), 23U);
+  EXPECT_THAT(withoutStyles(block[5]), StartsWith("  NIT actual")) << "twice as long as it should be";
+  EXPECT_THAT(withoutStyles(block[6]), StartsWith("  SDT other 65535/65535"));
+  EXPECT_EQ(withoutStyles(block[20]), "  and 287 more");
+}
+
 TEST(LiveView, CountsTheTablesOffTheirPeriodsAmongThoseThatDoNotFit) {
   OutputState state = makeState(300);
   state.tables.push_back(makeTable("SDT other 65535/65535", 0x11, 10000, 15000, 3));
-  const auto block = blockOf(state, {80, 24});
-  ASSERT_EQ(block.size(), 23U);
-  EXPECT_EQ(withoutStyles(block[20]), "  and 286 more, 1 of them off their periods");
+  ListView view(true);
+  view.take(Key::kDown);
+  const auto block = blockOf(state, {80, 24}, view);
+  EXPECT_EQ(withoutStyles(block[20]), "  1 above, and 285 more, 1 of them off their periods");
+  EXPECT_EQ(withoutStyles(block[22]), "  Ctrl-C ends it   s: worst first   arrows, PgUp, PgDn, Home, End: scroll");
 }
 
 TEST(LiveView, KeepsTheLongestNameOfATableApartFromItsPid) {
@@ -173,17 +182,14 @@ TEST(LiveView, NamesOnlyTheFirstOfManyTablesOnOneLine) {
   EXPECT_LT(line.size(), 500U);
 }
 
-TEST(LiveView, DrawsTheBlockInPlace) {
-  LiveBlock block;
-  EXPECT_EQ(block.draw({"a", "b"}), "\x1b[?25l\ra\x1b[K\nb\x1b[K\n\x1b[J");
-  EXPECT_EQ(block.draw({"c"}), "\x1b[?25l\r\x1b[2Ac\x1b[K\n\x1b[J");
-  EXPECT_EQ(block.end(), "\x1b[?25h");
-}
-
-TEST(LiveView, PutsTheLogAboveTheBlock) {
-  LiveBlock block;
-  static_cast<void>(block.draw({"a", "b"}));
-  EXPECT_EQ(block.draw({"c", "d"}, "log\n"), "\x1b[?25l\r\x1b[2A\x1b[Jlog\nc\x1b[K\nd\x1b[K\n\x1b[J");
+TEST(LiveView, NamesEveryTableOffItsPeriodOnTheLine) {
+  OutputState state = makeState(300);
+  for (int i = 0; i < 12; ++i)
+    state.tables.push_back(makeTable(("PMT " + std::to_string(i)).c_str(), 0x100, 200, 300, 3));
+  const std::string line = lineOf(state);
+  for (int i = 0; i < 12; ++i) EXPECT_THAT(line, HasSubstr("PMT " + std::to_string(i) + "@0x0100"));
+  EXPECT_THAT(line, HasSubstr("and 300 more"));
+  EXPECT_THAT(line, Not(HasSubstr("PAT@")));
 }
 
 TEST(RateMeter, MeasuresOverTheLastSeconds) {

@@ -137,6 +137,22 @@ TEST_F(Program, ExplainsEverySubcommand) {
                              "--duration", "--null-period", "--quiet"})
     EXPECT_THAT(play.output, HasSubstr(option));
   EXPECT_THAT(run({"import", "--help"}).output, HasSubstr("--output"));
+  const Result watch = run({"watch", "--help"});
+  for (const char* option :
+       {"--interface", "--stream", "--bitrate", "--duration", "--terrestrial", "--json", "--strict", "--quiet"})
+    EXPECT_THAT(watch.output, HasSubstr(option));
+  EXPECT_THAT(run({"--help"}).output, HasSubstr("4 a limit broken"));
+}
+
+TEST_F(Program, WatchesNothingThatCannotBeRead) {
+  const std::string path = (directory / "nowhere.ts").string();
+  const Result missing = run({"watch", path});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.output, "");
+  EXPECT_EQ(missing.errors, "servicemux: " + path + ": No such file or directory\n");
+  EXPECT_EQ(run({"watch"}).status, 2);
+  EXPECT_EQ(run({"watch", path, "--bitrate", "0"}).status, 2);
+  EXPECT_EQ(run({"watch", path, "--duration", "-1"}).status, 2);
 }
 
 TEST_F(Program, RefusesBadUsageInOneLine) {
