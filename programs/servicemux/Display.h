@@ -3,16 +3,19 @@
 #include <chrono>
 #include <optional>
 
+#include "programs/outputs/Descriptor.h"
 #include "programs/servicemux/LiveView.h"
 #include "programs/servicemux/StderrCapture.h"
 
 namespace vantor::cli {
 
-/// Shows an output on stdout in whatever way suits the place: as a block on a terminal, as lines elsewhere. While
-/// the block is there and stderr is a terminal too, what is written to stderr appears above the block.
+/// Shows an output in whatever way suits the place: as a block on a terminal, as lines elsewhere. While the block
+/// is there and stderr is a terminal too, what is written to stderr appears above the block.
 class Display {
  public:
-  explicit Display(bool quiet);
+  enum class Place { Stdout, Stderr };
+
+  Display(bool quiet, Place place);
   Display(const Display&) = delete;
   Display& operator=(const Display&) = delete;
   /// Leaves the terminal as it was.
@@ -31,7 +34,10 @@ class Display {
   void sumUp(const OutputState& state);
 
  private:
+  void write(const std::string& text) const;
+
   const bool quiet;
+  const outputs::Descriptor screen;  // where to show; a copy, since stderr may be captured
   const bool terminal;
   LiveBlock block;
   std::optional<StderrCapture> log;

@@ -5,7 +5,8 @@
 
 namespace vantor::cli {
 
-/// What a parsed command line asks for; returns the exit status. May throw tables::InputError.
+/// What a parsed command line asks for; returns the exit status. May throw tables::InputError and
+/// outputs::OutputError.
 using Command = std::function<int()>;
 
 // Each adds one subcommand, which stores itself in `command` when it is given.
@@ -16,5 +17,6 @@ void addImport(CLI::App& app, Command& command);
 constexpr int kExitOk = 0;
 constexpr int kExitBadInput = 1;
 constexpr int kExitBadUsage = 2;
+constexpr int kExitOutput = 3;
 
 }  // namespace vantor::cli

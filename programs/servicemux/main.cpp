@@ -1,6 +1,7 @@
 #include <exception>
 #include <iostream>
 
+#include "programs/outputs/OutputError.h"
 #include "programs/servicemux/command.h"
 #include "programs/tables/json/InputError.h"
 
@@ -20,7 +21,7 @@ int main(int argc, char** argv) {
   CLI::App app("Puts the signalling tables of an MPEG-2 transport stream on air.", "servicemux");
   app.set_version_flag("--version", "servicemux " SERVICEMUX_VERSION);
   app.require_subcommand(0, 1);
-  app.footer("Exit status: 0 done, 1 bad input, 2 bad usage.");
+  app.footer("Exit status: 0 done, 1 bad input, 2 bad usage, 3 an output that could not be used.");
   Command command;
   addPlay(app, command);
   addImport(app, command);
@@ -32,6 +33,8 @@ int main(int argc, char** argv) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
     return fail(kExitBadUsage, vantor::tables::printable(error.what()));
+  } catch (const vantor::outputs::OutputError& error) {
+    return fail(kExitOutput, vantor::tables::printable(error.what()));
   } catch (const std::exception& error) {
     return fail(kExitBadInput, error.what());
   }
