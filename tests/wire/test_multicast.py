@@ -95,8 +95,8 @@ class WithAnInterfaceThatIsDown(Multicast):
 
     def setUp(self):
         super().setUp()
-        self.device.ip("link", "add", "ethInt.100", "type", "dummy")
-        self.device.ip("address", "add", "10.88.1.1/24", "dev", "ethInt.100")
+        self.device.link("ethInt.100", "10.88.1.1", self.namespace(), "first", "10.88.1.2")
+        self.device.ip("link", "set", "ethInt.100", "down")
 
     def test_a_flood_of_losses_is_summed_up(self):
         child = self.play("--vlan", 1, "--duration", 3, "--null-period", 3)

@@ -182,7 +182,7 @@ TEST_F(Program, RefusesOutputOptionsThatDoNotGoTogether) {
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{"--to", "127.0.0.1:9", "--vlan", "1"}, "--vlan requires --device-addressing"},
       {{"--to", "127.0.0.1:9", "--device-addressing", "--interface", "lo"},
-       "--device-addressing excludes --interface"},
+       "--interface excludes --device-addressing"},
       {{"--to", "127.0.0.1:9", "--to", "127.0.0.1:10", "--device-addressing"},
        "--to: the device's addressing has one destination"},
       {{"--to", "rtp://127.0.0.1:9", "--device-addressing"}, "--to: the device's addressing sends over UDP alone"},
