@@ -60,11 +60,11 @@ class Output {
   virtual void finish() {}
 
  protected:
-  void countSent(std::size_t bytes);
-  void countLost(int error, std::uint64_t datagrams = 1);
+  void countSent(std::size_t size);
+  void countLost(int reason, std::uint64_t count = 1);
   void countRefused() { refused.fetch_add(1, std::memory_order_relaxed); }
-  /// `error` is 0 when all goes well again.
-  void setError(int error);
+  /// `reason` is an errno, 0 when all goes well again.
+  void setError(int reason);
   [[nodiscard]] int currentError() const { return error.load(std::memory_order_relaxed); }
   void setOver() { over.store(true, std::memory_order_relaxed); }
   [[nodiscard]] bool isOver() const { return over.load(std::memory_order_relaxed); }

@@ -9,6 +9,7 @@
 
 #include "programs/outputs/OutputError.h"
 #include "tests/programs/outputs/sockets.h"
+#include "tests/servicemux/doubles/Allocations.h"
 
 namespace vantor::outputs {
 namespace {
@@ -96,6 +97,22 @@ TEST(Outputs, HandSeveralDatagramsToEveryDestinationOnceAndInOrder) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   written.resize(static_cast<std::size_t>(std::max<ssize_t>(0, read(file.get(), written.data(), written.size()))));
   EXPECT_EQ(written, all);
+  unlink(path.c_str());
+}
+
+TEST(Outputs, AllocateNothingOnThePacketPath) {
+  const Ear ear(AF_INET);
+  const std::string path = ::testing::TempDir() + "outputs-" + std::to_string(getpid()) + ".ts";
+  Outputs outputs({destination(ear.target), destination("rtp://" + ear.target), destination("file:" + path)}, {});
+  const std::string bytes = packet('a');
+  const DatagramSink::Datagram datagrams[] = {{bytes.data(), bytes.size()}, {bytes.data(), bytes.size()}};
+  const std::uint64_t before = countAllocations();
+  for (int i = 0; i < 100; ++i) {
+    static_cast<void>(outputs.send(bytes.data(), bytes.size()));
+    static_cast<void>(outputs.sendAll(std::begin(datagrams), std::end(datagrams)));
+  }
+  EXPECT_EQ(countAllocations(), before);
+  outputs.finish();
   unlink(path.c_str());
 }
 
