@@ -68,6 +68,9 @@ class InANetwork(Outputs):
         ):
             namespace.ip("address", "add", f"{address}/64", "dev", interface, "nodad")
         self.sender.ip("route", "add", "224.0.0.0/4", "dev", "other")
+        # Of IPv6 each interface has a route for groups of its own: this one goes before them.
+        groups = ("multicast", "ff00::/8", "dev", "other", "table", "local", "metric", "1")
+        self.sender.ip("-6", "route", "add", *groups)
 
     def namespace(self):
         made = Namespace()
