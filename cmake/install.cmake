@@ -28,6 +28,7 @@ foreach(header
     servicemux/output/InsertionPeriods.h
     servicemux/output/RegistryOwner.h
     servicemux/output/TableOnAir.h
+    servicemux/output/deviceInterface.h
     servicemux/output/periodFields.h
     servicemux/packetize/TableFacts.h
     servicemux/packetize/packetize.h

@@ -43,11 +43,13 @@ interface/psi  interface/idl
 # What programs may know of the library.
 SURFACE = """
 servicemux/front/serviceMux.h
+servicemux/muxer/DatagramSink.h
 servicemux/muxer/MuxerStatistics.h
 servicemux/muxer/TimingProfile.h
 servicemux/packetize/packetize.h
 servicemux/output/InsertionPeriods.h
 servicemux/output/TableOnAir.h
+servicemux/output/deviceInterface.h
 servicemux/output/periodFields.h
 interface/*.h
 interface/psi/*.h

@@ -82,9 +82,18 @@ std::atomic<int>& threshold() {
   return level;
 }
 
+std::atomic<const char*> leftOut{nullptr};
+
+bool isLeftOut(std::string_view text) {
+  const char* const unwanted = leftOut;
+  return unwanted != nullptr && text == unwanted;
+}
+
 }  // namespace
 
 void setLogThreshold(int level) { threshold() = toKnownLevel(level); }
+
+void leaveOutOfLog(const char* text) { leftOut = text; }
 
 }  // namespace vantor
 
@@ -100,6 +109,7 @@ void log_function(int level, int, const char* format, ...) {
   constexpr std::string_view kCutOff = "...";
   if (static_cast<std::size_t>(length) > kMaxMessage)
     kCutOff.copy(&text[kMaxMessage - kCutOff.size()], kCutOff.size());
+  if (isLeftOut(text.data())) return;
   processLogger().write(toKnownLevel(level), inContext(text.data()));
 }
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "interface/psi/section.h"
 #include "interface/psi/sectioning.h"
 #include "interface/psi/tableTypes.h"
-#include "interface/psi/section.h"
 
 namespace vantor::monitor {
 

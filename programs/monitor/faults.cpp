@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "programs/tables/json/pidJson.h"
 #include "interface/psi/section.h"
+#include "programs/tables/json/pidJson.h"
 
 namespace vantor::monitor {
 
@@ -64,7 +64,8 @@ std::vector<Fault> faultsOf(const TableReport& table) {
   if (table.shortGaps > 0)
     faults.push_back({subject,
                       milliseconds(*table.shortestGap) + " of " + std::to_string(kSectionDistance) + " ms (" +
-                          psi::kSectionDistanceSource + ") to the section before, too short " + times(table.shortGaps),
+                          psi::kSectionDistanceSource + ") to the section before, too short " +
+                          times(table.shortGaps),
                       table.severity()});
   addCount(faults, subject, table.crcErrors, "section with a wrong CRC", "sections with a wrong CRC");
   return faults;

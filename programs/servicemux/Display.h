@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "programs/outputs/Descriptor.h"
 #include "programs/servicemux/Keyboard.h"
 #include "programs/servicemux/ListView.h"
 #include "programs/servicemux/LiveBlock.h"
@@ -12,19 +13,20 @@
 
 namespace vantor::cli {
 
-/// Shows a state again and again on stdout in whatever way suits the place: as a block on a terminal, in which keys
-/// move about, as lines elsewhere. While the block is there and stderr is a terminal too, what is written to stderr
+/// Shows a state again and again in whatever way suits the place: as a block on a terminal, in which keys move
+/// about, as lines elsewhere. While the block is there and stderr is a terminal too, what is written to stderr
 /// appears above the block.
 ///
 /// What can be shown has blockOf(state, screen, view), lineOf(state) and summaryOf(state).
 class Display {
  public:
+  enum class Place { Stdout, Stderr };
   enum class Keys {
     kNone,  ///< stdin is not for keys
     kFromStdin
   };
 
-  explicit Display(bool quiet, Keys keys = Keys::kFromStdin);
+  Display(bool quiet, Place place, Keys keys = Keys::kFromStdin);
   Display(const Display&) = delete;
   Display& operator=(const Display&) = delete;
   /// Leaves the terminal as it was.
@@ -62,11 +64,12 @@ class Display {
   void conclude(const std::vector<std::string>& lines);
 
  private:
-  static ScreenSize screenSize();
+  [[nodiscard]] ScreenSize screenSize() const;
   void draw(const std::vector<std::string>& lines);
-  static void write(const std::string& text);
+  void write(const std::string& text) const;
 
   const bool quiet;
+  const outputs::Descriptor screen;  // where to show; a copy, since stderr may be captured
   const bool terminal;
   std::optional<Keyboard> keyboard;
   ListView view;

@@ -15,17 +15,36 @@ constexpr double kTolerance = 0.1;                     // of a measured period b
 constexpr std::size_t kMostOnALine = 8;                // tables, but for those off their periods
 constexpr std::size_t kUsualName = 27;                 // characters
 
-bool lost(const MuxerStatistics& statistics) {
-  return statistics.sendErrors != 0 || statistics.packetsOverrun != 0;
+bool hasSeveral(const OutputState& state) { return state.destinations.size() > 1; }
+
+/// The only destination, or what several have got together: what reached one of them was sent.
+DestinationState wholeOf(const OutputState& state) {
+  if (state.destinations.size() == 1) return state.destinations.front();
+  DestinationState whole;
+  whole.name = counted(state.destinations.size(), "destination");
+  whole.kbps = state.kbps;
+  whole.datagrams = state.statistics.datagrams;
+  whole.bytes = state.statistics.bytesSent;
+  whole.lost = state.statistics.sendErrors;
+  return whole;
 }
 
-std::string losses(const MuxerStatistics& statistics) {
-  if (!lost(statistics)) return "nothing lost";
+bool isFine(const DestinationState& destination) { return destination.lost == 0 && destination.trouble.empty(); }
+
+/// "nothing lost", "2 datagrams not sent, 1 packet overrun: Network is unreachable"
+std::string losses(const DestinationState& destination, std::uint64_t overrun) {
   std::string out;
-  if (statistics.sendErrors != 0) out += counted(statistics.sendErrors, "datagram") + " not sent";
-  if (statistics.packetsOverrun != 0)
-    out += (out.empty() ? "" : ", ") + counted(statistics.packetsOverrun, "packet") + " overrun";
+  if (destination.lost != 0) out += counted(destination.lost, "datagram") + " not sent";
+  if (overrun != 0) out += (out.empty() ? "" : ", ") + counted(overrun, "packet") + " overrun";
+  if (out.empty()) out = "nothing lost";
+  if (destination.refused != 0) out += ", " + grouped(destination.refused) + " came back refused";
+  if (!destination.trouble.empty()) out += ": " + destination.trouble;
   return out;
+}
+
+std::string shareOf(const DestinationState& destination) {
+  return destination.name + "  " + decimal(destination.kbps) + " kbit/s  " +
+         counted(destination.datagrams, "datagram") + "  " + losses(destination, 0);
 }
 
 std::string versionOf(const TableOnAir& table) { return table.version < 0 ? "-" : std::to_string(table.version); }
@@ -55,13 +74,18 @@ std::string row(const std::string& table, std::size_t width, const std::string& 
 
 std::vector<Line> headOf(const OutputState& state, std::size_t width) {
   const MuxerStatistics& sent = state.statistics;
+  const DestinationState whole = wholeOf(state);
   std::vector<Line> lines{
-      {kBold, "  servicemux  to " + state.destination + "  on air " + clock(state.elapsed)},
+      {kBold, "  servicemux  to " + whole.name + "  on air " + clock(state.elapsed)},
       {kPlain, ""},
-      {lost(sent) ? kRed : kGreen, "  " + decimal(state.kbps) + " kbit/s of " + grouped(state.ceiling) + "   " +
-                                       counted(sent.packets, "packet") + "   " +
-                                       counted(sent.datagrams, "datagram") + "   " + losses(sent)},
+      {isFine(whole) && sent.packetsOverrun == 0 ? kGreen : kRed,
+       "  " + decimal(whole.kbps) + " kbit/s of " + grouped(state.ceiling) + "   " +
+           counted(sent.packets, "packet") + "   " + counted(whole.datagrams, "datagram") + "   " +
+           losses(whole, sent.packetsOverrun)},
   };
+  if (hasSeveral(state))
+    for (const DestinationState& destination : state.destinations)
+      lines.push_back({isFine(destination) ? kGreen : kRed, "  " + shareOf(destination)});
   if (const std::string stretch = stretchOf(sent, state.ceiling); !stretch.empty())
     lines.push_back({kYellow, "  " + stretch});
   lines.push_back({kPlain, ""});
@@ -123,9 +147,12 @@ std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen, Li
 
 std::string lineOf(const OutputState& state) {
   const MuxerStatistics& sent = state.statistics;
-  std::string out = clock(state.elapsed) + "  " + decimal(state.kbps) + " kbit/s  " +
-                    counted(sent.packets, "packet") + "  " + counted(sent.datagrams, "datagram") + "  " +
-                    losses(sent);
+  const DestinationState whole = wholeOf(state);
+  std::string out = clock(state.elapsed) + "  " + decimal(whole.kbps) + " kbit/s  " +
+                    counted(sent.packets, "packet") + "  " + counted(whole.datagrams, "datagram") + "  " +
+                    losses(whole, sent.packetsOverrun);
+  if (hasSeveral(state))
+    for (const DestinationState& destination : state.destinations) out += "  to " + shareOf(destination);
   if (const std::string stretch = stretchOf(sent, state.ceiling); !stretch.empty()) out += "  " + stretch;
   const std::vector<TableOnAir> tables = worstFirst(state.tables);
   const auto off = static_cast<std::size_t>(std::count_if(tables.begin(), tables.end(), isOffPeriod));
@@ -141,9 +168,15 @@ std::string lineOf(const OutputState& state) {
 }
 
 std::string summaryOf(const OutputState& state) {
-  const MuxerStatistics& sent = state.statistics;
-  return clock(state.elapsed) + " on air, " + counted(sent.packets, "packet") + " in " +
-         counted(sent.datagrams, "datagram") + ", " + counted(sent.bytesSent, "byte") + ", " + losses(sent);
+  const DestinationState whole = wholeOf(state);
+  std::string out = clock(state.elapsed) + " on air, " + counted(state.statistics.packets, "packet") + " in " +
+                    counted(whole.datagrams, "datagram") + ", " + counted(whole.bytes, "byte") + ", " +
+                    losses(whole, state.statistics.packetsOverrun);
+  if (hasSeveral(state))
+    for (const DestinationState& destination : state.destinations)
+      out += "\n  " + destination.name + ": " + counted(destination.datagrams, "datagram") + ", " +
+             counted(destination.bytes, "byte") + ", " + losses(destination, 0);
+  return out;
 }
 
 }  // namespace vantor::cli

@@ -11,9 +11,20 @@
 
 namespace vantor::cli {
 
+/// What one destination has got so far.
+struct DestinationState {
+  std::string name;             ///< "239.1.1.1:5004"
+  double kbps = 0;              ///< of the last seconds
+  std::uint64_t datagrams = 0;  ///< sent, or written
+  std::uint64_t bytes = 0;      ///< of the packets in them
+  std::uint64_t lost = 0;       ///< datagrams that could not be sent
+  std::uint64_t refused = 0;    ///< datagrams that came back: nobody listens there
+  std::string trouble;          ///< why it fails at this moment, empty while it does not
+};
+
 /// What an output does at one moment.
 struct OutputState {
-  std::string destination;            ///< "239.1.1.1:5004"
+  std::vector<DestinationState> destinations;
   std::chrono::milliseconds elapsed;  ///< since it went on air
   double kbps = 0;                    ///< of the last seconds
   unsigned int ceiling = 0;           ///< kbit/s
@@ -57,7 +68,7 @@ std::vector<std::string> blockOf(const OutputState& state, ScreenSize screen, Li
 /// The state on one line; of many tables only the first have a place there, and all that are off their periods.
 std::string lineOf(const OutputState& state);
 
-/// What has been sent and lost in all, on one line.
+/// What has been sent and lost in all, on one line, and one more for each of several destinations.
 std::string summaryOf(const OutputState& state);
 
 }  // namespace vantor::cli

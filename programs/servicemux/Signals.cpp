@@ -22,8 +22,9 @@ Signals::Signals() {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
   if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
-  // A reader of our output that goes away is no reason to go off air.
+  // A reader of our output that goes away is no reason to go off air, and neither is a file as large as may be.
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
 }
 
 Signals::~Signals() { close(descriptor); }

@@ -11,9 +11,11 @@
 #include "programs/servicemux/Display.h"
 #include "programs/servicemux/LiveView.h"
 #include "programs/servicemux/Signals.h"
+#include "programs/servicemux/Targets.h"
 #include "programs/servicemux/captureReport.h"
 #include "programs/servicemux/command.h"
 #include "programs/servicemux/playOptions.h"
+#include "programs/servicemux/realTimeRights.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sets/OnAir.h"
 #include "programs/tables/sets/inputFile.h"
@@ -61,11 +63,17 @@ InsertionPeriods periodsOf(const tables::TableSet& set, const PlayOptions& optio
 /// Keeps the tables on air and the user informed until a signal or the end of the duration.
 class Show {
  public:
-  Show(const PlayOptions& options, const Signals& signals, serviceMux& mux, tables::OnAir& onAir)
-      : options(options), signals(signals), mux(mux), onAir(onAir), display(options.quiet) {}
+  Show(const PlayOptions& options, const Signals& signals, Targets& targets, serviceMux& mux, tables::OnAir& onAir)
+      : options(options),
+        signals(signals),
+        targets(targets),
+        mux(mux),
+        onAir(onAir),
+        display(options.quiet, targets.takeStdout() ? Display::Place::Stderr : Display::Place::Stdout) {}
 
   void run() {
     rate.update(start, 0);
+    static_cast<void>(targets.states(start, mux.statistics()));
     tellOfStretch();
     auto next = start + display.interval();
     while (true) {
@@ -76,13 +84,19 @@ class Show {
       if (now >= next) {
         onAir.refresh(UtcClock::now());
         tellOfStretch();
+        tellOfOutputs();
+        if (targets.areOver()) break;
         next = std::max(next + display.interval(), now);
       } else if (!isDisturbed) {
         continue;
       }
       display.show(state(now));
     }
-    display.sumUp(state(Clock::now()));
+    OutputState last = state(Clock::now());
+    targets.finish();
+    tellOfOutputs();
+    last.destinations = targets.states(Clock::now(), last.statistics);
+    display.sumUp(last);
   }
 
  private:
@@ -103,12 +117,16 @@ class Show {
     if (!notice.empty()) warn(notice);
   }
 
+  void tellOfOutputs() {
+    for (const std::string& line : targets.news()) warn(line);
+  }
+
   OutputState state(Clock::time_point now) {
     OutputState out;
-    out.destination = options.to;
     out.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(now - start);
     out.statistics = mux.statistics();
     out.kbps = rate.update(now, out.statistics.bytesSent);
+    out.destinations = targets.states(now, out.statistics);
     out.ceiling = options.bitrate;
     out.tables = mux.tablesOnAir();
     return out;
@@ -116,6 +134,7 @@ class Show {
 
   const PlayOptions& options;
   const Signals& signals;
+  Targets& targets;
   serviceMux& mux;
   tables::OnAir& onAir;
   Display display;
@@ -129,12 +148,6 @@ class Show {
                           std::chrono::ceil<Clock::duration>(std::chrono::duration<double>(options.duration)))
           : std::nullopt;
 };
-
-thrift::general::OutputAddress addressOf(const PlayOptions& options) {
-  thrift::general::OutputAddress address = parseDestination(options.to).value();
-  address.vlan = options.vlan;
-  return address;
-}
 
 void setLogLevel(int verbose) {
   if (verbose > 0)
@@ -158,7 +171,10 @@ int play(const PlayOptions& options) {
   for (const auto& warning : tables::warningsOf(set, options.timing)) warn(warning);
   const InsertionPeriods periods = periodsOf(set, options);
   for (const auto& warning : warningsOf(periods)) warn("period of " + warning);
-  serviceMux mux(options.name.c_str(), addressOf(options), options.dump);
+  Targets targets(options);
+  if (const std::string notice = tellOfRealTimeRightsOnce(); !notice.empty()) warn(notice);
+  const auto output = targets.makeOutput(options);
+  serviceMux& mux = *output;
   mux.setTimingProfile(options.timing);
   mux.setDatagramWait(options.datagramWait);
   mux.setBitrate(options.bitrate);
@@ -166,8 +182,8 @@ int play(const PlayOptions& options) {
   tables::OnAir onAir(std::move(set), mux, UtcClock::now());
   giveBackMemory();
   if (options.nullPeriod > 0) mux.newNULLPkts(options.nullPeriod);
-  Show(options, signals, mux, onAir).run();
-  return kExitOk;
+  Show(options, signals, targets, mux, onAir).run();
+  return targets.areOfUse(mux.statistics()) ? kExitOk : kExitOutput;
 }
 
 }  // namespace
@@ -178,8 +194,13 @@ void addPlay(CLI::App& app, Command& command) {
   declarePlayOptions(*subcommand, *options);
   subcommand->footer(
       "Sends until Ctrl-C. On a terminal a block shows every table with its period as set and as measured,\n"
-      "elsewhere a line a second does.");
-  subcommand->callback([options, &command] { command = [options] { return play(*options); }; });
+      "elsewhere a line a second does; with --to - they are on stderr. A destination that fails is tried again\n"
+      "each second. When the reader of stdout goes and there is no other destination play ends. Exit status 3:\n"
+      "a destination could not be opened, or got nothing.");
+  subcommand->callback([options, &command] {
+    checkTogether(*options);
+    command = [options] { return play(*options); };
+  });
 }
 
 }  // namespace vantor::cli

@@ -1,6 +1,8 @@
 #include "programs/servicemux/playOptions.h"
 
+#include <algorithm>
 #include <string_view>
+#include <variant>
 
 #include "interface/checks/dumpDirectory.h"
 #include "interface/checks/outputAddress.h"
@@ -14,9 +16,9 @@ namespace {
 std::string problemOf(const std::optional<Refusal>& refusal) { return refusal ? textOf(*refusal) : ""; }
 
 std::string checkDestination(const std::string& text) {
-  const auto address = parseDestination(text);
-  if (!address) return "'" + text + "' is not an IPv4 address and a port like 239.1.1.1:5004";
-  return problemOf(check(*address));
+  const auto parsed = outputs::parseDestination(text);
+  const Refusal* const refusal = std::get_if<Refusal>(&parsed);
+  return refusal != nullptr ? textOf(*refusal) : "";
 }
 
 std::string checkVlan(const std::string& text) {
@@ -46,16 +48,63 @@ std::string checkTiming(const std::string& text) {
                                                 : "'" + text + "' is neither " + kStandards + " nor " + kClassic;
 }
 
+void declareOutputOptions(CLI::App& app, PlayOptions& options) {
+  app.add_option("--to", options.to,
+                 "Where the packets go: HOST:PORT or udp://HOST:PORT, rtp://HOST:PORT, file:PATH, or - for stdout; "
+                 "an IPv6 address stands in brackets. Once for each of several")
+      ->required()
+      ->type_name("DEST")
+      ->allow_extra_args(false)
+      ->check(checkDestination);
+  auto* const interface =
+      app.add_option("--interface", options.sockets.interface,
+                     "Interface that multicast leaves through, by its name or one of its addresses; other packets "
+                     "get its address as their source")
+          ->type_name("NAME|ADDRESS");
+  auto* const ttl = addNumber(app, "--ttl", options.sockets.ttl, 1, 255, "N",
+                              "TTL or hop limit; the system's if not given, 1 for multicast");
+  auto* const dscp = addNumber(app, "--dscp", options.sockets.dscp, 0, 63, "N", "DSCP, 0 if not given");
+  auto* const device =
+      app.add_flag("--device-addressing", options.deviceAddressing,
+                   "Send by the device's address plan: an IPv4 address that ends in 224 to 239 is multicast and "
+                   "leaves through the interface of --vlan, any other is sent to directly; the TTL is 1")
+          ->excludes(interface)
+          ->excludes(ttl)
+          ->excludes(dscp);
+  app.add_option("--vlan", options.vlan,
+                 "VLAN of --device-addressing: 1 (ethInt.100), 2 or 3 (those of the module's slot)")
+      ->type_name("N")
+      ->check(checkVlan)
+      ->needs(device);
+}
+
 }  // namespace
 
-std::optional<thrift::general::OutputAddress> parseDestination(const std::string& text) {
-  const std::size_t colon = text.find(':');
-  if (colon == std::string::npos) return std::nullopt;
+std::vector<outputs::Destination> destinationsOf(const PlayOptions& options) {
+  std::vector<outputs::Destination> destinations;
+  for (const std::string& text : options.to)
+    destinations.push_back(std::get<outputs::Destination>(outputs::parseDestination(text)));
+  return destinations;
+}
+
+thrift::general::OutputAddress deviceAddressOf(const PlayOptions& options) {
+  const outputs::Destination destination = destinationsOf(options).front();
   thrift::general::OutputAddress address;
-  address.ip = text.substr(0, colon);
-  address.vlan = PlayOptions().vlan;
-  if (!parseNumber(std::string_view(text).substr(colon + 1), address.port)) return std::nullopt;
+  address.ip = destination.host;
+  parseNumber(std::string_view(destination.port), address.port);
+  address.vlan = options.vlan;
   return address;
+}
+
+void checkTogether(const PlayOptions& options) {
+  const auto refuse = [](const std::string& what) { throw CLI::ValidationError("--to", what); };
+  for (auto text = options.to.begin(); text != options.to.end(); ++text)
+    if (std::find(options.to.begin(), text, *text) != text) refuse("'" + *text + "' is given twice");
+  if (!options.deviceAddressing) return;
+  if (options.to.size() > 1) refuse("the device's addressing has one destination");
+  if (destinationsOf(options).front().form != outputs::Destination::Form::Udp)
+    refuse("the device's addressing sends over UDP alone");
+  if (const auto refusal = check(deviceAddressOf(options))) refuse(textOf(*refusal));
 }
 
 std::optional<GivenPeriod> parsePeriod(const std::string& text) {
@@ -72,15 +121,7 @@ void declarePlayOptions(CLI::App& app, PlayOptions& options) {
                  "Table set or capture, which its content tells; of several the later ones win")
       ->required()
       ->type_name("");
-  app.add_option("--to", options.to, "Where the packets go, over UDP")
-      ->required()
-      ->type_name("IP:PORT")
-      ->check(checkDestination);
-  app.add_option("--vlan", options.vlan,
-                 "VLAN interface of a multicast output, whose address ends in 224 to 239: 1 (ethInt.100), 2 or 3 "
-                 "(those of the module's slot)")
-      ->type_name("N")
-      ->check(checkVlan);
+  declareOutputOptions(app, options);
   addNumber(app, "--bitrate", options.bitrate, 1, 100000, "KBPS",
             "Ceiling of the output in kbit/s, 1024 if not given");
   app.add_option_function<std::string>(

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "interface/records.h"
+#include "programs/outputs/Destination.h"
+#include "programs/outputs/UdpSocket.h"
 #include "servicemux/muxer/TimingProfile.h"
 #include "servicemux/output/periodFields.h"
 
@@ -14,11 +16,13 @@ namespace vantor::cli {
 
 struct PlayOptions {
   std::vector<std::string> files;
-  std::string to;  ///< as given; ip and port once it was parsed
-  int vlan = 1;
-  unsigned int bitrate = 1024;  ///< kbit/s
-  unsigned int nullPeriod = 0;  ///< ms, 0 for none
-  double duration = 0;          ///< s, 0 for ever
+  std::vector<std::string> to;     ///< as given; each can be parsed
+  outputs::SocketOptions sockets;  ///< of the outputs that are sockets
+  bool deviceAddressing = false;   ///< the library opens the only output, by the device's address plan
+  int vlan = 1;                    ///< with the device's address plan
+  unsigned int bitrate = 1024;     ///< kbit/s
+  unsigned int nullPeriod = 0;     ///< ms, 0 for none
+  double duration = 0;             ///< s, 0 for ever
   TimingProfile timing = TimingProfile::Standards;
   unsigned int datagramWait = 20;    ///< ms
   std::vector<std::string> periods;  ///< as given; table and period once they were parsed
@@ -31,9 +35,14 @@ struct PlayOptions {
 /// Declares the options of `play`; they refer to `options`.
 void declarePlayOptions(CLI::App& app, PlayOptions& options);
 
-/// Reads "IP:PORT"; none when the text has not this form. The address is still to be checked, and has the VLAN that
-/// is taken when none is given.
-std::optional<thrift::general::OutputAddress> parseDestination(const std::string& text);
+/// Whether the options fit together, once all are there; throws CLI::ValidationError.
+void checkTogether(const PlayOptions& options);
+
+/// Where to, by these options.
+std::vector<outputs::Destination> destinationsOf(const PlayOptions& options);
+
+/// The only output's address by the device's address plan.
+thrift::general::OutputAddress deviceAddressOf(const PlayOptions& options);
 
 /// A table's period.
 struct GivenPeriod {

@@ -57,7 +57,7 @@ class Watch {
  public:
   explicit Watch(const WatchOptions& options)
       : options(options),
-        display(options.quiet || options.json,
+        display(options.quiet || options.json, Display::Place::Stdout,
                 options.input == "-" ? Display::Keys::kNone : Display::Keys::kFromStdin),
         wake({signals.fd(), display.logFd(), display.keysFd()}),
         monitor(options.terrestrial ? psi::Network::kTerrestrial : psi::Network::kCableOrSatellite),

@@ -23,7 +23,8 @@ class DatagramSink {
   // standards. These threads have real-time priority: a sink that blocks holds up the whole output.
 
   /// Takes one datagram of whole packets, 188 to 1316 bytes. Returns the bytes taken, or -1 with the reason in
-  /// errno; what is not taken whole is lost and counted as a send error.
+  /// errno; what is not taken whole is lost, counted as a send error and logged. A sink that tells of its failures
+  /// itself leaves 0 in errno: then nothing is logged.
   [[nodiscard]] virtual ssize_t send(const void* datagram, std::size_t size) = 0;
 
   /// Takes several datagrams at once, where a sink can do that for less than one by one, and returns how many of

@@ -456,6 +456,7 @@ void VBRmuxer::send(const void* datagram, std::size_t size) {
     return;
   }
   sendErrors.add(1);
+  if (sent < 0 && errno == 0) return;  // the sink tells it itself
   if (sent < 0)
     log_function(HOST_LOG_ERROR, 0, "Could not write %u bytes to socket: %zd (%d: %s)", static_cast<unsigned>(size),
                  sent, errno, std::strerror(errno));

@@ -13,6 +13,7 @@
 #include "interface/checks/outputAddress.h"
 #include "interface/host.h"
 #include "servicemux/muxer/SocketSink.h"
+#include "servicemux/output/deviceInterface.h"
 
 namespace vantor {
 
@@ -95,19 +96,6 @@ std::size_t DeviceSocket::sendAll(const Datagram* first, const Datagram* last) {
   return SocketSink(descriptor, generic(destination)).sendAll(first, last);
 }
 
-std::string DeviceSocket::interfaceName() const {
-  const int slot = get_cached_module_slot();
-  switch (address.vlan) {
-    case 1:
-      return "ethInt.100";
-    case 2:
-      return "ethInt." + std::to_string(100 * slot + 11);
-    case 3:
-      return "ethInt." + std::to_string(100 * slot + 12);
-    default:
-      log_function(HOST_LOG_ERROR, 0, "[ServiceMux] No valid VLAN found! ");
-      return "ethInt";
-  }
-}
+std::string DeviceSocket::interfaceName() const { return deviceInterface(address.vlan); }
 
 }  // namespace vantor

@@ -96,6 +96,16 @@ void forkedChildren() {
   }
 }
 
+void leftOut() {
+  vantor::leaveOutOfLog("said elsewhere");
+  log_context("one");
+  log_function(HOST_LOG_ERROR, 0, "said %s", "elsewhere");
+  log_function(HOST_LOG_ERROR, 0, "said elsewhere as well");
+  std::thread([] { log_function(HOST_LOG_WARNING, 0, "said elsewhere"); }).join();
+  vantor::leaveOutOfLog(nullptr);
+  log_function(HOST_LOG_ERROR, 0, "said elsewhere");
+}
+
 void longMessage() { log_function(HOST_LOG_ERROR, 0, "%s", std::string(5000, 'x').c_str()); }
 
 /// The line of a thread's status file that begins with `key`.
@@ -152,6 +162,7 @@ int main(int argc, char** argv) {
       {"slow reader", slowReader},
       {"static destruction", staticDestruction},
       {"forked children", forkedChildren},
+      {"left out", leftOut},
       {"long message", longMessage},
       {"real-time thread", realTimeThread},
   };

@@ -261,6 +261,11 @@ TEST(DefaultLog, WritesFromForkedChildrenAndLetsThemExit) {
   EXPECT_THAT(messagesOf("forked children"), testing::UnorderedElementsAreArray(expected));
 }
 
+TEST(DefaultLog, LeavesOutWhatTheProgramSaysItself) {
+  EXPECT_THAT(messagesOf("left out"),
+              ElementsAre("error   [one] said elsewhere as well", "error   [one] said elsewhere"));
+}
+
 TEST(DefaultLog, CutsOffALongMessageVisibly) {
   EXPECT_THAT(messagesOf("long message"), ElementsAre("error   " + std::string(2045, 'x') + "..."));
 }

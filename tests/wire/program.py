@@ -85,6 +85,12 @@ def play(files, ip, port, *options, prefix=()):
     return servicemux("play", *files, "--to", f"{ip}:{port}", *options, prefix=prefix)
 
 
+def play_to(files, destinations, *options, prefix=()):
+    """`destinations` as the command line has them."""
+    to = [word for destination in destinations for word in ("--to", destination)]
+    return servicemux("play", *files, *to, *options, prefix=prefix)
+
+
 class Played(NamedTuple):
     recording: Recording
     status: int

@@ -13,6 +13,7 @@ SO_RCVBUFFORCE = 33
 SO_TIMESTAMPNS = 35
 SO_RXQ_OVFL = 40
 IP_RECVTTL = 12
+IP_RECVTOS = 13
 
 BUFFER_SIZE = 8 << 20
 NANOSECONDS = 1e9
@@ -22,8 +23,9 @@ NANOSECONDS = 1e9
 class Datagram:
     time: float  # seconds
     source: str
-    ttl: int
+    ttl: int  # or hop limit
     payload: bytes
+    dscp: int = 0
 
 
 @dataclass
@@ -70,13 +72,17 @@ def mean_interval(times):
 
 
 class Receiver:
-    """Records what comes to a UDP socket, in a thread of its own, from construction until stop()."""
+    """Records what comes to a UDP socket, in a thread of its own, from construction until stop().
+
+    `ip` is of either family; a group of IPv6 is joined on `interface`.
+    """
 
     def __init__(self, ip="127.0.0.1", group=None, port=0, interface=None):
         self.recording = Recording()
         self._failure = None
         self._wake, self._woken = socket.socketpair()
-        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self._family = socket.AF_INET6 if ":" in (group or ip) else socket.AF_INET
+        self._socket = socket.socket(self._family, socket.SOCK_DGRAM)
         try:
             self._set_up(ip, group, port, interface)
         except OSError:
@@ -90,14 +96,22 @@ class Receiver:
         self._make_room()
         receiver.setsockopt(socket.SOL_SOCKET, SO_TIMESTAMPNS, 1)
         receiver.setsockopt(socket.SOL_SOCKET, SO_RXQ_OVFL, 1)
-        receiver.setsockopt(socket.IPPROTO_IP, IP_RECVTTL, 1)
+        if self._family == socket.AF_INET:
+            receiver.setsockopt(socket.IPPROTO_IP, IP_RECVTTL, 1)
+            receiver.setsockopt(socket.IPPROTO_IP, IP_RECVTOS, 1)
+        else:
+            receiver.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_RECVHOPLIMIT, 1)
+            receiver.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_RECVTCLASS, 1)
         if interface:
             receiver.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, interface.encode())
             receiver.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         receiver.bind((group or ip, port))
-        if group:
+        if group and self._family == socket.AF_INET:
             membership = socket.inet_aton(group) + socket.inet_aton(ip)
             receiver.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, membership)
+        elif group:
+            membership = socket.inet_pton(socket.AF_INET6, group) + struct.pack("@I", socket.if_nametoindex(interface))
+            receiver.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_JOIN_GROUP, membership)
         self.port = receiver.getsockname()[1]
 
     def _make_room(self):
@@ -130,12 +144,20 @@ class Receiver:
             self._failure = failure
 
     def _receive(self):
-        payload, ancillary, flags, (source, _) = self._socket.recvmsg(65536, 512)
+        payload, ancillary, flags, (source, *_) = self._socket.recvmsg(65536, 512)
         if flags & (socket.MSG_TRUNC | socket.MSG_CTRUNC):
             raise RuntimeError("a datagram was cut")
         notes = {(level, kind): data for level, kind, data in ancillary}
         if any(notes.get((socket.SOL_SOCKET, SO_RXQ_OVFL), b"")):
             raise RuntimeError("the receiver was too slow and lost datagrams; the test says nothing")
         seconds, nanoseconds = struct.unpack("@ll", notes[socket.SOL_SOCKET, SO_TIMESTAMPNS])
-        (ttl,) = struct.unpack("@i", notes[socket.IPPROTO_IP, socket.IP_TTL])
-        self.recording.datagrams.append(Datagram(seconds + nanoseconds / NANOSECONDS, source, ttl, payload))
+        ttl, traffic_class = self._hops_and_class(notes)
+        time = seconds + nanoseconds / NANOSECONDS
+        self.recording.datagrams.append(Datagram(time, source, ttl, payload, traffic_class >> 2))
+
+    def _hops_and_class(self, notes):
+        if self._family == socket.AF_INET:
+            (ttl,) = struct.unpack("@i", notes[socket.IPPROTO_IP, socket.IP_TTL])
+            return ttl, notes[socket.IPPROTO_IP, socket.IP_TOS][0]
+        kinds = (socket.IPV6_HOPLIMIT, socket.IPV6_TCLASS)
+        return tuple(struct.unpack("@i", notes[socket.IPPROTO_IPV6, kind])[0] for kind in kinds)

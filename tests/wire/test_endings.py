@@ -133,10 +133,11 @@ class Refusals(Scratch):
 
     def test_destinations_that_are_none(self):
         file = table_set(self.directory, pat=PAT)
-        refused = {"127.0.0.1:65536": "65536", "127.0.0.1:0": "0 is", "127.0.0.1:-1": "-1", "127.0.0.1:": "127.0.0.1:",
+        refused = {"127.0.0.1:65536": "65536", "127.0.0.1:0": '"0" is', "127.0.0.1:-1": "-1", "127.0.0.1:": '""',
                    "127.0.0.1:5004x": "5004x", "127.0.0.1:99999999999999999999": "99999999999999999999",
                    "127.0.0.1": "127.0.0.1", ":5004": '""', "127.0.0.256:1": "127.0.0.256",
-                   "localhost:5004": "localhost", "": "--to"}
+                   "::1:5004": "brackets", "[::g]:5004": "::g", "tcp://127.0.0.1:9": "tcp://", "file:": "file:",
+                   "": "--to"}
         for to, named in refused.items():
             with self.subTest(to):
                 self.check(BAD_USAGE, ["--to", named], "play", file, "--to", to)
@@ -145,6 +146,8 @@ class Refusals(Scratch):
         file = table_set(self.directory, pat=PAT)
         wrong = {
             "--vlan": ("0", "4"),
+            "--ttl": ("0", "256"),
+            "--dscp": ("-1", "64"),
             "--bitrate": ("0", "100001", "-1", "fast"),
             "--null-period": ("-5", "99999999999"),
             "--duration": ("-1", "nan", "soon"),
@@ -152,6 +155,23 @@ class Refusals(Scratch):
         for option, value in ((option, value) for option, values in wrong.items() for value in values):
             with self.subTest(option, value=value):
                 self.check(BAD_USAGE, [option, value], "play", file, "--to", "127.0.0.1:9", option, value)
+
+    def test_options_that_do_not_go_together(self):
+        file = table_set(self.directory, pat=PAT)
+        device = ("--device-addressing",)
+        for words, arguments in (
+            (["--vlan", "--device-addressing"], ("--to", "127.0.0.1:9", "--vlan", 1)),
+            (["--device-addressing", "--interface"], ("--to", "127.0.0.1:9", *device, "--interface", "lo")),
+            (["--device-addressing", "--ttl"], ("--to", "127.0.0.1:9", *device, "--ttl", 3)),
+            (["--device-addressing", "--dscp"], ("--to", "127.0.0.1:9", *device, "--dscp", 3)),
+            (["--to", "one destination"], ("--to", "127.0.0.1:9", "--to", "127.0.0.1:10", *device)),
+            (["--to", "UDP"], ("--to", "rtp://127.0.0.1:9", *device)),
+            (["--to", "::1"], ("--to", "[::1]:9", *device)),
+            (["--to", "localhost"], ("--to", "localhost:9", *device)),
+            (["--to", "twice"], ("--to", "-", "--to", "127.0.0.1:9", "--to", "-")),
+        ):
+            with self.subTest(arguments):
+                self.check(BAD_USAGE, words, "play", file, *arguments)
 
     def test_command_lines_that_are_none(self):
         file = table_set(self.directory, pat=PAT)

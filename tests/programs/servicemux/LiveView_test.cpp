@@ -28,7 +28,7 @@ TableOnAir makeTable(const char* name, unsigned short pid, unsigned int period, 
 
 OutputState makeState(int tables) {
   OutputState state;
-  state.destination = "239.1.1.1:5004";
+  state.destinations = {{"239.1.1.1:5004", 12.34, 1, 188, 0, 0, ""}};
   state.elapsed = 3723s;
   state.kbps = 12.34;
   state.ceiling = 1024;
@@ -56,11 +56,72 @@ TEST(LiveView, ShowsOneLineWhereThereIsNoTerminal) {
 
 TEST(LiveView, TellsLosses) {
   OutputState state = makeState(0);
-  state.statistics.sendErrors = 2;
+  state.destinations[0].lost = 2;
   EXPECT_THAT(lineOf(state), HasSubstr("2 datagrams not sent"));
   state.statistics.packetsOverrun = 1;
   EXPECT_EQ(summaryOf(state),
             "01:02:03 on air, 1 234 567 packets in 1 datagram, 188 bytes, 2 datagrams not sent, 1 packet overrun");
+}
+
+TEST(LiveView, SaysWhyTheDestinationFails) {
+  OutputState state = makeState(1);
+  state.destinations[0].lost = 2;
+  state.destinations[0].trouble = "Network is unreachable";
+  EXPECT_THAT(lineOf(state), HasSubstr("  1 datagram  2 datagrams not sent: Network is unreachable  PAT@"));
+  const auto block = blockOf(state, {120, 24});
+  ASSERT_EQ(block.size(), 8U);
+  EXPECT_THAT(block[2], StartsWith("\x1b[1;31m"));
+  EXPECT_EQ(
+      withoutStyles(block[2]),
+      "  12.3 kbit/s of 1 024   1 234 567 packets   1 datagram   2 datagrams not sent: Network is unreachable");
+}
+
+TEST(LiveView, TellsThatNobodyListensAndCallsItNoLoss) {
+  OutputState state = makeState(0);
+  state.destinations[0].refused = 1234;
+  EXPECT_THAT(lineOf(state), HasSubstr("  nothing lost, 1 234 came back refused"));
+  EXPECT_THAT(blockOf(state, {120, 24})[2], StartsWith("\x1b[32m"));
+}
+
+/// Three destinations: one that works, one that fails and one that has failed.
+OutputState makeSeveral() {
+  OutputState state = makeState(1);
+  state.statistics.datagrams = 30;
+  state.statistics.bytesSent = 5640;
+  state.destinations = {{"239.1.1.1:5004", 12.34, 30, 5640, 0, 0, ""},
+                        {"rtp://[ff05::1]:5004", 0, 1, 188, 29, 0, "No such device"},
+                        {"file:a.ts", 6.17, 15, 2820, 15, 0, ""}};
+  return state;
+}
+
+TEST(LiveView, ShowsEachOfSeveralDestinations) {
+  const auto block = blockOf(makeSeveral(), {120, 24});
+  ASSERT_EQ(block.size(), 11U);
+  EXPECT_EQ(withoutStyles(block[0]), "  servicemux  to 3 destinations  on air 01:02:03");
+  EXPECT_EQ(withoutStyles(block[2]), "  12.3 kbit/s of 1 024   1 234 567 packets   30 datagrams   nothing lost");
+  EXPECT_EQ(block[3], "\x1b[32m  239.1.1.1:5004  12.3 kbit/s  30 datagrams  nothing lost\x1b[0m");
+  EXPECT_EQ(
+      block[4],
+      "\x1b[1;31m  rtp://[ff05::1]:5004  0.0 kbit/s  1 datagram  29 datagrams not sent: No such device\x1b[0m");
+  EXPECT_EQ(block[5], "\x1b[1;31m  file:a.ts  6.2 kbit/s  15 datagrams  15 datagrams not sent\x1b[0m");
+  EXPECT_THAT(withoutStyles(block[8]), StartsWith("  PAT "));
+}
+
+TEST(LiveView, ShowsEachOfSeveralDestinationsOnOneLine) {
+  EXPECT_EQ(lineOf(makeSeveral()),
+            "01:02:03  12.3 kbit/s  1 234 567 packets  30 datagrams  nothing lost"
+            "  to 239.1.1.1:5004  12.3 kbit/s  30 datagrams  nothing lost"
+            "  to rtp://[ff05::1]:5004  0.0 kbit/s  1 datagram  29 datagrams not sent: No such device"
+            "  to file:a.ts  6.2 kbit/s  15 datagrams  15 datagrams not sent"
+            "  PAT@0x0000 v3 200.0 ms/200 ms");
+}
+
+TEST(LiveView, SumsEachOfSeveralDestinationsUp) {
+  EXPECT_EQ(summaryOf(makeSeveral()),
+            "01:02:03 on air, 1 234 567 packets in 30 datagrams, 5 640 bytes, nothing lost\n"
+            "  239.1.1.1:5004: 30 datagrams, 5 640 bytes, nothing lost\n"
+            "  rtp://[ff05::1]:5004: 1 datagram, 188 bytes, 29 datagrams not sent: No such device\n"
+            "  file:a.ts: 15 datagrams, 2 820 bytes, 15 datagrams not sent");
 }
 
 TEST(LiveView, SaysByHowMuchPeriodsAreStretched) {

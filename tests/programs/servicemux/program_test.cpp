@@ -133,8 +133,9 @@ TEST_F(Program, ExplainsEverySubcommand) {
   EXPECT_THAT(run({"--help"}).output, HasSubstr("import"));
   const Result play = run({"play", "--help"});
   EXPECT_EQ(play.status, 0);
-  for (const char* option : {"--to", "--vlan", "--bitrate", "--timing", "--period", "--datagram-wait", "--dump",
-                             "--duration", "--null-period", "--quiet"})
+  for (const char* option :
+       {"--to", "--interface", "--ttl", "--dscp", "--device-addressing", "--vlan", "--bitrate", "--timing",
+        "--period", "--datagram-wait", "--dump", "--duration", "--null-period", "--quiet"})
     EXPECT_THAT(play.output, HasSubstr(option));
   EXPECT_THAT(run({"import", "--help"}).output, HasSubstr("--output"));
   const Result watch = run({"watch", "--help"});
@@ -189,14 +190,17 @@ TEST_F(Program, NamesABadOptionValue) {
     EXPECT_EQ(result.status, 2) << target;
     return result.errors;
   };
-  for (const std::string target : {"1.2.3.4", "1.2.3.4:", "1.2.3.4:5x"})
-    EXPECT_EQ(errorOf(target),
-              "servicemux: --to: '" + target + "' is not an IPv4 address and a port like 239.1.1.1:5004\n");
-  for (const std::string ip : {"1.2.3", "host", "1.2.3.256", ""})
-    EXPECT_EQ(errorOf(ip + ":5000"), "servicemux: --to: \"" + ip + "\" is no IPv4 address\n");
-  for (const std::string port : {"0", "65536", "-1"})
-    EXPECT_EQ(errorOf("1.2.3.4:" + port), "servicemux: --to: " + port + " is no port from 1 to 65535\n");
+  for (const std::string target : {"1.2.3.4", "tcp://1.2.3.4:5", "out.ts"})
+    EXPECT_EQ(errorOf(target), "servicemux: --to: \"" + target +
+                                   "\" is none of HOST:PORT, udp://HOST:PORT, rtp://HOST:PORT, file:PATH and -\n");
+  EXPECT_EQ(errorOf("1.2.3.256:5000"), "servicemux: --to: \"1.2.3.256\" is no IPv4 address\n");
+  EXPECT_EQ(errorOf("[::g]:5000"), "servicemux: --to: \"::g\" is no IPv6 address\n");
+  for (const std::string port : {"0", "65536", "-1", "", "5x"})
+    EXPECT_EQ(errorOf("1.2.3.4:" + port), "servicemux: --to: \"" + port + "\" is no port from 1 to 65535\n");
   const std::tuple<std::string, std::string, std::string> cases[] = {
+      {"--ttl", "0", "'0' is not a number from 1 to 255"},
+      {"--ttl", "256", "'256' is not a number from 1 to 255"},
+      {"--dscp", "64", "'64' is not a number from 0 to 63"},
       {"--vlan", "4", "4 is none of the VLANs 1, 2 and 3"},
       {"--vlan", "east", "'east' is not a number"},
       {"--bitrate", "0", "'0' is not a number from 1 to 100000"},
@@ -216,6 +220,74 @@ TEST_F(Program, NamesABadOptionValue) {
     EXPECT_EQ(result.status, 2) << option << value;
     EXPECT_EQ(result.errors, "servicemux: " + option + ": " + message + "\n");
   }
+}
+
+TEST_F(Program, RefusesOutputOptionsThatDoNotGoTogether) {
+  const std::string json = file("a.json", kCat);
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"--to", "127.0.0.1:9", "--vlan", "1"}, "--vlan requires --device-addressing"},
+      {{"--to", "127.0.0.1:9", "--device-addressing", "--interface", "lo"},
+       "--interface excludes --device-addressing"},
+      {{"--to", "127.0.0.1:9", "--to", "127.0.0.1:10", "--device-addressing"},
+       "--to: the device's addressing has one destination"},
+      {{"--to", "rtp://127.0.0.1:9", "--device-addressing"}, "--to: the device's addressing sends over UDP alone"},
+      {{"--to", "[::1]:9", "--device-addressing"}, "--to: \"::1\" is no IPv4 address"},
+      {{"--to", "host:9", "--device-addressing"}, "--to: \"host\" is no IPv4 address"},
+      {{"--to", "127.0.0.1:9", "--to", "-", "--to", "-"}, "--to: '-' is given twice"},
+  };
+  for (const auto& [arguments, message] : cases) {
+    std::vector<std::string> line{"play", json};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    const Result result = run(line);
+    EXPECT_EQ(result.status, 2) << message;
+    EXPECT_EQ(result.errors, "servicemux: " + message + "\n");
+  }
+}
+
+TEST_F(Program, EndsAtOnceWithTheReasonWhenAnOutputCannotBeOpened) {
+  const std::string json = file("a.json", kCat);
+  const auto errorOf = [&](const std::vector<std::string>& arguments) {
+    std::vector<std::string> line{"play", json};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    const Result result = run(line);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.output, "");
+    return result.errors;
+  };
+  EXPECT_EQ(errorOf({"--to", "239.1.1.1:5004", "--interface", "nosuch0"}),
+            "servicemux: 239.1.1.1:5004 through nosuch0: there is no interface nosuch0\n");
+  EXPECT_EQ(errorOf({"--to", "[ff05::1]:5004", "--interface", "nosuch0"}),
+            "servicemux: [ff05::1]:5004 through nosuch0: there is no interface nosuch0\n");
+  EXPECT_EQ(errorOf({"--to", "10.0.0.230:5004", "--device-addressing", "--vlan", "3"}),
+            "servicemux: 10.0.0.230:5004 through ethInt.12: there is no interface ethInt.12\n");
+  EXPECT_EQ(errorOf({"--to", "127.0.0.1:9", "--to", "file:" + directory.string()}),
+            "servicemux: file:" + directory.string() + ": it is a directory\n");
+  EXPECT_EQ(errorOf({"--to", "file:" + json}), "servicemux: file:" + json + ": it is one of the files to play\n");
+  EXPECT_EQ(contentsOf("a.json"), kCat);
+}
+
+TEST_F(Program, WritesPacketsAloneToStdoutWhenAskedTo) {
+  const Result result = run({"play", file("pat.json", kPat), "--to", "-", "--duration", "1.1"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_GE(result.output.size(), 188U);
+  EXPECT_EQ(result.output.size() % 188, 0U);
+  for (std::size_t at = 0; at < result.output.size(); at += 188) EXPECT_EQ(result.output[at], '\x47');
+  EXPECT_THAT(result.errors, HasSubstr("PAT@0x0000 v3"));
+  EXPECT_THAT(result.errors, HasSubstr(" on air, "));
+}
+
+TEST_F(Program, SendsToSeveralDestinations) {
+  const Receiver first;
+  const Receiver second;
+  const Result result = run({"play", file("pat.json", kPat), "--to", first.target(), "--to",
+                             "rtp://" + second.target(), "--duration", "1.1"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
+  const std::string datagram = first.receive(0);
+  EXPECT_NE(datagram, "");
+  EXPECT_EQ(second.receive(0).substr(12), datagram);
+  EXPECT_THAT(result.output, HasSubstr("\n  " + first.target() + ": "));
+  EXPECT_THAT(result.output, HasSubstr("\n  rtp://" + second.target() + ": "));
 }
 
 TEST_F(Program, TakesPeriodsOfTheTablesThatItsHelpNames) {

@@ -172,6 +172,15 @@ TEST_F(Datagrams, FailedDatagramIsLoggedLostAndNotRepeated) {
   EXPECT_EQ(muxer->statistics().bytesSent, 188U);
 }
 
+TEST_F(Datagrams, WhatTheSinkTellsItselfIsCountedAndNotLogged) {
+  sender.failNext(0);
+  add({}, milliseconds(100), 2);
+  runUntil(milliseconds(150));
+  EXPECT_THAT(takeLines(log), testing::IsEmpty());
+  EXPECT_EQ(muxer->statistics().sendErrors, 1U);
+  EXPECT_EQ(muxer->statistics().datagrams, 1U);
+}
+
 TEST_F(Datagrams, InterruptedSendIsNotRepeated) {
   sender.failNext(EINTR);
   sender.failNext(EBADF);
