@@ -146,7 +146,6 @@ int play(const PlayOptions& options) {
   const Signals signals;
   setLogLevel(options.verbose);
   FileWatch watch(options.files);
-  if (!watch.problem().empty()) warn("changed files are not taken over but with SIGHUP: " + watch.problem());
   const auto now = UtcClock::now();
   PlayedTables played;
   try {
@@ -157,6 +156,7 @@ int play(const PlayOptions& options) {
     return kExitOk;
   }
   for (const auto& warning : played.warnings) warn(warning);
+  if (!watch.problem().empty()) warn("changed files are not taken over but with SIGHUP: " + watch.problem());
   serviceMux mux(options.name.c_str(), addressOf(options), options.dump);
   mux.setTimingProfile(options.timing);
   mux.setDatagramWait(options.datagramWait);

@@ -58,7 +58,7 @@ TEST(ParseJson, LeavesAFieldThatIsNoArrayWhereItIs) {
 TEST(ParseJson, ElementKnowsItsPlace) {
   const ElementTakers takers{{"a/b", [](const JsonValue& value) { value.required("x").integer(0, 9); }}};
   EXPECT_EQ(errorOf([&] { parseJson(inPieces(R"({"a/b": [{"x": 1}, {"x": 10}]})", 100), takers); }),
-            "/a~1b/1/x: 10 is above 0x9");
+            "/a~1b/1/x: 10 is above 9");
 }
 
 TEST(ParseJson, CountsLinesAndColumnsOverAllPieces) {
