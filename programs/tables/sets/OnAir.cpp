@@ -1,6 +1,6 @@
 #include "programs/tables/sets/OnAir.h"
 
-#include <iterator>
+#include <algorithm>
 #include <utility>
 
 #include "interface/psi/section.h"
@@ -73,15 +73,14 @@ std::vector<TableInSet> OnAir::number(const TableKind& kind, TableSet& next, std
   for (std::size_t i = 0; i < tables.size(); ++i) {
     const TableInSet& table = tables[i];
     if (table.version == nullptr) continue;
-    const auto state = states.find(table.identity);
-    const bool isKnown = state != states.end();
-    const bool isSame = isKnown && state->second.content == table.content;
+    const State* const state = find(table.identity, states);
+    const bool isSame = state != nullptr && state->content == table.content;
     if (*table.version == kAutoVersion) {
-      if (isKnown)
-        *table.version = isSame ? *state->second.version : versionAfter(*state->second.version);
+      if (state != nullptr)
+        *table.version = isSame ? *state->version : versionAfter(*state->version);
       else
         *table.version = 0;
-    } else if (isKnown && state->second.isOnAir && !isSame && state->second.version == versionOf(table)) {
+    } else if (state != nullptr && state->isOnAir && !isSame && state->version == versionOf(table)) {
       warnings.push_back(kind.nameOf(next, i) + ": changed under the same version_number " +
                          std::to_string(*table.version) + ", which receivers may not notice");
     }
@@ -94,36 +93,50 @@ bool OnAir::isAsOnAir(const TableInSet& table, const State& state) {
          state.place == table.place;
 }
 
+const OnAir::State* OnAir::find(const TableInSet::Identity& identity, const States& states) {
+  const auto found = std::lower_bound(states.begin(), states.end(), identity,
+                                      [](const auto& entry, const auto& wanted) { return entry.first < wanted; });
+  return found == states.end() || found->first != identity ? nullptr : &found->second;
+}
+
 /// Takes off what the set does not have any more, and what it has in another place.
 void OnAir::takeOff(const Plan& plan, Replacement& done) {
   std::map<TableInSet::Identity, std::int32_t> places;
   for (const TableInSet& table : plan.tables) places.emplace(table.identity, table.place);
-  States& states = known[plan.kind];
-  for (auto entry = states.begin(); entry != states.end();) {
-    auto& [identity, state] = *entry;
+  for (auto& [identity, state] : known[plan.kind]) {
     const auto place = places.find(identity);
     const bool isGone = place == places.end();
     if (state.isOnAir && (isGone || place->second != state.place)) plan.kind->takeOffAir(identity, mux);
     if (isGone && state.isOnAir) ++done.removed;
     if (isGone) state.isOnAir = false;
-    // Only a version has to be remembered.
-    entry = isGone && !state.version ? states.erase(entry) : std::next(entry);
   }
 }
 
 void OnAir::put(const Plan& plan, const TableSet& next, UtcTime now, Replacement& done) {
-  States& states = known[plan.kind];
+  const States& before = known[plan.kind];
+  States after;
+  after.reserve(plan.tables.size());
   for (std::size_t i = 0; i < plan.tables.size(); ++i) {
     const TableInSet& table = plan.tables[i];
-    const auto state = states.find(table.identity);
-    if (state != states.end() && isAsOnAir(table, state->second)) continue;
-    if (!plan.kind->putOnAir(next, i, now, mux)) {
+    const State* const state = find(table.identity, before);
+    if (state == nullptr || !isAsOnAir(table, *state)) {
+      if (plan.kind->putOnAir(next, i, now, mux)) {
+        ++(state != nullptr && state->isOnAir ? done.changed : done.added);
+        after.push_back({table.identity, {table.content, versionOf(table), table.place, true}});
+        continue;
+      }
       if (done.refused.empty()) done.refused = plan.kind->nameOf(next, i);
-      continue;
     }
-    ++(state != states.end() && state->second.isOnAir ? done.changed : done.added);
-    states[table.identity] = {table.content, versionOf(table), table.place, true};
+    if (state != nullptr) after.push_back({table.identity, *state});
   }
+  // Of what has gone only a version has to be remembered.
+  for (const auto& entry : before)
+    if (!entry.second.isOnAir && entry.second.version) after.push_back(entry);
+  std::stable_sort(after.begin(), after.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  after.erase(
+      std::unique(after.begin(), after.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
+      after.end());
+  known[plan.kind] = std::move(after);
 }
 
 }  // namespace vantor::tables

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "programs/tables/kinds/TableKind.h"
@@ -45,7 +46,9 @@ class OnAir {
     std::int32_t place = 0;
     bool isOnAir = false;
   };
-  using States = std::map<TableInSet::Identity, State>;
+  /// In the order of the identities, in one piece: many small ones would hold the memory between them, of which
+  /// reading a set needs a lot.
+  using States = std::vector<std::pair<TableInSet::Identity, State>>;
 
   /// What is to be done with the tables of one kind.
   struct Plan {
@@ -57,6 +60,7 @@ class OnAir {
   std::vector<TableInSet> number(const TableKind& kind, TableSet& next, std::vector<std::string>& warnings);
   void takeOff(const Plan& plan, Replacement& done);
   void put(const Plan& plan, const TableSet& next, UtcTime now, Replacement& done);
+  static const State* find(const TableInSet::Identity& identity, const States& states);
   static bool isAsOnAir(const TableInSet& table, const State& state);
 
   serviceMux& mux;
