@@ -58,8 +58,8 @@ def eit_pf(service, dice):
 
 
 def eit_schedule(service, dice):
-    starts = range(0, 24, 6)
-    return {**head(service), "events": [event(number, start, 6, dice) for number, start in enumerate(starts)]}
+    starts = range(0, 6, 3)
+    return {**head(service), "events": [event(number, start, 3, dice) for number, start in enumerate(starts)]}
 
 
 def pmt(service, dice):
