@@ -45,7 +45,7 @@ class Reload {
  private:
   bool isWaitingForAFile(Clock::time_point now) const;
   void takeOver(PlayedTables next, std::vector<std::string>& lines);
-  void tellNew(const std::vector<std::string>& warnings, std::vector<std::string>& lines);
+  void tellNew(const std::vector<std::string>& all, std::vector<std::string>& lines);
 
   const PlayOptions& options;
   serviceMux& mux;
