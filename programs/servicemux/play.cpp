@@ -177,8 +177,8 @@ void addPlay(CLI::App& app, Command& command) {
   const auto options = std::make_shared<PlayOptions>();
   declarePlayOptions(*subcommand, *options);
   subcommand->footer(
-      "Sends until Ctrl-C. Files that change meanwhile are taken over, and so they are on SIGHUP: only tables that\n"
-      "differ are replaced, and a file with an error changes nothing.\n"
+      "Sends until Ctrl-C. Files that change meanwhile are taken over, and so they are on SIGHUP: only tables\n"
+      "that differ are replaced, and a file with an error changes nothing.\n"
       "On a terminal a block shows every table with its period as set and as measured,\n"
       "elsewhere a line a second does.");
   subcommand->callback([options, &command] { command = [options] { return play(*options); }; });
