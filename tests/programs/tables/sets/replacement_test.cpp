@@ -292,6 +292,7 @@ TEST_F(Replacement, EcmThatIsGoneIsSentNoMoreAndTheOthersAre) {
   put(access(R"("ecms": [{"pid": 100, "sections": "80700101"}, {"pid": 101, "sections": "80700102"}])"));
   EXPECT_THAT(onAirNow(), ElementsAre("ECM", "ECM"));
   const auto taken = put(access(R"("ecms": [{"pid": 101, "sections": "80700102"}])"));
+  ASSERT_THAT(taken, Not(IsEmpty()));
   EXPECT_EQ(taken.front(), "setDRMConfig");
   EXPECT_EQ(std::count(taken.begin(), taken.end(), "setLiveECM"), 1);
   ASSERT_EQ(mux.tablesOnAir().size(), 1U);
