@@ -92,6 +92,7 @@ TEST(LongFields, WhatIsWrongIsToldInItsTurn) {
   EXPECT_EQ(of(wrong + "x}").substr(0, 7), "line 1,");
   EXPECT_EQ(of(wrong + "\"periods\": {\"foo\": 1}}"), "/eit_pf/0/transport_stream_id: missing field");
   EXPECT_EQ(of(wrong + R"("eit_schedule": [5]})"), "/eit_schedule/0: 5 is not an object");
+  EXPECT_EQ(of(R"({"eit_pf": [{"service_id": 7}, 5]})"), "/eit_pf/0/transport_stream_id: missing field");
 }
 
 TEST(LongFields, TheSameTableTwiceIsToldWithBothPlaces) {
