@@ -1,10 +1,13 @@
 #include "programs/tables/sets/inputFile.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <string_view>
+#include <utility>
 
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/sets/tableSetJson.h"
@@ -13,17 +16,44 @@ namespace vantor::tables {
 
 namespace {
 
-std::string readAll(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) throw InputError("is a directory");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw InputError(std::strerror(errno));
-  std::ostringstream bytes;
-  // An empty file sets failbit on the stream it is copied to; that is no error here.
-  bytes << file.rdbuf();
-  if (file.bad()) throw InputError(std::strerror(errno));
-  return std::move(bytes).str();
-}
+constexpr std::size_t kPieceSize = 1U << 20;  // bytes
+
+/// A file that is read from its beginning to its end.
+class File {
+ public:
+  File(const std::string& path, const ReadProgress& progress) : progress(progress) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored)) throw InputError("is a directory");
+    file.open(path, std::ios::binary);
+    if (!file) throw InputError(std::strerror(errno));
+    const auto known = std::filesystem::file_size(path, ignored);
+    if (!ignored) size = known;
+  }
+
+  /// The next piece, empty at the end.
+  std::string_view next() {
+    piece.resize(kPieceSize);
+    file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+    if (file.bad()) throw InputError(std::strerror(errno));
+    piece.resize(static_cast<std::size_t>(file.gcount()));
+    done += piece.size();
+    if (progress) progress(done, std::max(size, done));
+    return piece;
+  }
+
+  std::string all() {
+    std::string bytes;
+    for (std::string_view read = next(); !read.empty(); read = next()) bytes += read;
+    return bytes;
+  }
+
+ private:
+  const ReadProgress& progress;
+  std::ifstream file;
+  std::string piece;
+  std::uint64_t size = 0;  // as the file system has it, 0 when it does not know
+  std::uint64_t done = 0;
+};
 
 InputFile fromCapture(Capture capture) {
   InputFile file;
@@ -32,23 +62,24 @@ InputFile fromCapture(Capture capture) {
   return file;
 }
 
-InputFile read(const std::string& path) {
+InputFile read(const std::string& path, UtcTime now, const ReadProgress& progress) {
   const std::string extension = std::filesystem::path(path).extension();
   if (extension == ".json") {
+    File text(path, progress);
     InputFile file;
-    file.tables = readTableSet(readAll(path));
+    file.tables = readTableSet([&text] { return text.next(); }, now);
     return file;
   }
-  if (extension == ".ts") return fromCapture(readTransportStream(readAll(path)));
-  if (extension == ".bin") return fromCapture(readSections(readAll(path)));
+  if (extension == ".ts") return fromCapture(readTransportStream(File(path, progress).all()));
+  if (extension == ".bin") return fromCapture(readSections(File(path, progress).all()));
   throw InputError("the name ends in none of .json, .ts and .bin");
 }
 
 }  // namespace
 
-InputFile readInputFile(const std::string& path) {
+InputFile readInputFile(const std::string& path, UtcTime now, const ReadProgress& progress) {
   try {
-    return read(path);
+    return read(path, now, progress);
   } catch (const InputError& error) {
     throw InputError(printable(path) + ": " + error.what());
   }

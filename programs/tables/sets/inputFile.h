@@ -1,10 +1,13 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
 #include "programs/tables/kinds/TableSet.h"
 #include "programs/tables/sets/Capture.h"
+#include "programs/tables/values/UtcTime.h"
 
 namespace vantor::tables {
 
@@ -14,8 +17,12 @@ struct InputFile {
   std::optional<Capture> capture;  ///< what is to be told of it, when it was one; its tables are moved out
 };
 
-/// Reads a table set (.json), a transport stream (.ts) or a file of sections (.bin). Throws InputError with the
-/// path in front.
-InputFile readInputFile(const std::string& path);
+/// Is told now and then how many bytes of how many have been read. What it throws ends the reading.
+using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t size)>;
+
+/// Reads a table set (.json), a transport stream (.ts) or a file of sections (.bin). Times that a table set gives
+/// relative to the present count from `now`. Throws InputError with the path in front.
+InputFile readInputFile(const std::string& path, UtcTime now = std::chrono::system_clock::now(),
+                        const ReadProgress& progress = {});
 
 }  // namespace vantor::tables
