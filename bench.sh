@@ -3,6 +3,7 @@
 #   ./bench.sh                      all of them
 #   ./bench.sh micro [OPTION...]    parts of the library; the options are Google Benchmark's
 #   ./bench.sh wire [--quick]       what arrives on a socket, and what it costs; quick writes no files
+#   ./bench.sh load                 how long large table sets take to come on air, and their memory
 set -euo pipefail
 cd "$(dirname "$0")"
 what=${1:-all}
@@ -10,10 +11,11 @@ what=${1:-all}
 
 micro() { build/bin/servicemux_bench --benchmark_counters_tabular=true "$@"; }
 wire() { /usr/bin/python3 -B bench/wire/run.py "$@"; }
+load() { /usr/bin/python3 -B bench/load.py "$@"; }
 
 case $what in
-  all | micro | wire) ;;
-  *) echo "bench.sh: unknown kind '$what': all, micro or wire" >&2; exit 2 ;;
+  all | micro | wire | load) ;;
+  *) echo "bench.sh: unknown kind '$what': all, micro, wire or load" >&2; exit 2 ;;
 esac
 scripts/setup.sh bench
 ./build.sh release

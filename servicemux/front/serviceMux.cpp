@@ -238,6 +238,11 @@ int serviceMux::newPAT(const PAT& record) {
   return fixedTables->newPAT(record);
 }
 
+void serviceMux::clearPAT() {
+  const LogScope scope(name);
+  fixedTables->clearPAT();
+}
+
 int serviceMux::newCAT(const CAT& record) {
   const LogScope scope(name);
   return fixedTables->newCAT(record);
@@ -330,6 +335,12 @@ void serviceMux::clearAllEITs() {
   serviceTables->clearAllEITs();
 }
 
+void serviceMux::clearEIT(unsigned char table_id, int service_id, int transport_stream_id,
+                          int original_network_id) {
+  const LogScope scope(name);
+  serviceTables->clearEIT(table_id, service_id, transport_stream_id, original_network_id);
+}
+
 // --- TDT and TOT ----------------------------------------------------------------------------------------------
 
 // By value, as the interface has it.
@@ -370,6 +381,11 @@ void serviceMux::clearMGT() {
 void serviceMux::clearVCT() {
   const LogScope scope(name);
   atscTables->clearVCT();
+}
+
+void serviceMux::clearVCT(unsigned char table_id) {
+  const LogScope scope(name);
+  atscTables->clearVCT(table_id);
 }
 
 void serviceMux::clearSTT() {

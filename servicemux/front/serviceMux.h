@@ -81,6 +81,7 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   // that case, and when libdvbpsi makes no sections of it, the previous table stays on air.
 
   int newPAT(const vantor::thrift::dvb_tables::PAT& record);
+  void clearPAT();
   int newCAT(const vantor::thrift::dvb_tables::CAT& record);
   void clearCAT();
   int newNIT(const vantor::thrift::dvb_tables::NIT& record);
@@ -109,6 +110,8 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void clearEITpf(short sid);
   void clearEITsch(short sid);
   void clearAllEITs();
+  /// Takes one EIT off air, and no other.
+  void clearEIT(unsigned char table_id, int service_id, int transport_stream_id, int original_network_id);
 
   /// Sends one null packet every `period` ms. Returns 0.
   int newNULLPkts(unsigned int period);
@@ -134,6 +137,8 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void clearMGT();
   /// Both kinds.
   void clearVCT();
+  /// The one with this table_id.
+  void clearVCT(unsigned char table_id);
   void clearSTT();
 
   // Conditional access, from any thread. Messages come as whole sections back to back (format 0) or as whole

@@ -73,6 +73,11 @@ void AtscTables::clearVCT() {
   psip->clearPSIPTable(PSIP_TID_TVCT);
 }
 
+void AtscTables::clearVCT(unsigned char table_id) {
+  log_function(HOST_LOG_WARNING, 0, "[%s] [0x%02x]", "clearVCT", table_id);
+  psip->clearPSIPTable(table_id);
+}
+
 void AtscTables::clearSTT() {
   log_function(HOST_LOG_WARNING, 0, "[%s]", "clearSTT");
   psip->clearPSIPTable(PSIP_TID_STT);

@@ -27,6 +27,7 @@ class AtscTables {
   int newSTT(const vantor::thrift::dvb_tables::LocalTimeOffset& record);
   void clearMGT();
   void clearVCT();
+  void clearVCT(unsigned char table_id);
   void clearSTT();
 
   /// Takes over the periods of PSIP tables.

@@ -84,6 +84,11 @@ unsigned int FixedTables::putOnAir(SimpleTable& stream, unsigned short pid, unsi
   return size;
 }
 
+void FixedTables::clearPAT() {
+  clearTable(*pat, "PAT", "PAT");
+  dumps.removeLink(kPatTableId, 0);
+}
+
 void FixedTables::clearCAT() {
   clearTable(*cat, "CAT", "CAT");
   dumps.removeLink(kCatTableId, 0);

@@ -26,6 +26,7 @@ class FixedTables {
   ~FixedTables();
 
   int newPAT(const vantor::thrift::dvb_tables::PAT& record);
+  void clearPAT();
   int newCAT(const vantor::thrift::dvb_tables::CAT& record);
   void clearCAT();
   int newNIT(const vantor::thrift::dvb_tables::NIT& record);

@@ -179,6 +179,15 @@ void ServiceTables::clearAllEITs() {
   eits->clearAllEITs();
 }
 
+void ServiceTables::clearEIT(unsigned char table_id, int service_id, int transport_stream_id,
+                             int original_network_id) {
+  log_function(HOST_LOG_DEBUG, 0, "[%s] [0x%02x] sid [0x%04x]", "clearEIT", table_id,
+               static_cast<unsigned int>(service_id));
+  eits->clearEIT(table_id, static_cast<unsigned short>(service_id),
+                 static_cast<unsigned short>(transport_stream_id),
+                 static_cast<unsigned short>(original_network_id));
+}
+
 void ServiceTables::setPeriods(const InsertionPeriods& wanted) {
   InsertionPeriods& periods = owner->insertionPeriods();
   periods.pmt = wanted.pmt;

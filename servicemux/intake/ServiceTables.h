@@ -39,6 +39,7 @@ class ServiceTables {
   void clearEITpf(short sid);
   void clearEITsch(short sid);
   void clearAllEITs();
+  void clearEIT(unsigned char table_id, int service_id, int transport_stream_id, int original_network_id);
 
   /// Takes over the periods of PMTs, SDTs and EITs.
   void setPeriods(const InsertionPeriods& wanted);

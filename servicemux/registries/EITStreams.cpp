@@ -102,6 +102,10 @@ void EITStreams::clearEIT(unsigned short sid) {
   while (eit_data* const eit = findEIT(sid)) remove(*eit);
 }
 
+void EITStreams::clearEIT(unsigned char table_id, unsigned short sid, unsigned short tsid, unsigned short onid) {
+  if (eit_data* const eit = findEIT(table_id, sid, tsid, onid)) remove(*eit);
+}
+
 void EITStreams::clearAllEITs() {
   index.clear();
   list.clear_and_dispose(delete_disposer());

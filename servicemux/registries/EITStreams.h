@@ -62,6 +62,8 @@ class SERVICEMUX_API EITStreams {
 
   /// Takes all subtables of a service off air, present/following and schedule alike, of whatever stream.
   void clearEIT(unsigned short sid);
+  /// Takes one subtable off air, that of this stream.
+  void clearEIT(unsigned char table_id, unsigned short sid, unsigned short tsid, unsigned short onid);
   void clearAllEITs();
 
   /// Gives what is on air the periods that the owner has for EITs now.

@@ -1,6 +1,8 @@
 #include "programs/tables/descriptors/descriptors.h"
 
+#include <map>
 #include <optional>
+#include <string_view>
 
 #include "programs/tables/descriptors/DescriptorForm.h"
 #include "programs/tables/json/InputError.h"
@@ -42,13 +44,29 @@ Descriptor readForm(const DescriptorForm& form, const JsonValue& fields) {
   return descriptor;
 }
 
+const DescriptorForm* formNamed(std::string_view name) {
+  static const std::map<std::string_view, const DescriptorForm*> names = [] {
+    std::map<std::string_view, const DescriptorForm*> all;
+    for (const DescriptorForm& form : allForms()) all.emplace(form.name, &form);
+    return all;
+  }();
+  const auto found = names.find(name);
+  return found == names.end() ? nullptr : found->second;
+}
+
+/// The form that the object has a field for, as it should with no other field; null for a raw descriptor.
+const DescriptorForm* formOf(const JsonValue& value) {
+  if (const auto name = value.onlyField()) return formNamed(*name);
+  for (const DescriptorForm& form : allForms())
+    if (value.optional(form.name)) return &form;
+  return nullptr;
+}
+
 Descriptor readDescriptor(const JsonValue& value) {
-  for (const auto& form : allForms())
-    if (const auto fields = value.optional(form.name)) {
-      value.allowOnly({form.name});
-      return readForm(form, *fields);
-    }
-  return readRaw(value);
+  const DescriptorForm* const form = formOf(value);
+  if (form == nullptr) return readRaw(value);
+  value.allowOnly({form->name});
+  return readForm(*form, value.required(form->name));
 }
 
 bool standsFor(const DescriptorForm& form, const OrderedJson& fields, const std::string& data) {

@@ -2,93 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <set>
-#include <vector>
 
 #include "programs/tables/json/InputError.h"
+#include "programs/tables/json/pointer.h"
 
 namespace vantor::tables {
 
 namespace {
-
-constexpr std::size_t kDeepest = 32;  // levels; a table set needs fewer than ten
-
-/// Appends one step to a JSON pointer.
-void appendStep(std::string& pointer, const std::string& name) {
-  pointer += '/';
-  for (const char c : name) {
-    if (c == '~')
-      pointer += "~0";
-    else if (c == '/')
-      pointer += "~1";
-    else
-      pointer += c;
-  }
-}
-
-std::string atPointer(const std::string& pointer, const std::string& what) {
-  return pointer.empty() ? what : printable(pointer) + ": " + what;
-}
-
-/// Goes along with the parser, knows where it is and stops it at what it would let through.
-class ParseWatch {
- public:
-  void operator()(Json::parse_event_t event, const Json& parsed) {
-    switch (event) {
-      case Json::parse_event_t::object_start:
-      case Json::parse_event_t::array_start:
-        beginElement();
-        open.emplace_back();
-        if (open.size() > kDeepest) throw InputError(atPointer(pointer(), "nested too deep"));
-        open.back().isArray = event == Json::parse_event_t::array_start;
-        break;
-      case Json::parse_event_t::object_end:
-      case Json::parse_event_t::array_end:
-        open.pop_back();
-        break;
-      case Json::parse_event_t::key:
-        open.back().name = parsed.get<std::string>();
-        if (!open.back().names.insert(open.back().name).second)
-          throw InputError(atPointer(pointer(), "given twice"));
-        break;
-      case Json::parse_event_t::value:
-        beginElement();
-        break;
-    }
-  }
-
-  std::string pointer() const {
-    std::string out;
-    for (const auto& level : open) {
-      if (level.isArray && level.count > 0)
-        appendStep(out, std::to_string(level.count - 1));
-      else if (!level.isArray && !level.name.empty())
-        appendStep(out, level.name);
-    }
-    return out;
-  }
-
- private:
-  struct Level {
-    bool isArray = false;
-    std::size_t count = 0;        // elements of an array so far
-    std::string name;             // the latest field of an object
-    std::set<std::string> names;  // all of them
-  };
-
-  void beginElement() {
-    if (!open.empty() && open.back().isArray) ++open.back().count;
-  }
-
-  std::vector<Level> open;
-};
-
-/// "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error ..." from "line" on.
-std::string withoutPreamble(std::string what) {
-  for (const std::string preamble : {"] ", "parse error at "})
-    if (const auto at = what.find(preamble); at != std::string::npos) what.erase(0, at + preamble.size());
-  return printable(what, true);
-}
 
 std::string describe(const Json& json) {
   if (json.is_object()) return "an object";
@@ -122,32 +42,7 @@ const Json* childAt(const Json& json, const std::string& step) {
   return index < json.size() ? &json[index] : nullptr;
 }
 
-/// The parser takes a NUL for the end of the text and would not look at what follows. No JSON text holds one.
-void refuseNul(std::string_view text) {
-  const std::size_t at = text.find('\0');
-  if (at == std::string_view::npos) return;
-  const std::string_view before = text.substr(0, at);
-  const auto line = 1 + std::count(before.begin(), before.end(), '\n');
-  const std::size_t column = at - (before.rfind('\n') + 1) + 1;
-  throw InputError("line " + std::to_string(line) + ", column " + std::to_string(column) + ": a NUL character");
-}
-
 }  // namespace
-
-Json parseJson(std::string_view text) {
-  refuseNul(text);
-  ParseWatch watch;
-  try {
-    return Json::parse(text.begin(), text.end(), [&watch](int, Json::parse_event_t event, const Json& parsed) {
-      watch(event, parsed);
-      return true;
-    });
-  } catch (const Json::parse_error& error) {
-    throw InputError(withoutPreamble(error.what()));
-  } catch (const Json::out_of_range& error) {
-    throw InputError(atPointer(watch.pointer(), withoutPreamble(error.what())));
-  }
-}
 
 void JsonValue::fail(const std::string& what) const { throw InputError(atPointer(pointer(), what)); }
 
@@ -165,9 +60,9 @@ std::string JsonValue::shown() const { return describe(json); }
 void JsonValue::failType(const char* expected) const { fail(shown() + " is not " + expected); }
 
 std::string JsonValue::pointer() const {
-  if (parent == nullptr) return "";
+  if (parent == nullptr) return std::string(name);
   std::string out = parent->pointer();
-  appendStep(out, name);
+  appendStep(out, index ? std::to_string(*index) : std::string(name));
   return out;
 }
 
@@ -211,17 +106,30 @@ std::size_t JsonValue::size() const {
   return json.size();
 }
 
-JsonValue JsonValue::at(std::size_t index) const { return {json[index], *this, std::to_string(index)}; }
+JsonValue JsonValue::at(std::size_t index) const { return {json[index], *this, index}; }
 
 void JsonValue::expectObject() const {
   if (!json.is_object()) failType("an object");
 }
 
 void JsonValue::allowOnly(const std::vector<const char*>& fields) const {
+  allowOnly(fields.data(), fields.data() + fields.size());
+}
+
+void JsonValue::allowOnly(std::initializer_list<const char*> fields) const {
+  allowOnly(fields.begin(), fields.end());
+}
+
+void JsonValue::allowOnly(const char* const* begin, const char* const* end) const {
   expectObject();
-  for (const auto& [field, value] : json.items())
-    if (std::find(fields.begin(), fields.end(), field) == fields.end())
-      JsonValue(value, *this, field).fail("unknown field");
+  for (const auto& [field, value] : json.get_ref<const Json::object_t&>())
+    if (std::find(begin, end, field) == end) JsonValue(value, *this, field).fail("unknown field");
+}
+
+std::optional<std::string_view> JsonValue::onlyField() const {
+  expectObject();
+  if (json.size() != 1) return std::nullopt;
+  return json.get_ref<const Json::object_t&>().begin()->first;
 }
 
 JsonValue JsonValue::required(const char* field) const {

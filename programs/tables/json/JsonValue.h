@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -10,20 +11,17 @@
 #include <vector>
 
 /// A strict reader of JSON documents. Everything in it throws InputError, with the JSON pointer (RFC 6901) of what
-/// is wrong, or with line and column where the text is no JSON at all.
+/// is wrong.
 
 namespace vantor::tables {
 
 using Json = nlohmann::json;
 
-/// Parses a whole text. Refuses what JSON parsers commonly let through: a field given twice, and nesting so deep
-/// that only an attack or an accident can be behind it.
-Json parseJson(std::string_view text);
-
 /// One value of a document and the way to it. It refers to the document and to its parent: both outlive it.
 class JsonValue {
  public:
-  explicit JsonValue(const Json& document) : json(document) {}
+  /// A document, or the part of one that stands at a place that outlives it too.
+  explicit JsonValue(const Json& document, std::string_view place = "") : json(document), name(place) {}
 
   /// Throws "POINTER: what".
   [[noreturn]] void fail(const std::string& what) const;
@@ -31,6 +29,9 @@ class JsonValue {
   [[noreturn]] void failAt(std::string_view pointer, const std::string& what) const;
   /// The value as a message shows it: JSON in one printable line.
   std::string shown() const;
+
+  /// The JSON that it is.
+  const Json& document() const { return json; }
 
   bool isObject() const { return json.is_object(); }
   bool isString() const { return json.is_string(); }
@@ -52,12 +53,19 @@ class JsonValue {
 
   /// The value must be an object with none but these fields.
   void allowOnly(const std::vector<const char*>& fields) const;
+  void allowOnly(std::initializer_list<const char*> fields) const;
+  /// The name of the field of an object that has just one.
+  std::optional<std::string_view> onlyField() const;
   JsonValue required(const char* field) const;
   std::optional<JsonValue> optional(const char* field) const;
 
  private:
-  JsonValue(const Json& json, const JsonValue& parent, std::string name)
-      : json(json), parent(&parent), name(std::move(name)) {}
+  JsonValue(const Json& json, const JsonValue& parent, std::string_view field)
+      : json(json), parent(&parent), name(field) {}
+  JsonValue(const Json& json, const JsonValue& parent, std::size_t index)
+      : json(json), parent(&parent), index(index) {}
+
+  void allowOnly(const char* const* begin, const char* const* end) const;
 
   [[noreturn]] void failType(const char* expected) const;
   void expectObject() const;
@@ -65,7 +73,8 @@ class JsonValue {
 
   const Json& json;
   const JsonValue* parent = nullptr;
-  std::string name;  // within the parent
+  std::string_view name;             // within the parent; of the topmost its place
+  std::optional<std::size_t> index;  // of an element
 };
 
 }  // namespace vantor::tables

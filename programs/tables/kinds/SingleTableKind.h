@@ -45,9 +45,17 @@ class SingleTableKind : public TableKind {
     warnOfVersion(type.name, (set.*Member)->version_number, out);
     return out;
   }
-  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
+
+  std::vector<TableInSet> tablesIn(TableSet& set) const override {
+    if (!isIn(set)) return {};
+    Record& record = *(set.*Member);
+    return {{{}, Digester().addContent(record).finish(), &record.version_number}};
+  }
+  std::string nameOf(const TableSet& /*set*/, std::size_t /*table*/) const override { return type.name; }
+  bool putOnAir(const TableSet& set, std::size_t /*table*/, UtcTime /*now*/, serviceMux& mux) const override {
     return send(*(set.*Member), mux);
   }
+  void takeOffAir(const TableInSet::Identity& /*identity*/, serviceMux& mux) const override { clear(mux); }
 
  protected:
   virtual Record readRecord(const JsonValue& value) const = 0;
@@ -55,6 +63,7 @@ class SingleTableKind : public TableKind {
   virtual std::optional<Record> decodeRecord(const std::vector<Section>& sections) const = 0;
   virtual std::optional<Refusal> whyUnsendable(const Record& record) const { return check(record); }
   virtual bool send(const Record& record, serviceMux& mux) const = 0;
+  virtual void clear(serviceMux& mux) const = 0;
 
  private:
   const psi::TableType& type;

@@ -23,7 +23,7 @@ bool TableKind::isWhole(const NumberedSections& sections) const {
 std::int32_t versionOnAir(std::int32_t version) { return version > kMaxVersion ? 0 : version; }
 
 void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings) {
-  if (version > kMaxVersion)
+  if (version > kMaxVersion && version != kAutoVersion)
     warnings.push_back(table + ": version " + std::to_string(version) + " is above " + std::to_string(kMaxVersion) +
                        " and is sent as 0");
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -10,6 +13,7 @@
 #include "interface/psi/tableTypes.h"
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/json/writeJson.h"
+#include "programs/tables/kinds/Digest.h"
 #include "programs/tables/kinds/TableSet.h"
 #include "programs/tables/sections/Section.h"
 #include "programs/tables/sections/SubtableKey.h"
@@ -20,6 +24,27 @@ class serviceMux;
 }
 
 namespace vantor::tables {
+
+/// One table of a set, as it is told from others and compared with what is on air.
+struct TableInSet {
+  /// The identifiers that no two tables of a kind share.
+  using Identity = std::array<std::int32_t, 4>;
+
+  Identity identity{};
+  Digest content;                   ///< all that it has but its version_number
+  std::int32_t* version = nullptr;  ///< the version_number, which stands in the set; null where there is none
+  std::int32_t place = 0;           ///< where it is sent, if not always in the same place: the PID of a PMT
+};
+
+/// Reads a field that is an array one element at a time, so that nobody has to hold all of it.
+class ElementReader {
+ public:
+  virtual ~ElementReader() = default;
+  /// Reads the next element. Throws InputError.
+  virtual void take(const JsonValue& element) = 0;
+  /// Puts what was read into the set.
+  virtual void finish(TableSet& set) = 0;
+};
 
 /// One kind of table and all its ways: in and out of JSON, out of a capture, on air. Kinds never change; a further
 /// kind is a pair of files of its own and a line in allTableKinds(). What read() and decode() put into a set has
@@ -48,6 +73,8 @@ class TableKind {
   /// Reads the field's value into the set, which has the kinds listed before already. Times that are given relative
   /// to the present count from `now`. Throws InputError.
   virtual void read(const JsonValue& value, UtcTime now, TableSet& set) const = 0;
+  /// What reads the field as read() does, where it is an array whose elements tell all by themselves; else null.
+  virtual std::unique_ptr<ElementReader> elements(UtcTime /*now*/) const { return nullptr; }
   /// The field's value; the set has the table.
   virtual OrderedJson write(const TableSet& set) const = 0;
 
@@ -79,8 +106,18 @@ class TableKind {
 
   /// What is sent in another way than the set has it, one line each.
   virtual std::vector<std::string> warnings(const TableSet& set) const = 0;
-  /// Hands the table, as it is at this time, to the library. Returns false when it refuses. The set has the table.
-  virtual bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const = 0;
+
+  // On air. A kind has one table or any number of them in a set; each comes and goes by itself.
+
+  /// The tables that the set has, in the order in which they are put on air.
+  virtual std::vector<TableInSet> tablesIn(TableSet& set) const = 0;
+  /// What people call the table with this index in tablesIn().
+  virtual std::string nameOf(const TableSet& set, std::size_t table) const = 0;
+  /// Hands the table with this index in tablesIn(), as it is at this time, to the library, new or in the place of
+  /// the one with its identity. Returns false when it refuses.
+  virtual bool putOnAir(const TableSet& set, std::size_t table, UtcTime now, serviceMux& mux) const = 0;
+  /// Takes off air what was put there with this identity.
+  virtual void takeOffAir(const TableInSet::Identity& identity, serviceMux& mux) const = 0;
   /// Whether the time alone can make a table another one.
   virtual bool changesWithTime() const { return false; }
   /// Whether the table that was put on air then is another one now. The set has the table.
@@ -90,10 +127,14 @@ class TableKind {
   const Types types;
 };
 
+/// As version_number: the table's versions are counted while it is on air. Not a value of the wire, and whoever
+/// does not count sends it as 0.
+constexpr std::int32_t kAutoVersion = INT32_MAX;
+
 /// What goes on air as the version: a value above 31 as 0.
 std::int32_t versionOnAir(std::int32_t version);
 
-/// A warning when a version is one that the wire has no room for.
+/// A warning when a version is given that is one that the wire has no room for.
 void warnOfVersion(const std::string& table, std::int32_t version, std::vector<std::string>& warnings);
 
 }  // namespace vantor::tables

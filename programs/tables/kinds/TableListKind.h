@@ -1,8 +1,9 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,12 @@
 
 namespace vantor::tables {
 
+/// The record that an item of a set has: most are the record.
+template <typename Item>
+Item& recordOf(Item& item) {
+  return item;
+}
+
 /// What is the same for all tables of which an output has any number.
 template <typename Item, std::vector<Item> TableSet::*Member>
 class TableListKind : public TableKind {
@@ -19,22 +26,14 @@ class TableListKind : public TableKind {
   using TableKind::TableKind;
 
   bool isIn(const TableSet& set) const override { return !(set.*Member).empty(); }
-  void move(TableSet& from, TableSet& to) const override {
-    for (Item& item : from.*Member) put(std::move(item), to);
-  }
+  void move(TableSet& from, TableSet& to) const override { putAll(std::exchange(from.*Member, {}), to); }
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
-    std::map<Identity, std::size_t> seen;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-      std::vector<Item> items = readItems(value.at(i), now);
-      for (std::size_t n = 0; n < items.size(); ++n)
-        throwIfRefused(value.at(i), inElement(whyUnsendable(items[n]), items, n));
-      for (Item& item : items) {
-        const auto [first, isNew] = seen.try_emplace(identityOf(item), i);
-        if (!isNew)
-          value.at(i).fail("the same table as in /" + std::string(key()) + "/" + std::to_string(first->second));
-        put(std::move(item), set);
-      }
-    }
+    Reader reader(*this, now);
+    for (std::size_t i = 0; i < value.size(); ++i) reader.take(value.at(i));
+    reader.finish(set);
+  }
+  std::unique_ptr<ElementReader> elements(UtcTime now) const override {
+    return std::make_unique<Reader>(*this, now);
   }
   OrderedJson write(const TableSet& set) const override {
     OrderedJson json = OrderedJson::array();
@@ -53,23 +52,40 @@ class TableListKind : public TableKind {
 
   std::vector<std::string> warnings(const TableSet& set) const override {
     std::vector<std::string> out;
-    for (const Item& item : set.*Member) warnOfVersion(nameOf(item), versionOf(item), out);
+    for (const Item& item : set.*Member) warnOfVersion(nameOf(item), recordOf(item).version_number, out);
     return out;
   }
 
+  std::vector<TableInSet> tablesIn(TableSet& set) const override {
+    Digester digester;
+    std::vector<TableInSet> tables;
+    tables.reserve((set.*Member).size());
+    for (Item& item : set.*Member) {
+      auto& record = recordOf(item);
+      tables.push_back(
+          {identityOf(item), digester.addContent(record).finish(), &record.version_number, placeOf(item)});
+    }
+    return tables;
+  }
+  std::string nameOf(const TableSet& set, std::size_t table) const override { return nameOf((set.*Member)[table]); }
+  bool putOnAir(const TableSet& set, std::size_t table, UtcTime /*now*/, serviceMux& mux) const override {
+    return send((set.*Member)[table], mux);
+  }
+
  protected:
-  /// The identifiers that no two tables of a set share.
-  using Identity = std::array<std::int32_t, 4>;
+  using Identity = TableInSet::Identity;
 
   virtual Identity identityOf(const Item& item) const = 0;
   virtual psi::TableKey tableKeyOf(const Item& item) const = 0;
   std::string nameOf(const Item& item) const { return psi::tableName(tableKeyOf(item)); }
-  virtual std::int32_t versionOf(const Item& item) const = 0;
   /// Most elements of the JSON array are one table.
   virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;
   virtual OrderedJson writeItem(const Item& item) const = 0;
   virtual Item decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const = 0;
   virtual std::optional<Refusal> whyUnsendable(const Item& item) const { return check(item); }
+  /// Where it is sent, for tables that are not always sent in the same place.
+  virtual std::int32_t placeOf(const Item& /*item*/) const { return 0; }
+  virtual bool send(const Item& item, serviceMux& mux) const = 0;
   /// The refusal of one of the items that an element was read to, with its path as the element has it.
   virtual std::optional<Refusal> inElement(std::optional<Refusal> refusal, const std::vector<Item>& /*items*/,
                                            std::size_t /*refused*/) const {
@@ -87,6 +103,54 @@ class TableListKind : public TableKind {
       *place = std::move(item);
     else
       items.insert(place, std::move(item));
+  }
+
+ private:
+  class Reader : public ElementReader {
+   public:
+    Reader(const TableListKind& kind, UtcTime now) : kind(kind), now(now) {}
+
+    void take(const JsonValue& element) override {
+      std::vector<Item> items = kind.readItems(element, now);
+      for (std::size_t n = 0; n < items.size(); ++n)
+        throwIfRefused(element, kind.inElement(kind.whyUnsendable(items[n]), items, n));
+      for (Item& item : items) {
+        const auto [first, isNew] = seen.try_emplace(kind.identityOf(item), count);
+        if (!isNew)
+          element.fail("the same table as in /" + std::string(kind.key()) + "/" + std::to_string(first->second));
+        read.push_back(std::move(item));
+      }
+      ++count;
+    }
+
+    void finish(TableSet& set) override {
+      std::sort(read.begin(), read.end(),
+                [this](const Item& a, const Item& b) { return kind.identityOf(a) < kind.identityOf(b); });
+      kind.putAll(std::move(read), set);
+    }
+
+   private:
+    const TableListKind& kind;
+    const UtcTime now;
+    std::size_t count = 0;
+    std::map<Identity, std::size_t> seen;  // and the elements that they were in
+    std::vector<Item> read;
+  };
+
+  /// The same for items in their order.
+  void putAll(std::vector<Item> items, TableSet& set) const {
+    std::vector<Item>& there = set.*Member;
+    if (there.empty()) {
+      there = std::move(items);
+      return;
+    }
+    std::vector<Item> all;
+    all.reserve(items.size() + there.size());
+    std::set_union(std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()),
+                   std::make_move_iterator(there.begin()), std::make_move_iterator(there.end()),
+                   std::back_inserter(all),
+                   [this](const Item& a, const Item& b) { return identityOf(a) < identityOf(b); });
+    there = std::move(all);
   }
 };
 

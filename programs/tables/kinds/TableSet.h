@@ -19,6 +19,9 @@ struct ProgramMap {
   friend bool operator==(const ProgramMap& a, const ProgramMap& b) { return a.pid == b.pid && a.pmt == b.pmt; }
 };
 
+inline thrift::dvb_tables::PMT& recordOf(ProgramMap& map) { return map.pmt; }
+inline const thrift::dvb_tables::PMT& recordOf(const ProgramMap& map) { return map.pmt; }
+
 /// TDT and TOT, which are sent with the current time. Without local times there is no TOT.
 struct TimeTables {
   std::vector<LocalTime> localTimes;

@@ -51,6 +51,7 @@ class CatKind : public SingleTableKind<CAT, &TableSet::cat> {
   }
 
   bool send(const CAT& cat, serviceMux& mux) const override { return mux.newCAT(cat) >= 0; }
+  void clear(serviceMux& mux) const override { mux.clearCAT(); }
 };
 
 }  // namespace

@@ -228,6 +228,80 @@ void takeEcm(std::int32_t pid, const std::string& section, std::optional<Conditi
   pids.insert(std::lower_bound(pids.begin(), pids.end(), pid), pid);
 }
 
+// What comes and goes by itself is the configuration, which ends all messages, each ECM and each EMM.
+constexpr TableInSet::Identity kConfiguration{};
+enum Part : std::int32_t { kFixedEcm = 1, kLiveEcm, kFixedEmm, kLiveEmm };
+
+/// The parts of one conditional access, in the order in which they are put on air.
+class Messages {
+ public:
+  explicit Messages(const ConditionalAccess& access) : access(access), configuration(digestOfConfiguration()) {}
+
+  std::vector<TableInSet> tables() {
+    all.push_back({kConfiguration, configuration});
+    if (access.ecm) add({kFixedEcm}, *access.ecm);
+    for (const auto& ecm : access.liveEcms) addLiveEcm(ecm);
+    for (const auto& emm : access.emms) addEmm(kFixedEmm, emm);
+    for (const auto& emm : access.liveEmms) addEmm(kLiveEmm, emm);
+    return std::move(all);
+  }
+
+ private:
+  /// ECMs stay on air until the configuration comes again, so that one that has gone makes it another one.
+  Digest digestOfConfiguration() {
+    digester.addRecord(access.config).addNumber(access.ecm ? 1 : 0);
+    for (const auto& ecm : access.liveEcms) digester.addNumber(ecm.pid);
+    return digester.finish();
+  }
+
+  /// All messages come again with a new configuration.
+  template <typename Message>
+  Digest digestOf(const Message& message) {
+    digester.addNumber(static_cast<std::int64_t>(configuration.low)).addRecord(message);
+    return digester.finish();
+  }
+
+  template <typename Message>
+  void add(const TableInSet::Identity& identity, const Message& message) {
+    all.push_back({identity, digestOf(message)});
+  }
+
+  /// Of several with one PID the last one stays on air: it comes again behind another one that is new.
+  void addLiveEcm(const thrift::simulcrypt::ECMItem& ecm) {
+    auto& [count, before] = ecmsOfPid[ecm.pid];
+    digester.addNumber(static_cast<std::int64_t>(before));
+    add({kLiveEcm, ecm.pid, count++}, ecm);
+    before = all.back().content.low;
+  }
+
+  /// Sent once, an EMM is what it says; the same one may be there again.
+  template <typename Message>
+  void addEmm(Part part, const Message& emm) {
+    const std::uint64_t content = digestOf(emm).low;
+    const auto high = static_cast<std::int32_t>(content >> 32);
+    const auto low = static_cast<std::int32_t>(content);
+    add({part, high, low, ++copies[content]}, emm);
+  }
+
+  const ConditionalAccess& access;
+  Digester digester;
+  const Digest configuration;
+  std::map<std::int32_t, std::pair<std::int32_t, std::uint64_t>>
+      ecmsOfPid;                                 // how many, and the content of the last
+  std::map<std::uint64_t, std::int32_t> copies;  // of each EMM
+  std::vector<TableInSet> all;
+};
+
+/// Sends the part with this index in Messages::tables().
+void sendPart(const ConditionalAccess& access, std::size_t part, serviceMux& mux) {
+  if (part-- == 0) return mux.setDRMConfig(withoutEmptyLists(access.config));
+  if (access.ecm && part-- == 0) return mux.setECM(*access.ecm);
+  if (part < access.liveEcms.size()) return mux.setLiveECM(access.liveEcms[part]);
+  part -= access.liveEcms.size();
+  if (part < access.emms.size()) return mux.setEMM(access.emms[part]);
+  mux.setLiveEMM(access.liveEmms[part - access.emms.size()]);
+}
+
 class ConditionalAccessKind : public TableKind {
  public:
   using TableKind::TableKind;
@@ -259,14 +333,23 @@ class ConditionalAccessKind : public TableKind {
   }
 
   std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
-  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
-    const ConditionalAccess& access = *set.conditionalAccess;
-    mux.setDRMConfig(withoutEmptyLists(access.config));
-    if (access.ecm) mux.setECM(*access.ecm);
-    for (const auto& emm : access.emms) mux.setEMM(emm);
-    for (const auto& ecm : access.liveEcms) mux.setLiveECM(ecm);
-    for (const auto& emm : access.liveEmms) mux.setLiveEMM(emm);
+
+  std::vector<TableInSet> tablesIn(TableSet& set) const override {
+    if (!set.conditionalAccess) return {};
+    return Messages(*set.conditionalAccess).tables();
+  }
+  std::string nameOf(const TableSet& /*set*/, std::size_t /*table*/) const override { return path(); }
+  bool putOnAir(const TableSet& set, std::size_t table, UtcTime /*now*/, serviceMux& mux) const override {
+    sendPart(*set.conditionalAccess, table, mux);
     return true;  // the records were checked when they were read
+  }
+  /// Without its configuration there are no messages; a message alone goes with a new configuration.
+  void takeOffAir(const TableInSet::Identity& identity, serviceMux& mux) const override {
+    if (identity != kConfiguration) return;
+    mux.clearECM();
+    mux.clearEMM();
+    mux.clearLiveECMs();
+    mux.clearLiveEMMs();
   }
 };
 

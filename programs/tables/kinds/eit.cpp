@@ -1,5 +1,9 @@
 #include "programs/tables/kinds/eit.h"
 
+#include <set>
+#include <utility>
+#include <vector>
+
 #include "interface/converters/t2dEIT.h"
 #include "interface/psi/sectioning.h"
 #include "programs/tables/descriptors/loops.h"
@@ -96,18 +100,17 @@ OrderedJson writeHead(const EIT& eit) {
   return json;
 }
 
-/// The keys of the map only tell the library the order: one group of tables for each service.
-serviceMux::EITRecords recordsOf(const std::vector<EIT>& tables) {
+/// The keys of the map only tell the library the order.
+serviceMux::EITRecords recordsOf(const EIT& eit) {
   serviceMux::EITRecords records;
-  int group = 0;
-  for (std::size_t i = 0; i < tables.size(); ++i) {
-    const bool sameService = i > 0 && tables[i].service_id == tables[i - 1].service_id &&
-                             tables[i].transport_stream_id == tables[i - 1].transport_stream_id &&
-                             tables[i].original_network_id == tables[i - 1].original_network_id;
-    if (!sameService) ++group;
-    records[group][tables[i].table_id] = tables[i];
-  }
+  records[0][eit.table_id] = eit;
   return records;
+}
+
+std::vector<EIT> alone(EIT eit) {
+  std::vector<EIT> tables;
+  tables.push_back(std::move(eit));
+  return tables;
 }
 
 psi::TableKey eitKey(const EIT& eit) {
@@ -142,6 +145,10 @@ class EitKind : public TableListKind<EIT, Member> {
     return {{section.tableId(), section.extension(), wordAt(payload, 0), wordAt(payload, 2)}, 0};
   }
   bool sectionsStandAlone() const override { return true; }
+  void takeOffAir(const TableInSet::Identity& identity, serviceMux& mux) const override {
+    const auto [network, stream, service, tableId] = identity;
+    mux.clearEIT(static_cast<unsigned char>(tableId), service, stream, network);
+  }
 
  protected:
   using Identity = typename TableListKind<EIT, Member>::Identity;
@@ -150,7 +157,6 @@ class EitKind : public TableListKind<EIT, Member> {
     return {eit.original_network_id, eit.transport_stream_id, eit.service_id, eit.table_id};
   }
   psi::TableKey tableKeyOf(const EIT& eit) const override { return eitKey(eit); }
-  std::int32_t versionOf(const EIT& eit) const override { return eit.version_number; }
   EIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeEit(sections);
   }
@@ -161,9 +167,6 @@ class EitPfKind : public EitKind<&TableSet::eitPf> {
   using EitKind::EitKind;
 
   const char* key() const override { return "eit_pf"; }
-  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
-    return mux.newEITpf(recordsOf(set.eitPf)) >= 0;
-  }
 
  protected:
   std::vector<EIT> readItems(const JsonValue& value, UtcTime now) const override {
@@ -173,7 +176,7 @@ class EitPfKind : public EitKind<&TableSet::eitPf> {
     eit.table_id = readActual(value) ? kEitPfActualTableId : kEitPfOtherTableId;
     readLastTableId(value, eit);
     if (hasFlag(value, "present_missing")) eit.__set_present_missing(true);
-    return {eit};
+    return alone(std::move(eit));
   }
 
   OrderedJson writeItem(const EIT& eit) const override {
@@ -182,6 +185,8 @@ class EitPfKind : public EitKind<&TableSet::eitPf> {
     json["events"] = writeEventList(eit.events);
     return json;
   }
+
+  bool send(const EIT& eit, serviceMux& mux) const override { return mux.newEITpf(recordsOf(eit)) >= 0; }
 };
 
 class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
@@ -207,10 +212,9 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
 
   /// A service's schedule is replaced as a whole: tables of two do not fit together.
   void move(TableSet& from, TableSet& to) const override {
-    const auto isReplaced = [&](const EIT& old) {
-      return std::any_of(from.eitSchedule.begin(), from.eitSchedule.end(),
-                         [&](const EIT& eit) { return areOneSchedule(eit, old); });
-    };
+    std::set<Identity> services;
+    for (const EIT& eit : from.eitSchedule) services.insert(scheduleOf(eit));
+    const auto isReplaced = [&services](const EIT& old) { return services.count(scheduleOf(old)) != 0; };
     auto& tables = to.eitSchedule;
     tables.erase(std::remove_if(tables.begin(), tables.end(), isReplaced), tables.end());
     EitKind::move(from, to);
@@ -221,7 +225,7 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
     const auto& tables = set.eitSchedule;
     for (auto begin = tables.begin(); begin != tables.end();) {
       const auto end =
-          std::find_if(begin, tables.end(), [&](const EIT& eit) { return !areOneSchedule(eit, *begin); });
+          std::find_if(begin, tables.end(), [&](const EIT& eit) { return scheduleOf(eit) != scheduleOf(*begin); });
       const std::vector<EIT> ofService(begin, end);
       if (const auto schedule = joinSchedule(ofService))
         json.push_back(writeItem(*schedule));
@@ -230,10 +234,6 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
       begin = end;
     }
     return json;
-  }
-
-  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
-    return mux.newEITsch(recordsOf(set.eitSchedule)) >= 0;
   }
 
  protected:
@@ -249,11 +249,11 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
     if (const auto day = value.optional("first_day")) setFirstDay(eit, readDay(*day, now));
     if (tableId) {
       readLastTableId(value, eit);
-      return {eit};
+      return alone(std::move(eit));
     }
     if (const auto last = value.optional("last_table_id")) last->fail("given without a table_id");
     refuseMisplaced(value, eit);
-    return splitSchedule(eit);
+    return splitSchedule(std::move(eit));
   }
 
   /// The events of a schedule stand in one list, whichever of its tables has them.
@@ -271,6 +271,8 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
   /// A whole schedule.
   OrderedJson writeItem(const EIT& eit) const override { return writeEvents(eit, writeHead(eit)); }
 
+  bool send(const EIT& eit, serviceMux& mux) const override { return mux.newEITsch(recordsOf(eit)) >= 0; }
+
  private:
   static std::size_t segmentLast(const Section& section) {
     return byteAt(section.payload(), kEitSegmentLastOffset);
@@ -282,9 +284,9 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
            segmentLast(section) / kSectionsPerSegment == section.number() / kSectionsPerSegment;
   }
 
-  static bool areOneSchedule(const EIT& a, const EIT& b) {
-    return a.service_id == b.service_id && a.transport_stream_id == b.transport_stream_id &&
-           a.original_network_id == b.original_network_id && isActual(a) == isActual(b);
+  /// What the tables of one schedule share, and no others.
+  static Identity scheduleOf(const EIT& eit) {
+    return {eit.service_id, eit.transport_stream_id, eit.original_network_id, isActual(eit) ? 1 : 0};
   }
 
   /// A table by itself.

@@ -3,10 +3,13 @@
 #include "programs/tables/json/JsonValue.h"
 #include "programs/tables/json/pidJson.h"
 #include "programs/tables/json/writeJson.h"
+#include "programs/tables/kinds/TableKind.h"
 
 /// Fields that many tables share.
 
 namespace vantor::tables {
+
+constexpr const char* kAutoVersionText = "auto";
 
 /// A number as its record holds it, in more bits than the wire has: what can be sent, the record's check knows.
 template <typename Integer>
@@ -33,16 +36,22 @@ inline void writeFlag(bool value, const char* field, OrderedJson& owner) {
   if (value) owner[field] = true;
 }
 
+/// A version_number that is left out is counted, as "auto" is.
 template <typename Record>
 void readVersion(const JsonValue& owner, Record& record) {
-  readInteger(owner, "version_number", record.version_number);
+  const auto version = owner.optional("version_number");
+  const bool isCounted = !version || (version->isString() && version->string() == kAutoVersionText);
+  record.version_number = isCounted ? kAutoVersion : version->integer<std::int32_t>();
   if (const auto current = owner.optional("current_next_indicator"))
     record.current_next_indicator = current->boolean();
 }
 
 template <typename Record>
 void writeVersion(const Record& record, OrderedJson& owner) {
-  owner["version_number"] = record.version_number;
+  if (record.version_number == kAutoVersion)
+    owner["version_number"] = kAutoVersionText;
+  else
+    owner["version_number"] = record.version_number;
   if (!record.current_next_indicator) owner["current_next_indicator"] = false;
 }
 

@@ -56,7 +56,7 @@ std::string hexType(std::int32_t tableType) {
 }
 
 void settle(MGTTable& entry, const VCT& vct) {
-  if (entry.table_type_version_number == kOfTheSet)
+  if (entry.table_type_version_number == kOfTheSet && vct.version_number != kAutoVersion)
     entry.table_type_version_number = static_cast<std::int16_t>(versionOnAir(vct.version_number));
   if (entry.number_bytes == kOfTheSet) entry.number_bytes = sizeOnAir(vct);
 }
@@ -91,8 +91,12 @@ std::vector<std::string> masterGuideWarnings(const TableSet& set) {
     const VCT* const vct = find(set, entry.table_type);
     if (vct == nullptr) continue;
     const std::string of = " of table_type " + hexType(entry.table_type);
-    warnIfDifferent("table_type_version_number" + of, entry.table_type_version_number,
-                    versionOnAir(vct->version_number), warnings);
+    if (vct->version_number != kAutoVersion)
+      warnIfDifferent("table_type_version_number" + of, entry.table_type_version_number,
+                      versionOnAir(vct->version_number), warnings);
+    else if (entry.table_type_version_number != kOfTheSet)
+      warnings.push_back(psi::kMgt.name + (": table_type_version_number" + of) +
+                         " is given, but the versions of the table of this set are counted");
     warnIfDifferent("number_bytes" + of, entry.number_bytes, sizeOnAir(*vct), warnings);
   }
   return warnings;

@@ -110,6 +110,7 @@ class MgtKind : public SingleTableKind<MGT, &TableSet::mgt> {
     return check(whole);
   }
   bool send(const MGT& mgt, serviceMux& mux) const override { return mux.newMGT(mgt) >= 0; }
+  void clear(serviceMux& mux) const override { mux.clearMGT(); }
 };
 
 }  // namespace

@@ -80,6 +80,7 @@ class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
   }
 
   bool send(const NIT& nit, serviceMux& mux) const override { return mux.newNIT(nit) >= 0; }
+  void clear(serviceMux& mux) const override { mux.clearNIT(); }
 
  private:
   static NITTransportStream readStream(const JsonValue& value) {

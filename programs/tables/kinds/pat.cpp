@@ -70,6 +70,7 @@ class PatKind : public SingleTableKind<PAT, &TableSet::pat> {
   }
 
   bool send(const PAT& pat, serviceMux& mux) const override { return mux.newPAT(pat) >= 0; }
+  void clear(serviceMux& mux) const override { mux.clearPAT(); }
 };
 
 }  // namespace

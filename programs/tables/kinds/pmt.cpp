@@ -30,6 +30,9 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
       if (value.at(i).optional("pid")) checkPid(value.at(i), set);
   }
 
+  /// PIDs are held against those of the PAT, which may stand behind.
+  std::unique_ptr<ElementReader> elements(UtcTime /*now*/) const override { return nullptr; }
+
   bool isWellFormed(const Section& section) const override {
     const std::string_view payload = section.payload();
     if (section.extension() == 0 || section.lastNumber() != 0) return false;  // clause 2.4.4.9
@@ -42,16 +45,18 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
     return {{section.tableId(), section.extension(), 0, 0}, pid};
   }
 
-  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
-    return std::all_of(set.pmts.begin(), set.pmts.end(), [&](const ProgramMap& map) {
-      return map.pid && mux.newPMT(map.pmt, static_cast<short>(*map.pid)) >= 0;
-    });
+  void takeOffAir(const Identity& identity, serviceMux& mux) const override {
+    constexpr short kOnlyForTheLog = 0;
+    mux.clearPMT(static_cast<short>(identity[0]), kOnlyForTheLog);
   }
 
  protected:
   Identity identityOf(const ProgramMap& map) const override { return {map.pmt.program_number}; }
   psi::TableKey tableKeyOf(const ProgramMap& map) const override { return tables::tableKeyOf(map); }
-  std::int32_t versionOf(const ProgramMap& map) const override { return map.pmt.version_number; }
+  std::int32_t placeOf(const ProgramMap& map) const override { return map.pid.value_or(0); }
+  bool send(const ProgramMap& map, serviceMux& mux) const override {
+    return map.pid && mux.newPMT(map.pmt, static_cast<short>(*map.pid)) >= 0;
+  }
 
   std::vector<ProgramMap> readItems(const JsonValue& value, UtcTime /*now*/) const override {
     value.allowOnly(

@@ -1,5 +1,7 @@
 #include "programs/tables/kinds/schedule.h"
 
+#include <utility>
+
 #include "programs/tables/values/eventTime.h"
 
 namespace vantor::tables {
@@ -19,8 +21,7 @@ std::optional<int> scheduleSegmentOf(const EITEvent& event, std::int32_t firstDa
   return table * kSegmentsPerTable + *segment;
 }
 
-EIT withoutEvents(const EIT& schedule) {
-  EIT table = schedule;
+EIT withoutEvents(EIT table) {
   table.events.clear();
   table.__isset.first_day = false;
   table.first_day = 0;
@@ -58,18 +59,23 @@ std::optional<Misplaced> firstMisplaced(const EIT& schedule) {
   return std::nullopt;
 }
 
-std::vector<EIT> splitSchedule(const EIT& schedule) {
-  if (isPacked(schedule) || schedule.events.empty()) return {schedule};
-  const std::int32_t firstDay = firstDayOf(schedule);
+std::vector<EIT> splitSchedule(EIT schedule) {
   std::vector<EIT> tables;
-  for (const EITEvent& event : schedule.events) {
+  if (isPacked(schedule) || schedule.events.empty()) {
+    tables.push_back(std::move(schedule));
+    return tables;
+  }
+  const std::int32_t firstDay = firstDayOf(schedule);
+  std::vector<EITEvent> events = std::move(schedule.events);
+  const EIT empty = withoutEvents(std::move(schedule));
+  for (EITEvent& event : events) {
     const int table = *scheduleSegmentOf(event, firstDay) / kSegmentsPerTable;
     while (tables.size() <= static_cast<std::size_t>(table)) {
       const auto number = static_cast<std::int16_t>(tables.size());
-      tables.push_back(withoutEvents(schedule));
-      tables.back().table_id = static_cast<std::int16_t>(schedule.table_id + number);
+      tables.push_back(empty);
+      tables.back().table_id = static_cast<std::int16_t>(empty.table_id + number);
     }
-    tables.back().events.push_back(event);
+    tables.back().events.push_back(std::move(event));
   }
   std::int32_t day = firstDay;
   for (EIT& table : tables) {

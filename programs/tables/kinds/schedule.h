@@ -47,7 +47,7 @@ std::optional<Misplaced> firstMisplaced(const EIT& schedule);
 
 /// Divides a schedule with the first table_id of its kind and no misplaced event into its tables. A packed one has
 /// one table.
-std::vector<EIT> splitSchedule(const EIT& schedule);
+std::vector<EIT> splitSchedule(EIT schedule);
 
 /// The schedule that splitSchedule() makes these tables of; none when there is none.
 std::optional<EIT> joinSchedule(const std::vector<EIT>& tables);

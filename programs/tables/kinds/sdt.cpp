@@ -103,6 +103,7 @@ class SdtActualKind : public SingleTableKind<SDT, &TableSet::sdtActual> {
     return decodeSdt(sections);
   }
   bool send(const SDT& sdt, serviceMux& mux) const override { return mux.newSDTActual(sdt) >= 0; }
+  void clear(serviceMux& mux) const override { mux.clearSDTActual(); }
 };
 
 class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
@@ -116,9 +117,8 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
     return {{section.tableId(), section.extension(), section.extension(), wordAt(section.payload(), 0)}, 0};
   }
 
-  bool putOnAir(const TableSet& set, UtcTime /*now*/, serviceMux& mux) const override {
-    return std::all_of(set.sdtOthers.begin(), set.sdtOthers.end(),
-                       [&](const SDT& sdt) { return mux.newSDTOthers(sdt) >= 0; });
+  void takeOffAir(const Identity& identity, serviceMux& mux) const override {
+    mux.clearSDTOthers(identity[1], identity[0]);
   }
 
  protected:
@@ -127,12 +127,12 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
     const auto stream = static_cast<std::uint16_t>(sdt.transport_stream_id);
     return {kSdtOtherTableId, stream, stream, static_cast<std::uint16_t>(sdt.original_network_id)};
   }
-  std::int32_t versionOf(const SDT& sdt) const override { return sdt.version_number; }
   std::vector<SDT> readItems(const JsonValue& value, UtcTime /*now*/) const override { return {readSdt(value)}; }
   OrderedJson writeItem(const SDT& sdt) const override { return writeSdt(sdt); }
   SDT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeSdt(sections);
   }
+  bool send(const SDT& sdt, serviceMux& mux) const override { return mux.newSDTOthers(sdt) >= 0; }
 };
 
 }  // namespace

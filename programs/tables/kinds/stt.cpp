@@ -78,10 +78,17 @@ class SttKind : public TableKind {
     return {psi::kStt.name +
             std::string(": without an MGT or a VCT beside it, it is sent only once in 25 minutes")};
   }
-  bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const override {
+
+  std::vector<TableInSet> tablesIn(TableSet& set) const override {
+    if (!set.stt) return {};
+    return {{{}, Digester().addRecord(set.stt->record).addText(set.stt->timeZone).finish()}};
+  }
+  std::string nameOf(const TableSet& /*set*/, std::size_t /*table*/) const override { return psi::kStt.name; }
+  bool putOnAir(const TableSet& set, std::size_t /*table*/, UtcTime now, serviceMux& mux) const override {
     mux.newSTT(recordAt(*set.stt, now));
     return true;
   }
+  void takeOffAir(const TableInSet::Identity& /*identity*/, serviceMux& mux) const override { mux.clearSTT(); }
   bool changesWithTime() const override { return true; }
   bool isOutdated(const TableSet& set, UtcTime then, UtcTime now) const override {
     return !(recordAt(*set.stt, then) == recordAt(*set.stt, now));

@@ -164,11 +164,22 @@ class TimeKind : public TableKind {
   }
 
   std::vector<std::string> warnings(const TableSet& /*set*/) const override { return {}; }
-  bool putOnAir(const TableSet& set, UtcTime now, serviceMux& mux) const override {
+
+  std::vector<TableInSet> tablesIn(TableSet& set) const override {
+    if (!set.time) return {};
+    Digester digester;
+    for (const LocalTime& entry : set.time->localTimes) digester.addRecord(entry.record).addText(entry.timeZone);
+    return {{{}, digester.finish()}};
+  }
+  std::string nameOf(const TableSet& /*set*/, std::size_t /*table*/) const override { return psi::kTdt.name; }
+  bool putOnAir(const TableSet& set, std::size_t /*table*/, UtcTime now, serviceMux& mux) const override {
     std::vector<dvbpsi_local_time_offset_s> offsets;
     for (const LocalTimeOffset& record : recordsAt(set.time->localTimes, now)) offsets.push_back(toDvbpsi(record));
     mux.setLocalTimeOffsetTable(std::move(offsets));
     return true;  // there is room for them: they were counted when they were read
+  }
+  void takeOffAir(const TableInSet::Identity& /*identity*/, serviceMux& mux) const override {
+    mux.clearLocalTimeOffsetTable();
   }
   bool changesWithTime() const override { return true; }
   bool isOutdated(const TableSet& set, UtcTime then, UtcTime now) const override {

@@ -160,6 +160,7 @@ class VctKind : public SingleTableKind<VCT, Member> {
   }
 
   bool send(const VCT& vct, serviceMux& mux) const override { return mux.newVCT(vct) >= 0; }
+  void clear(serviceMux& mux) const override { mux.clearVCT(Type.firstTableId); }
 
  private:
   static constexpr bool kIsCable = Type.has(kCableVctTableId);

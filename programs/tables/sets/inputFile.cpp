@@ -10,6 +10,27 @@ namespace vantor::tables {
 
 namespace {
 
+constexpr std::size_t kPieceSize = 1U << 20;  // bytes
+
+/// Takes a source's bytes piece by piece.
+class Pieces {
+ public:
+  Pieces(inputs::ByteSource& bytes, const ReadProgress& progress) : bytes(bytes), progress(progress) {}
+
+  /// The next piece, empty at the end.
+  std::string_view next() {
+    piece.resize(kPieceSize);
+    piece.resize(bytes.read(piece.data(), piece.size(), inputs::Deadline::max()).value_or(0));
+    if (progress) progress(bytes.progress());
+    return piece;
+  }
+
+ private:
+  inputs::ByteSource& bytes;
+  const ReadProgress& progress;
+  std::string piece;
+};
+
 InputFile fromCapture(Capture capture) {
   InputFile file;
   file.tables = std::exchange(capture.tables, {});
@@ -31,37 +52,48 @@ InputFile readSectionBytes(const std::string& bytes, const std::string& note) {
   return file;
 }
 
-InputFile readJsonBytes(const std::string& bytes, Versions versions) {
+InputFile readJsonBytes(inputs::ByteSource& bytes, UtcTime now, Versions versions, const ReadProgress& progress) {
+  Pieces pieces(bytes, progress);
   InputFile file;
-  file.tables = readTableSet(bytes, std::chrono::system_clock::now(), versions);
+  file.tables = readTableSet([&pieces] { return pieces.next(); }, now, versions);
   return file;
 }
 
-}  // namespace
-
-InputFile readInputFile(const std::string& path) {
-  if (inputs::isLive(path)) throw InputError(printable(path) + ": is live, make a table set of it with import");
-  return readInput(path, {}, {}, Versions::any);
-}
-
-InputFile readInput(const std::string& input, const inputs::InputOptions& options, const ReadingEnd& end,
-                    Versions versions) {
+InputFile read(const std::string& input, const inputs::InputOptions& options, const ReadingEnd& end,
+               Versions versions, UtcTime now, const ReadProgress& progress) {
   // What inputs throw names the input.
   const inputs::Content content = inputs::openContent(input, options);
   Capture capture;
-  std::string bytes;
+  std::string sections;
   if (content.packets)
     capture = readTransportStream(*content.packets, end);
-  else
-    bytes = inputs::readAll(*content.bytes);
+  else if (content.kind == inputs::Content::Kind::sections)
+    sections = inputs::readAll(*content.bytes);
   try {
-    if (content.kind == inputs::Content::Kind::json) return readJsonBytes(bytes, versions);
-    if (content.kind == inputs::Content::Kind::sections) return readSectionBytes(bytes, content.bytes->note());
+    if (content.kind == inputs::Content::Kind::json) return readJsonBytes(*content.bytes, now, versions, progress);
+    if (content.kind == inputs::Content::Kind::sections) return readSectionBytes(sections, content.bytes->note());
     if (!content.packets->isLive()) requirePackets(capture);
     return fromCapture(std::move(capture));
   } catch (const InputError& error) {
     throw InputError(printable(input) + ": " + error.what());
   }
+}
+
+}  // namespace
+
+InputFile readInputFile(const std::string& path, UtcTime now, const ReadProgress& progress) {
+  if (inputs::isLive(path)) throw InputError(printable(path) + ": is live, make a table set of it with import");
+  ReadingEnd end;
+  end.goesOn = [&progress](const inputs::PacketSource& source) {
+    if (progress) progress(source.progress());
+    return true;
+  };
+  return read(path, {}, end, Versions::any, now, progress);
+}
+
+InputFile readInput(const std::string& input, const inputs::InputOptions& options, const ReadingEnd& end,
+                    Versions versions) {
+  return read(input, options, end, versions, std::chrono::system_clock::now(), {});
 }
 
 }  // namespace vantor::tables

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -7,6 +9,7 @@
 #include "programs/tables/kinds/TableSet.h"
 #include "programs/tables/sets/Capture.h"
 #include "programs/tables/sets/tableSetJson.h"
+#include "programs/tables/values/UtcTime.h"
 
 namespace vantor::tables {
 
@@ -16,10 +19,16 @@ struct InputFile {
   std::optional<Capture> capture;  ///< what is to be told of it, when it was one; its tables are moved out
 };
 
+/// Is told now and then how much of an input has been read, from 0 to 1, if that is known. What it throws ends the
+/// reading.
+using ReadProgress = std::function<void(std::optional<double> part)>;
+
 /// Reads a table set, a transport stream in any of the forms that inputs::open() knows, or a file of sections.
 /// Which of them it is shows in the content; a name in .json or .bin says it for a file that is nothing of it.
-/// Throws InputError with the path in front, also for a live input.
-InputFile readInputFile(const std::string& path);
+/// Times that a table set gives relative to the present count from `now`. Throws InputError with the path in front,
+/// also for a live input.
+InputFile readInputFile(const std::string& path, UtcTime now = std::chrono::system_clock::now(),
+                        const ReadProgress& progress = {});
 
 /// The same, and live inputs too, which are read until `end`.
 InputFile readInput(const std::string& input, const inputs::InputOptions& options, const ReadingEnd& end,

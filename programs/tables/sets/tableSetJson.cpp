@@ -1,8 +1,13 @@
 #include "programs/tables/sets/tableSetJson.h"
 
 #include <algorithm>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
 
 #include "interface/psi/section.h"
+#include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/allTableKinds.h"
 #include "programs/tables/sets/periodsJson.h"
 
@@ -42,28 +47,86 @@ std::string pathOfHighVersion(const Json& json) {
   return "";
 }
 
-void refuseHighVersions(const Json& document) {
-  const std::string path = pathOfHighVersion(document);
+void refuseHighVersions(const JsonValue& value) {
+  const std::string path = pathOfHighVersion(value.document());
   if (path.empty()) return;
-  const std::string version = JsonValue(document[Json::json_pointer(path)]).shown();
-  JsonValue(document).failAt(path, version + " is above " + std::to_string(kMaxVersion));
+  const std::string version = JsonValue(value.document()[Json::json_pointer(path)]).shown();
+  value.failAt(path, version + " is above " + std::to_string(kMaxVersion));
 }
+
+/// Fields that are read an element at a time while the document is parsed. What is wrong with one is told in its
+/// turn, after all that comes before it.
+class LongFields {
+ public:
+  LongFields(UtcTime now, Versions versions) : versions(versions) {
+    for (const TableKind* kind : allTableKinds())
+      if (kind->group() == nullptr)
+        if (auto reader = kind->elements(now)) fields[kind].reader = std::move(reader);
+  }
+
+  ElementTakers takers() {
+    ElementTakers takers;
+    for (auto& [kind, field] : fields)
+      takers[kind->key()] = [this, &own = field](const JsonValue& element) { own.take(element, versions); };
+    return takers;
+  }
+
+  /// Puts what was read of the field into the set. False when nothing was.
+  bool finish(const TableKind& kind, TableSet& set) {
+    const auto found = fields.find(&kind);
+    if (found == fields.end() || !found->second.isRead) return false;
+    found->second.finish(set);
+    return true;
+  }
+
+ private:
+  struct Field {
+    std::unique_ptr<ElementReader> reader;
+    bool isRead = false;
+    std::optional<InputError> error;
+
+    void take(const JsonValue& element, Versions versions) {
+      isRead = true;
+      if (error) return;
+      try {
+        reader->take(element);
+        if (versions == Versions::ofTheWire) refuseHighVersions(element);
+      } catch (const InputError& wrong) {
+        error = wrong;
+      }
+    }
+
+    void finish(TableSet& set) const {
+      if (error) throw InputError(*error);
+      reader->finish(set);
+    }
+  };
+
+  const Versions versions;
+  std::map<const TableKind*, Field> fields;
+};
 
 }  // namespace
 
-TableSet readTableSet(std::string_view text, UtcTime now, Versions versions) {
-  const Json document = parseJson(text);
+TableSet readTableSet(const NextPiece& next, UtcTime now, Versions versions) {
+  LongFields longFields(now, versions);
+  const Json document = parseJson(next, longFields.takers());
   const JsonValue root(document);
   checkFields(root);
   TableSet set;
   for (const TableKind* kind : allTableKinds()) {
     const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
     if (!group) continue;
-    if (const auto value = group->optional(kind->key())) kind->read(*value, now, set);
+    if (const auto value = group->optional(kind->key()))
+      if (!longFields.finish(*kind, set)) kind->read(*value, now, set);
   }
-  if (versions == Versions::ofTheWire) refuseHighVersions(document);
+  if (versions == Versions::ofTheWire) refuseHighVersions(root);
   if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
   return set;
+}
+
+TableSet readTableSet(std::string_view text, UtcTime now, Versions versions) {
+  return readTableSet([&text] { return std::exchange(text, {}); }, now, versions);
 }
 
 std::string writeTableSet(const TableSet& set) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "programs/tables/json/parseJson.h"
 #include "programs/tables/kinds/TableSet.h"
 #include "programs/tables/values/UtcTime.h"
 
@@ -15,6 +16,8 @@ enum class Versions { any, ofTheWire };
 /// the library could not send. Times that are given relative to the present count from `now`.
 TableSet readTableSet(std::string_view text, UtcTime now = std::chrono::system_clock::now(),
                       Versions versions = Versions::any);
+/// The same of a text that comes in pieces, of which no more is kept than what is to be read yet.
+TableSet readTableSet(const NextPiece& next, UtcTime now, Versions versions = Versions::any);
 
 /// The table set as a JSON text that readTableSet() reads back to the same records.
 std::string writeTableSet(const TableSet& set);

@@ -1,6 +1,7 @@
 #include "programs/tables/values/dvbText.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -155,6 +156,20 @@ std::optional<std::string> encodeWith(const TextTable& table, std::string text) 
   return table.selector + *characters;
 }
 
+/// Characters that the first table, which has no selector, has in the same places as ASCII.
+std::array<bool, 256> findPlainCharacters() {
+  std::array<bool, 256> plain{};
+  for (char c = kLowestCharacter; c < 0x7F; ++c)
+    plain[static_cast<unsigned char>(c)] = encodeWith(textTables().front(), std::string(1, c)) == std::string(1, c);
+  return plain;
+}
+
+/// Whether there is nothing to do to a text, as to most.
+bool isPlain(const std::string& text) {
+  static const std::array<bool, 256> plain = findPlainCharacters();
+  return std::all_of(text.begin(), text.end(), [](char c) { return plain[static_cast<unsigned char>(c)]; });
+}
+
 std::size_t selectorSize(std::string_view bytes) {
   if (bytes.empty() || static_cast<unsigned char>(bytes[0]) >= kLowestCharacter) return 0;
   return std::min<std::size_t>(bytes.size(), bytes[0] == 0x10 ? 3 : 1);
@@ -201,6 +216,7 @@ bool isTextCharset(const std::string& name) {
 bool isTextTable(std::string_view selector) { return findTable(selector) != nullptr; }
 
 std::optional<std::string> encodeText(const std::string& text) {
+  if (isPlain(text)) return text;
   for (const auto& table : textTables())
     if (auto bytes = encodeWith(table, text)) return bytes;
   return std::nullopt;

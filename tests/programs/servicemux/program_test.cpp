@@ -436,7 +436,7 @@ TEST_F(Program, PutsTheTablesOnAirForTheDuration) {
 }
 
 TEST_F(Program, EndsCleanlyOnASignal) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal : {SIGINT, SIGTERM}) {
     const Receiver receiver;
     const pid_t child = start({"play", file("pat.json", kPat), "--to", receiver.target()});
     EXPECT_NE(receiver.receive(60000), "");
@@ -445,6 +445,188 @@ TEST_F(Program, EndsCleanlyOnASignal) {
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.output, HasSubstr(" on air, "));
   }
+}
+
+/// `play` while its files change. Its view on stdout tells once a second what is on air.
+class Reload : public Program {
+ protected:
+  /// Waits until the file that a child writes holds the text so many times.
+  bool awaits(const std::string& name, const std::string& text, int times = 1) const {
+    for (int i = 0; i < 3000; ++i) {
+      int found = 0;
+      const std::string contents = contentsOf(name);
+      for (std::size_t at = 0; (at = contents.find(text, at)) != std::string::npos; ++at) ++found;
+      if (found >= times) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+  }
+  bool shows(const std::string& text) const { return awaits("stdout", text); }
+  bool says(const std::string& text, int times = 1) const { return awaits("stderr", text, times); }
+
+  void replaceFile(const std::string& name, const std::string& contents) const {
+    file("new", contents);
+    fs::rename(directory / "new", directory / name);
+  }
+
+  pid_t playFiles(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), "play");
+    arguments.insert(arguments.end(), {"--to", receiver.target()});
+    return start(arguments);
+  }
+
+  std::string endAndTell(pid_t child) const {
+    kill(child, SIGINT);
+    const Result result = finish(child);
+    EXPECT_EQ(result.status, 0);
+    return result.errors;
+  }
+
+  static std::string cat(int version, const std::string& more = "") {
+    return R"({"cat": {"version_number": )" + std::to_string(version) + "}" + more + "}";
+  }
+
+  const Receiver receiver;
+};
+
+TEST_F(Reload, FileThatIsWrittenOrReplacedIsTakenOver) {
+  const pid_t child = playFiles({file("a.json", cat(1))});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  file("a.json", cat(2));
+  EXPECT_TRUE(shows("CAT@0x0001 v2"));
+  replaceFile("a.json", cat(3));
+  EXPECT_TRUE(shows("CAT@0x0001 v3"));
+  EXPECT_EQ(endAndTell(child),
+            "servicemux: taken over: 1 table changed, 0 new, 0 taken off\n"
+            "servicemux: taken over: 1 table changed, 0 new, 0 taken off\n");
+}
+
+TEST_F(Reload, FileBehindALinkIsTakenOver) {
+  fs::create_directory(directory / "elsewhere");
+  file("elsewhere/a.json", cat(1));
+  fs::create_symlink(directory / "elsewhere/a.json", directory / "a.json");
+  const pid_t child = playFiles({directory / "a.json"});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  file("elsewhere/a.json", cat(2));
+  EXPECT_TRUE(shows("CAT@0x0001 v2"));
+  endAndTell(child);
+}
+
+TEST_F(Reload, ErrorLeavesEverythingOnAirAndIsToldInOneLine) {
+  const std::string path = file("a.json", cat(1));
+  const pid_t child = playFiles({path});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  replaceFile("a.json", R"({"cat": {"version_number": 2}, "pat": {"programs": 5}})");
+  EXPECT_TRUE(says("a.json: /pat/transport_stream_id: missing field"));
+  replaceFile("a.json", "{");
+  EXPECT_TRUE(says("a.json: line 1, column 2"));
+  replaceFile("a.json", R"({"pmts": [{"program_number": 5, "pcr_pid": 1, "streams": []}]})");
+  EXPECT_TRUE(says("servicemux: PMT 5: it has no PID"));
+  replaceFile("a.json", "{}");
+  EXPECT_TRUE(says("servicemux: there is no table to send"));
+  replaceFile("a.json", cat(4));
+  EXPECT_TRUE(shows("CAT@0x0001 v4"));
+  EXPECT_EQ(contentsOf("stdout").find("CAT@0x0001 v2"), std::string::npos);
+  EXPECT_THAT(endAndTell(child), MatchesRegex("(servicemux: [^\n]*\n){5}"));
+}
+
+TEST_F(Reload, FileThatIsGoneIsAnErrorAndOneThatComesBackIsNot) {
+  const std::string path = file("a.json", cat(1));
+  const pid_t child = playFiles({path});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  fs::rename(path, path + ".old");
+  fs::rename(path + ".old", path);
+  EXPECT_TRUE(says("taken over: 0 tables changed"));
+  fs::remove(path);
+  EXPECT_TRUE(says("a.json: No such file or directory"));
+  file("a.json", cat(2));
+  EXPECT_TRUE(shows("CAT@0x0001 v2"));
+  EXPECT_THAT(endAndTell(child), MatchesRegex("(servicemux: [^\n]*\n){3}"));
+}
+
+TEST_F(Reload, SignalHasFilesReadThatHaveNotChanged) {
+  const pid_t child = playFiles({file("a.json", cat(1))});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  for (int times = 1; times <= 3; ++times) {
+    kill(child, SIGHUP);
+    EXPECT_TRUE(says("taken over: 0 tables changed, 0 new, 0 taken off", times));
+  }
+  endAndTell(child);
+}
+
+TEST_F(Reload, SeveralFilesMergeAsAtTheBeginning) {
+  const std::string first = file("a.json", cat(1, R"(, "periods": {"cat": 100})"));
+  const std::string second = file("b.json", kPat);
+  const pid_t child = playFiles({first, second, "--period", "pat=150"});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  file("b.json", cat(5));
+  EXPECT_TRUE(shows("CAT@0x0001 v5"));
+  EXPECT_TRUE(says("taken over: 1 table changed, 0 new, 1 taken off\n"));
+  file("a.json", cat(2, R"(, "periods": {"cat": 300})"));
+  EXPECT_TRUE(says("taken over: 0 tables changed, 0 new, 0 taken off, other periods"));
+  file("b.json", kPat);
+  EXPECT_TRUE(shows("CAT@0x0001 v2"));
+  endAndTell(child);
+}
+
+TEST_F(Reload, WarningThatStillHoldsIsNotToldAgain) {
+  const pid_t child = playFiles({file("a.json", cat(300))});
+  ASSERT_TRUE(says("CAT: version 300 is above 31 and is sent as 0"));
+  file("a.json", cat(300, R"(, "periods": {"cat": 600})"));
+  EXPECT_TRUE(says("other periods"));
+  EXPECT_TRUE(says("period of cat"));
+  const std::string told = endAndTell(child);
+  EXPECT_EQ(told.find("version 300"), told.rfind("version 300")) << told;
+}
+
+TEST_F(Reload, TimesGoOnCountingFromTheBeginningUntilTheSignal) {
+  const auto guide = [](int version) {
+    return cat(version, R"(, "eit_pf": [{"service_id": 1, "transport_stream_id": 1, "original_network_id": 1,
+        "version_number": 1, "events": [{"event_id": 1, "start_time": "now", "duration": "01:00:00"}]}])");
+  };
+  const pid_t child = playFiles({file("a.json", guide(1))});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  file("a.json", guide(2));
+  EXPECT_TRUE(says("taken over: 1 table changed, 0 new, 0 taken off\n"));
+  EXPECT_EQ(endAndTell(child).find("same version_number"), std::string::npos);
+}
+
+/// Both ends of a terminal.
+class Terminal {
+ public:
+  Terminal() : master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    EXPECT_EQ(grantpt(master), 0);
+    EXPECT_EQ(unlockpt(master), 0);
+  }
+  ~Terminal() { hangUp(); }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  std::string path() const { return ptsname(master); }
+  void hangUp() {
+    if (master >= 0) close(master);
+    master = -1;
+  }
+
+ private:
+  int master;
+};
+
+TEST_F(Reload, TerminalThatIsGoneEndsIt) {
+  Terminal terminal;
+  const int slave = open(terminal.path().c_str(), O_RDWR | O_NOCTTY);
+  const int saved = dup(STDIN_FILENO);
+  dup2(slave, STDIN_FILENO);
+  const pid_t child = playFiles({file("a.json", cat(1))});
+  dup2(saved, STDIN_FILENO);
+  close(saved);
+  close(slave);
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  kill(child, SIGHUP);
+  EXPECT_TRUE(says("taken over"));
+  terminal.hangUp();
+  kill(child, SIGHUP);
+  EXPECT_EQ(finish(child).status, 0);
 }
 
 TEST_F(Program, IsSilentWhenAskedTo) {

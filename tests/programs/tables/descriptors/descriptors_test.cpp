@@ -6,6 +6,7 @@
 #include <random>
 
 #include "programs/tables/json/InputError.h"
+#include "programs/tables/json/parseJson.h"
 
 namespace vantor::tables::descriptors_test {
 namespace {

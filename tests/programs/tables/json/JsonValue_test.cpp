@@ -2,6 +2,7 @@
 
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/json/JsonValue.h"
+#include "programs/tables/json/parseJson.h"
 #include "programs/tables/sets/tableSetJson.h"
 
 namespace vantor::tables::JsonValue_test {

@@ -75,6 +75,17 @@ TEST_F(OnAirTest, TotHasTheNewOffsetsOnceTheChangeHasPassed) {
   EXPECT_EQ(contentOf(nextSection(0x73, summer)), winter);
 }
 
+TEST_F(OnAirTest, OffsetsOfASetThatCameLaterChangeToo) {
+  serviceMux mux("time", addressOf(receiver), "");
+  OnAir onAir(read(R"({"cat": {"version_number": 1}})"), mux, kWinter);
+  onAir.replace(read(R"({"time": {"tdt": true, "local_time_offsets": [
+    {"country_code": "FRA", "time_zone": "Europe/Paris"}]}})"),
+                kWinter);
+  const std::string winter = contentOf(nextSection(0x73));
+  onAir.refresh(kSummer);
+  EXPECT_NE(contentOf(nextSection(0x73, winter)), "");
+}
+
 TEST_F(OnAirTest, SttHasTheNewStatusOnceTheChangeHasPassed) {
   const TableSet set = read(R"({"atsc": {"mgt": {"version_number": 1, "tables": []},
                                          "stt": {"time_zone": "Europe/Paris"}}})");
