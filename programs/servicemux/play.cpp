@@ -153,7 +153,6 @@ class Show {
   StretchNotice stretch;
   const Clock::time_point start = Clock::now();
   Clock::time_point next = start + display.interval();  // when the state is to be shown
-  bool hasLog = false;                                  // that is to be shown with it
   const std::optional<Clock::time_point> end =
       options.duration > 0
           ? std::optional(start +
