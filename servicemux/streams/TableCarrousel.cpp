@@ -14,8 +14,9 @@ constexpr unsigned int kShortestPeriod = 25;  // ms
 
 }  // namespace
 
-TableCarrousel::TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC)
-    : muxed_stream(muxer, pid, true, initialCC) {}
+TableCarrousel::TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC,
+                               Tenancy tenancy)
+    : muxed_stream(muxer, pid, true, initialCC, tenancy) {}
 
 TableCarrousel::~TableCarrousel() {
   unlinkFromMuxer();
@@ -89,12 +90,15 @@ int TableCarrousel::replace_packetized_subtable(SubTable* sub) {
 }
 
 int TableCarrousel::SetPeriod(SubTable* sub, unsigned int period) {
-  const boost::lock_guard<boost::mutex> guard(lock);
-  if (!sub->is_linked() || period < kShortestPeriod) return -1;
-  totalBitrate -= sub->bitrate;
-  sub->NewPeriod(period);
-  totalBitrate += sub->bitrate;
-  recalculate_timing();
+  {
+    const boost::lock_guard<boost::mutex> guard(lock);
+    if (!sub->is_linked() || period < kShortestPeriod) return -1;
+    totalBitrate -= sub->bitrate;
+    sub->NewPeriod(period);
+    totalBitrate += sub->bitrate;
+    recalculate_timing();
+  }
+  announcePeriod(*sub);
   return 0;
 }
 

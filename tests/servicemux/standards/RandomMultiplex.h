@@ -51,6 +51,7 @@ class RandomMultiplex {
   void setMgt();
   void setVct();
   void setStt();
+  void setSections();
   void setNullPackets();
   void configureAccess();
   void setEcm();

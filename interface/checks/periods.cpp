@@ -1,0 +1,14 @@
+#include "interface/checks/periods.h"
+
+namespace vantor {
+
+std::string milliseconds(std::int64_t period) { return std::to_string(period) + " ms"; }
+
+bool isPeriod(const Field& field, std::int64_t period, unsigned int longest) {
+  if (period < kShortestPeriod)
+    return field.refuse(milliseconds(period), "is below " + milliseconds(kShortestPeriod));
+  if (period > longest) return field.refuse(milliseconds(period), "is above " + milliseconds(longest));
+  return true;
+}
+
+}  // namespace vantor
