@@ -57,8 +57,10 @@ void SectionStreams::clearAll() {
 }
 
 void SectionStreams::listOnAir(std::vector<TableOnAir>& list) const {
+  // While the timing of the standards is about to take over a guest is silent for the last packets of the classic one.
+  const bool isClassic = owner->timingProfile() == TimingProfile::Classic;
   for (const auto& [key, table] : tables) {
-    if (table.carrousel->isSilent()) continue;
+    if (isClassic && table.carrousel->isSilent()) continue;
     const auto pid = static_cast<unsigned short>(std::get<0>(key));
     const StreamedTable sent = table.carrousel->onAir(*table.subtable);
     if (table.name.empty())

@@ -80,13 +80,32 @@ class TableListKind : public TableKind {
   void put(Item item, TableSet& set) const {
     std::vector<Item>& items = set.*Member;
     const Identity identity = identityOf(item);
-    const auto place =
-        std::lower_bound(items.begin(), items.end(), identity,
-                         [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
+    const auto place = placeOf(identity, items);
     if (place != items.end() && identityOf(*place) == identity)
       *place = std::move(item);
     else
       items.insert(place, std::move(item));
+  }
+
+  /// Null when there is none.
+  const Item* find(const Identity& identity, const TableSet& set) const {
+    const auto place = placeOf(identity, set.*Member);
+    return place != (set.*Member).end() && identityOf(*place) == identity ? &*place : nullptr;
+  }
+
+  /// Takes the one with this identity out, if there is one.
+  void drop(const Identity& identity, TableSet& set) const {
+    std::vector<Item>& items = set.*Member;
+    const auto place = placeOf(identity, items);
+    if (place != items.end() && identityOf(*place) == identity) items.erase(place);
+  }
+
+ private:
+  /// Of the item with this identity, or where it would be. `Items` is the list or the constant list.
+  template <typename Items>
+  auto placeOf(const Identity& identity, Items& items) const {
+    return std::lower_bound(items.begin(), items.end(), identity,
+                            [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
   }
 };
 

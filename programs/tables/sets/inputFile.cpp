@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "programs/tables/json/InputError.h"
@@ -45,6 +46,14 @@ InputFile read(const std::string& path) {
 }
 
 }  // namespace
+
+void leaveOutSections(InputFile& file) {
+  file.tables.sections.clear();
+  if (!file.capture) return;
+  auto& imports = file.capture->imports;
+  for (auto import = imports.begin(); import != imports.end();)
+    import = import->second.asSections ? imports.erase(import) : std::next(import);
+}
 
 InputFile readInputFile(const std::string& path) {
   try {

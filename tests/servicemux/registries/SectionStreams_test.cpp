@@ -1,5 +1,6 @@
 #include "servicemux/registries/SectionStreams.h"
 
+#include "servicemux/packetize/packetize.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "tests/servicemux/front/wholeSections.h"
 #include "tests/servicemux/registries/RegistryTest.h"

@@ -218,8 +218,8 @@ void RandomMultiplex::setSections() {
     return remove(key);
   }
   const int version = nextVersion(key);
-  auto record = makeSections(pid, key.table_id, key.extension, version, static_cast<int>(1 + below(4)), below(900));
-  record.period = static_cast<std::int32_t>(500 + below(10000));
+  auto record = makeSections(pid, key.table_id, key.extension, version, static_cast<int>(1 + below(4)), below(500));
+  record.period = static_cast<std::int32_t>(1000 + below(10000));
   EXPECT_EQ(mux.newSections(record), 0);
   put(key, version, static_cast<unsigned int>(record.period));
 }
