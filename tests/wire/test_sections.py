@@ -37,7 +37,7 @@ DECODED = (PAT_ID, CAT_ID, PMT_ID, NIT_ACTUAL_ID, SDT_ACTUAL_ID, SDT_OTHER_ID, *
 OUTSIDE = {
     "outside.ts": 17,
     "dvb-t.ts": 0,
-    "scrambled.ts": 0,
+    "scrambled.ts": 1,
     "atsc.ts": 0,
     "dvb-table-updates.ts": 0,
     "dvb-t-si.ts": 0,
@@ -131,7 +131,7 @@ def latest(sections):
     tables, versions = defaultdict(dict), {}
     for section in sections:
         subtable, has_syntax = subtable_of(section), section[1] & 0x80
-        if section[0] in TIMES:
+        if section[0] in TIMES or (has_syntax and not mpegts.crc_holds(section)):
             continue
         version = section[5] & 0x3F if has_syntax else None
         if versions.setdefault(subtable, version) != version:
@@ -216,7 +216,7 @@ class Replays(unittest.TestCase):
                             for number, _ in part.body}
                 expected = without_place(expected, programs)
             if any(section[0] in ECM_IDS for section in sections):  # the latest of a PID, whichever key it is of
-                sent = {key: sent.get(key) for key in sent}
+                self.assertEqual(len(sent), 1)
                 expected = {key: table for key, table in expected.items() if key in sent}
             with self.subTest(pid=pid):
                 self.assertEqual(sorted(sent), sorted(expected))

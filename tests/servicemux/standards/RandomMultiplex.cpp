@@ -72,8 +72,14 @@ std::uint64_t numberOf(const LimitJudge::Key& key) {
 
 }  // namespace
 
-RandomMultiplex::RandomMultiplex(serviceMux& mux, LimitJudge& judge, Clock now, unsigned int seed, bool sharesPids)
-    : mux(mux), judge(judge), now(std::move(now)), generator(seed), sharesPids(sharesPids) {
+RandomMultiplex::RandomMultiplex(serviceMux& mux, LimitJudge& judge, Clock now, unsigned int seed, bool sharesPids,
+                                 bool hasSections)
+    : mux(mux),
+      judge(judge),
+      now(std::move(now)),
+      generator(seed),
+      sharesPids(sharesPids),
+      hasSections(hasSections) {
   judge.setCeiling(this->now(), bitrate);
 }
 
@@ -93,9 +99,10 @@ void RandomMultiplex::change() {
       &RandomMultiplex::setMgt,         &RandomMultiplex::setVct,          &RandomMultiplex::setStt,
       &RandomMultiplex::setNullPackets, &RandomMultiplex::configureAccess, &RandomMultiplex::setEcm,
       &RandomMultiplex::setEcm,         &RandomMultiplex::setEcm,          &RandomMultiplex::setEmm,
-      &RandomMultiplex::setSections,    &RandomMultiplex::setSections,     &RandomMultiplex::clearOne,
-      &RandomMultiplex::clearOne,       &RandomMultiplex::clearAll};
-  (this->*kOperations[below(kOperations.size())])();
+      &RandomMultiplex::clearOne,       &RandomMultiplex::clearOne,        &RandomMultiplex::clearAll,
+      &RandomMultiplex::setSections,    &RandomMultiplex::setSections};
+  constexpr unsigned int kOfSections = 2;  // the last ones
+  (this->*kOperations[below(kOperations.size() - (hasSections ? 0 : kOfSections))])();
   keepLoad();
 }
 
@@ -218,7 +225,7 @@ void RandomMultiplex::setSections() {
     return remove(key);
   }
   const int version = nextVersion(key);
-  auto record = makeSections(pid, key.table_id, key.extension, version, static_cast<int>(1 + below(4)), below(500));
+  auto record = makeSections(pid, key.table_id, key.extension, version, static_cast<int>(1 + below(3)), below(300));
   record.period = static_cast<std::int32_t>(1000 + below(10000));
   EXPECT_EQ(mux.newSections(record), 0);
   put(key, version, static_cast<unsigned int>(record.period));

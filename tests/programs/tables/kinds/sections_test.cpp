@@ -58,7 +58,7 @@ TEST(WholeSections, ThePeriodIsThatOfTheTableOrTenSeconds) {
 }
 
 TEST(WholeSections, ComeBackFromJsonAsTheyWere) {
-  for (const std::string& fields : {R"("period": 700, "name": "Family", )", ""}) {
+  for (const char* fields : {R"("period": 700, "name": "Family", )", ""}) {
     const TableSet set = readTableSet(one(fields));
     EXPECT_EQ(readTableSet(writeTableSet(set)).sections, set.sections);
   }
