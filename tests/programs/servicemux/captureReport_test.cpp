@@ -37,9 +37,9 @@ TEST(CaptureReport, SaysWhichTablesAreReadableAndWhichAreKeptAsTheyCame) {
       tables::readSections(makeSection(0x4A, 1, 0, 0, 0, empty) + makeSection(0x4A, 2, 0, 0, 0, empty) +
                            makeSection(0x4A, 3, 0, 0, 0, "no BAT") + makeSection(0x90, 1, 0, 0, 0, "no PID"));
   EXPECT_THAT(captureTable(capture),
-              ElementsAre("TABLE                         SECTIONS",
-                          "BAT                                  3  imported, 2 tables; kept as sections, 1 table",
-                          "table id 0x90                        1  skipped"));
+              ElementsAre("TABLE                           SECTIONS",
+                          "BAT                                    3  imported, 2 tables; kept as sections, 1 table",
+                          "table id 0x90                          1  skipped"));
   EXPECT_EQ(skippedSections(capture), "skipped: table id 0x90");
 }
 

@@ -466,7 +466,7 @@ TEST_F(Program, ImportsWhatHasNoKindOfItsOwnUnlessItIsToldNotTo) {
   EXPECT_EQ(known.status, 0);
   EXPECT_EQ(tables::readTableSet(known.output).sections.size(), 0U);
   EXPECT_EQ(tables::readTableSet(known.output).pat, makePat(5, 2));
-  EXPECT_THAT(known.errors, HasSubstr("TSDT                                 1  skipped\n"));
+  EXPECT_THAT(known.errors, HasSubstr("TSDT                                   1  skipped\n"));
 }
 
 TEST_F(Program, PlaysWholeSectionsWithEitherTimingAsFarAsThatCan) {
