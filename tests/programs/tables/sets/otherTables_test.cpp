@@ -180,12 +180,6 @@ thrift::dvb_tables::MGT makeMgt(const std::vector<std::tuple<int, int, int, int>
   return mgt;
 }
 
-std::string file(const std::vector<std::string>& sections) {
-  std::string bytes;
-  for (const auto& section : sections) bytes += section;
-  return bytes;
-}
-
 std::string eit(unsigned source, unsigned version, const std::string& payload = "events") {
   return makeSection(0xCB, source, version, 0, 0, payload);
 }
