@@ -49,7 +49,7 @@ class SERVICEMUX_API SharedPids {
     bool isToldSilent = false;
   };
 
-  void settle(Pid& pid, const Streams& onPid);
+  static void settle(Pid& pid, const Streams& onPid);
 
   std::map<unsigned short, Pid> pids;
 };

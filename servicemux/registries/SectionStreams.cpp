@@ -57,7 +57,8 @@ void SectionStreams::clearAll() {
 }
 
 void SectionStreams::listOnAir(std::vector<TableOnAir>& list) const {
-  // While the timing of the standards is about to take over a guest is silent for the last packets of the classic one.
+  // While the timing of the standards is about to take over a guest is silent for the last packets of the classic
+  // one.
   const bool isClassic = owner->timingProfile() == TimingProfile::Classic;
   for (const auto& [key, table] : tables) {
     if (isClassic && table.carrousel->isSilent()) continue;
