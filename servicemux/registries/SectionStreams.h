@@ -43,7 +43,7 @@ class SERVICEMUX_API SectionStreams {
   void clearAll();
 
   /// Adds a line for each table on air. One that has to let others send is not.
-  void listOnAir(std::vector<TableOnAir>& tables) const;
+  void listOnAir(std::vector<TableOnAir>& list) const;
 
  private:
   /// PID, table_id, table_id_extension.
