@@ -34,8 +34,10 @@ std::int32_t periodFor(std::uint8_t tableId, const std::vector<std::string>& sec
   constexpr std::size_t kPacketRoom = 184;  // bytes
   constexpr double kReserve = 1.25;
   double time = 0;
-  for (const std::string& section : sections)
-    time += kGap + kPacketInterval * static_cast<double>(section.size() / kPacketRoom);
+  for (const std::string& section : sections) {
+    const std::size_t furtherPackets = section.size() / kPacketRoom;
+    time += kGap + kPacketInterval * static_cast<double>(furtherPackets);
+  }
   const auto seconds = static_cast<std::int32_t>(std::ceil(time * kReserve / 1000));
   return time * kReserve > periodOf(tableId) ? seconds * 1000 : periodOf(tableId);
 }
