@@ -20,6 +20,7 @@ foreach(header
     servicemux/muxer/Lane.h
     servicemux/muxer/MuxerStatistics.h
     servicemux/muxer/PacedTable.h
+    servicemux/muxer/SharedPids.h
     servicemux/muxer/StandardsPace.h
     servicemux/muxer/TimingProfile.h
     servicemux/muxer/UtcSecond.h
@@ -35,6 +36,7 @@ foreach(header
     servicemux/registries/PMTStreams.h
     servicemux/registries/PSIPStreams.h
     servicemux/registries/SDTStreams.h
+    servicemux/registries/SectionStreams.h
     servicemux/streams/Repetition.h
     servicemux/streams/SectionQueue.h
     servicemux/streams/SimpleTable.h
@@ -67,6 +69,7 @@ foreach(header
     interface/converters/t2dPAT.h
     interface/converters/t2dPMT.h
     interface/converters/t2dSDT.h
+    interface/converters/t2dSections.h
     interface/converters/t2dVCT.h)
   get_filename_component(directory ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${SERVICEMUX_INCLUDEDIR}/${directory})

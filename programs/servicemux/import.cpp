@@ -18,6 +18,7 @@ namespace {
 struct ImportOptions {
   std::string file;
   std::string output;
+  bool knownOnly = false;
 };
 
 void report(const std::string& path, const tables::Capture& capture) {
@@ -44,7 +45,8 @@ void save(const std::string& text, const std::string& path) {
 }
 
 int import(const ImportOptions& options) {
-  const tables::InputFile file = tables::readInputFile(options.file);
+  tables::InputFile file = tables::readInputFile(options.file);
+  if (options.knownOnly) tables::leaveOutSections(file);
   if (file.capture) report(options.file, *file.capture);
   const std::string text = tables::writeTableSet(file.tables);
   if (!options.output.empty())
@@ -67,6 +69,9 @@ void addImport(CLI::App& app, Command& command) {
       ->type_name("");
   subcommand->add_option("-o,--output", options->output, "Write the table set there and not to stdout")
       ->type_name("OUT.json");
+  subcommand->add_flag("--known-only", options->knownOnly,
+                       "Leave out what can only be kept as whole sections: tables of kinds that have no fields of "
+                       "their own");
   subcommand->footer("What was found, and what of it is left out, is told on stderr.");
   subcommand->callback([options, &command] { command = [options] { return import(*options); }; });
 }

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -18,6 +19,10 @@ template <typename Item>
 Item& recordOf(Item& item) {
   return item;
 }
+
+/// Whether an item has a version_number: whole sections have it inside, those that have one.
+template <typename Item>
+constexpr bool kHasVersion = !std::is_same_v<Item, thrift::dvb_tables::Sections>;
 
 /// What is the same for all tables of which an output has any number.
 template <typename Item, std::vector<Item> TableSet::*Member>
@@ -52,7 +57,8 @@ class TableListKind : public TableKind {
 
   std::vector<std::string> warnings(const TableSet& set) const override {
     std::vector<std::string> out;
-    for (const Item& item : set.*Member) warnOfVersion(nameOf(item), recordOf(item).version_number, out);
+    if constexpr (kHasVersion<Item>)
+      for (const Item& item : set.*Member) warnOfVersion(nameOf(item), recordOf(item).version_number, out);
     return out;
   }
 
@@ -62,8 +68,11 @@ class TableListKind : public TableKind {
     tables.reserve((set.*Member).size());
     for (Item& item : set.*Member) {
       auto& record = recordOf(item);
-      tables.push_back(
-          {identityOf(item), digester.addContent(record).finish(), &record.version_number, placeOf(item)});
+      if constexpr (kHasVersion<Item>)
+        tables.push_back(
+            {identityOf(item), digester.addContent(record).finish(), &record.version_number, placeOf(item)});
+      else
+        tables.push_back({identityOf(item), digester.addRecord(record).finish(), nullptr, placeOf(item)});
     }
     return tables;
   }
@@ -96,16 +105,34 @@ class TableListKind : public TableKind {
   void put(Item item, TableSet& set) const {
     std::vector<Item>& items = set.*Member;
     const Identity identity = identityOf(item);
-    const auto place =
-        std::lower_bound(items.begin(), items.end(), identity,
-                         [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
+    const auto place = positionOf(identity, items);
     if (place != items.end() && identityOf(*place) == identity)
       *place = std::move(item);
     else
       items.insert(place, std::move(item));
   }
 
+  /// Null when there is none.
+  const Item* find(const Identity& identity, const TableSet& set) const {
+    const auto place = positionOf(identity, set.*Member);
+    return place != (set.*Member).end() && identityOf(*place) == identity ? &*place : nullptr;
+  }
+
+  /// Takes the one with this identity out, if there is one.
+  void drop(const Identity& identity, TableSet& set) const {
+    std::vector<Item>& items = set.*Member;
+    const auto place = positionOf(identity, items);
+    if (place != items.end() && identityOf(*place) == identity) items.erase(place);
+  }
+
  private:
+  /// Of the item with this identity, or where it would be. `Items` is the list or the constant list.
+  template <typename Items>
+  auto positionOf(const Identity& identity, Items& items) const {
+    return std::lower_bound(items.begin(), items.end(), identity,
+                            [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
+  }
+
   class Reader : public ElementReader {
    public:
     Reader(const TableListKind& kind, UtcTime now) : kind(kind), now(now) {}

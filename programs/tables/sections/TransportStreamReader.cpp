@@ -48,10 +48,16 @@ void TransportStreamReader::read(const SectionSink& onSection, const FaultSink& 
 
 std::size_t TransportStreamReader::packets() const { return bytes.size() / kPacketSize; }
 
+void TransportStreamReader::readOthers(
+    const std::function<void(std::uint16_t pid, std::string_view packet)>& onPacket) const {
+  for (std::size_t at = 0; at < bytes.size(); at += kPacketSize)
+    if (const std::uint16_t pid = pidOf(packet(at)); pid != kNullPid && followed.count(pid) == 0)
+      onPacket(pid, packet(at));
+}
+
 std::map<std::uint16_t, std::uint64_t> TransportStreamReader::otherPackets() const {
   std::map<std::uint16_t, std::uint64_t> others;
-  for (std::size_t at = 0; at < bytes.size(); at += kPacketSize)
-    if (const std::uint16_t pid = pidOf(packet(at)); pid != kNullPid && followed.count(pid) == 0) ++others[pid];
+  readOthers([&others](std::uint16_t pid, std::string_view) { ++others[pid]; });
   return others;
 }
 

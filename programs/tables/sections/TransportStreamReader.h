@@ -28,6 +28,9 @@ class TransportStreamReader {
   /// Reads each PID that is followed from the first packet to the last.
   void read(const SectionSink& onSection, const FaultSink& onFault);
 
+  /// Goes through the packets of all PIDs that were not followed, but for null packets.
+  void readOthers(const std::function<void(std::uint16_t pid, std::string_view packet)>& onPacket) const;
+
   std::size_t packets() const;
   /// How many packets there are on each PID that was not followed.
   std::map<std::uint16_t, std::uint64_t> otherPackets() const;

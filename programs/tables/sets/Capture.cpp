@@ -9,6 +9,9 @@
 #include "programs/tables/kinds/SignallingPids.h"
 #include "programs/tables/kinds/allTableKinds.h"
 #include "programs/tables/kinds/programPids.h"
+#include "programs/tables/kinds/sectionPids.h"
+#include "programs/tables/kinds/sections.h"
+#include "programs/tables/sections/OtherPids.h"
 #include "programs/tables/sections/SubtableBuilder.h"
 #include "programs/tables/sections/TransportStreamReader.h"
 #include "programs/tables/sections/sectionFile.h"
@@ -21,24 +24,39 @@ namespace {
 class Collector {
  public:
   void addSection(int pid, const Section& section) {
-    auto& entry = capture.sections[section.tableId()];
-    ++entry.count;
-    entry.pids.insert(pid);
-    for (const TableKind* kind : allTableKinds())
-      if (kind->hasTableId(section.tableId()) &&
-          (pid == Capture::kNoPid ? kind->isFoundWithoutPid() : kind->isOnPid(pid)))
-        gather(*kind, pid, section);
+    count(pid, section);
+    bool isTaken = false;
+    for (const TableKind* kind : allTableKinds()) {
+      if (!kind->hasTableId(section.tableId()) || kind->hasSyntax() != section.hasSyntax()) continue;
+      if (pid == Capture::kNoPid ? !kind->isFoundWithoutPid() : !kind->isOnPid(pid)) continue;
+      gather(*kind, pid, section);
+      isTaken = true;
+    }
+    if (isTaken) return;
+    if (pid == Capture::kNoPid)
+      withoutPid.push_back(section);
+    else
+      keep(pid, section);
+  }
+
+  /// One of a PID that nothing names: no kind looks there.
+  void addOther(int pid, const Section& section) {
+    count(pid, section);
+    keep(pid, section);
   }
 
   void addFault(int pid, SectionFault fault) { ++capture.faults[{pid, fault}]; }
 
   /// What is left to do when all sections have come.
   Capture finish() {
+    keepWithoutPid();
+    for (const auto& [key, sections] : shorts) keepShort(key, sections);
     for (const auto& [key, subtable] : subtables) finishSubtable(key, *subtable.kind, subtable.builder);
     settlePmts();
     for (const auto& [key, loss] : losses)
       if (!loss.empty()) capture.leftOut.push_back(psi::tableName(key.table) + ": " + loss);
     for (const auto& [key, why] : refused) capture.leftOut.push_back(why);
+    for (auto& [key, import] : capture.imports) import.asSections = isKeptAsSections(key, *import.kind);
     return std::move(capture);
   }
 
@@ -55,14 +73,67 @@ class Collector {
     return kind.isSingle() ? SubtableKey{{key.table.table_id, 0, 0, 0}, 0} : key;
   }
 
+  void count(int pid, const Section& section) {
+    auto& entry = capture.sections[section.tableId()];
+    ++entry.count;
+    entry.pids.insert(pid);
+  }
+
   void gather(const TableKind& kind, int pid, const Section& section) {
-    if (section.hasSyntax() != kind.hasSyntax() || !kind.isWellFormed(section))
-      return addFault(pid, SectionFault::content);
+    if (!kind.isWellFormed(section)) return addFault(pid, SectionFault::content);
     const SubtableKey key = kind.keyOf(section, pid);
-    if (!kind.hasVersions()) return takeLatest(kind, key, section);
+    if (kind.hasVersions())
+      takeVersion(kind, pid, key, section);
+    else
+      takeLatest(kind, key, section);
+  }
+
+  void takeVersion(const TableKind& kind, int pid, const SubtableKey& key, const Section& section) {
     SubtableBuilder& builder = subtables.try_emplace(key, kind).first->second.builder;
     if (builder.add(section) && kind.isWhole(builder.numbered()) && !import(kind, key, builder.sections()))
       addFault(pid, SectionFault::content);
+  }
+
+  /// What no kind takes. Sections without a version stand side by side, unless they tell of one moment.
+  void keep(int pid, const Section& section) {
+    const SubtableKey key = sectionsKind().keyOf(section, pid);
+    if (section.hasSyntax()) return takeVersion(sectionsKind(), pid, key, section);
+    if (isMomentary(section.tableId())) shorts[key].clear();
+    auto& sections = shorts[key];
+    const auto isSame = [&section](const Section& other) { return other.bytes() == section.bytes(); };
+    if (std::none_of(sections.begin(), sections.end(), isSame)) sections.push_back(section);
+    if (sections.size() <= kMaxSections) return;
+    sections.erase(sections.begin());
+    losses[key] = "more than " + std::to_string(kMaxSections) + " different sections, the last ones are kept";
+  }
+
+  void keepShort(const SubtableKey& key, const std::vector<Section>& sections) {
+    if (const auto refusal = sectionsKind().decode(key, sections, capture.tables))
+      return noteRefusal(sectionsKind(), key, *refusal);
+    Capture::Import& import = capture.imports[key];
+    import.kind = &sectionsKind();
+    import.versions = 1;
+    import.current = true;
+  }
+
+  /// Which PIDs these belong on, the other tables tell.
+  void keepWithoutPid() {
+    SectionPids pids(capture.tables);
+    std::set<std::string> leftOut;
+    for (const Section& section : withoutPid) {
+      if (const auto pid = pids.pidOf(section))
+        keep(*pid, section);
+      else
+        leftOut.insert(psi::tableTypeName(section.tableId()));
+    }
+    for (const std::string& name : leftOut)
+      capture.leftOut.push_back(name + " left out: a file of sections has no PIDs, and nothing else tells its own");
+  }
+
+  bool isKeptAsSections(const SubtableKey& key, const TableKind& kind) const {
+    if (&kind == &sectionsKind()) return true;
+    const int pid = psi::tableTypeOf(key.table.table_id)->pid;
+    return kind.hasFallback() && hasSections({key.table, pid}, capture.tables);
   }
 
   /// Without versions each section is a table, over the one before.
@@ -138,8 +209,10 @@ class Collector {
 
   Capture capture;
   std::map<SubtableKey, Subtable> subtables;
-  std::map<SubtableKey, std::string> losses;   // of sections without versions
-  std::map<SubtableKey, std::string> refused;  // what came whole and cannot be sent
+  std::map<SubtableKey, std::vector<Section>> shorts;  // without versions and of no kind
+  std::vector<Section> withoutPid;                     // of no kind
+  std::map<SubtableKey, std::string> losses;           // of sections without versions
+  std::map<SubtableKey, std::string> refused;          // what came whole and cannot be sent
 };
 
 }  // namespace
@@ -158,9 +231,13 @@ Capture readTransportStream(std::string_view bytes) {
         follow(pids.namedBy(pid, section));
       },
       [&collector](std::uint16_t pid, SectionFault fault) { collector.addFault(pid, fault); });
+  OtherPids others([&collector](std::uint16_t pid, const Section& section) { collector.addOther(pid, section); });
+  for (const std::uint16_t pid : pids.streams()) others.expect(pid);
+  reader.readOthers([&others](std::uint16_t pid, std::string_view packet) { others.push(pid, packet); });
   Capture capture = collector.finish();
   capture.packets = reader.packets();
   for (const auto& [pid, count] : reader.otherPackets()) {
+    if (others.hasSections(pid)) continue;
     capture.otherPackets += count;
     capture.otherPids.insert(pid);
   }

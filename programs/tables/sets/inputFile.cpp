@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -76,6 +77,14 @@ InputFile read(const std::string& path, UtcTime now, const ReadProgress& progres
 }
 
 }  // namespace
+
+void leaveOutSections(InputFile& file) {
+  file.tables.sections.clear();
+  if (!file.capture) return;
+  auto& imports = file.capture->imports;
+  for (auto import = imports.begin(); import != imports.end();)
+    import = import->second.asSections ? imports.erase(import) : std::next(import);
+}
 
 InputFile readInputFile(const std::string& path, UtcTime now, const ReadProgress& progress) {
   try {

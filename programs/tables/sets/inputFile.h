@@ -17,6 +17,9 @@ struct InputFile {
   std::optional<Capture> capture;  ///< what is to be told of it, when it was one; its tables are moved out
 };
 
+/// Leaves whole sections out of it, those of a capture and those of a table set alike.
+void leaveOutSections(InputFile& file);
+
 /// Is told now and then how many bytes of how many have been read. What it throws ends the reading.
 using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t size)>;
 

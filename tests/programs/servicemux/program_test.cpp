@@ -642,10 +642,40 @@ TEST_F(Program, ImportsACaptureToAFile) {
 }
 
 TEST_F(Program, SaysWhenThereIsNothingToImport) {
-  const Result result = run({"import", file("a.bin", makeSection(0x4A, 1, 0, 0, 0, ""))});
+  const Result result = run({"import", file("a.bin", makeSection(0x90, 1, 0, 0, 0, ""))});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.output, "{}\n");
   EXPECT_THAT(result.errors, HasSubstr("nothing to import"));
+}
+
+TEST_F(Program, ImportsWhatHasNoKindOfItsOwnUnlessItIsToldNotTo) {
+  const std::string tsdt = makeSection(0x03, 0xFFFF, 0, 0, 0, "");
+  const std::string capture = file("a.bin", tsdt + sectionsOf(makePat(5, 2))[0]);
+  const Result all = run({"import", capture});
+  EXPECT_EQ(all.status, 0);
+  ASSERT_EQ(tables::readTableSet(all.output).sections.size(), 1U);
+  EXPECT_EQ(tables::readTableSet(all.output).sections[0].sections[0], tsdt);
+  EXPECT_THAT(all.errors, HasSubstr("kept as sections, 1 table\n"));
+  const Result known = run({"import", capture, "--known-only"});
+  EXPECT_EQ(known.status, 0);
+  EXPECT_EQ(tables::readTableSet(known.output).sections.size(), 0U);
+  EXPECT_EQ(tables::readTableSet(known.output).pat, makePat(5, 2));
+  EXPECT_THAT(known.errors, HasSubstr("TSDT                                   1  skipped\n"));
+}
+
+TEST_F(Program, PlaysWholeSectionsWithEitherTimingAsFarAsThatCan) {
+  const std::string bat = makeSection(0x4A, 500, 3, 0, 0, "anything");
+  const std::string files = file("a.bin", bat + sectionsOf(makeSdt(1, 1, 1), 0x42)[0]);
+  const Receiver receiver;
+  const auto play = [&](const char* timing) {
+    return run({"play", files, "--to", receiver.target(), "--timing", timing, "--duration", "0.5", "--quiet"});
+  };
+  const Result standards = play("standards");
+  EXPECT_EQ(standards.status, 0);
+  EXPECT_EQ(standards.errors, "");
+  const Result classic = play("classic");
+  EXPECT_EQ(classic.status, 0);
+  EXPECT_THAT(classic.errors, HasSubstr("pid: 0x0011 has other tables, which the classic timing keeps apart"));
 }
 
 TEST_F(Program, PlaysTheExamples) {
