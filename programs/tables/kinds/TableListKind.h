@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/TableKind.h"
 #include "programs/tables/kinds/refusals.h"
 
@@ -22,23 +23,17 @@ class TableListKind : public TableKind {
   void move(TableSet& from, TableSet& to) const override {
     for (Item& item : from.*Member) put(std::move(item), to);
   }
+  /// One bad table does not hide the next one: throws InputErrors.
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
     std::map<Identity, std::size_t> seen;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-      std::vector<Item> items = readItems(value.at(i), now);
-      for (std::size_t n = 0; n < items.size(); ++n)
-        throwIfRefused(value.at(i), inElement(whyUnsendable(items[n]), items, n));
-      for (Item& item : items) {
-        const auto [first, isNew] = seen.try_emplace(identityOf(item), i);
-        if (!isNew)
-          value.at(i).fail("the same table as in /" + std::string(key()) + "/" + std::to_string(first->second));
-        put(std::move(item), set);
-      }
-    }
+    InputErrors errors;
+    for (std::size_t i = 0; i < value.size(); ++i)
+      errors.gather([&] { readElement(value.at(i), i, now, seen, set); });
+    errors.throwIfAny();
   }
   OrderedJson write(const TableSet& set) const override {
     OrderedJson json = OrderedJson::array();
-    for (const Item& item : set.*Member) json.push_back(writeItem(item));
+    for (const Item& item : set.*Member) json.push_back(writeItem(item, set));
     return json;
   }
 
@@ -67,13 +62,26 @@ class TableListKind : public TableKind {
   virtual std::int32_t versionOf(const Item& item) const = 0;
   /// Most elements of the JSON array are one table.
   virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;
-  virtual OrderedJson writeItem(const Item& item) const = 0;
+  /// An item of the set, which tells what its descriptors mean.
+  virtual OrderedJson writeItem(const Item& item, const TableSet& set) const = 0;
   virtual Item decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const = 0;
   virtual std::optional<Refusal> whyUnsendable(const Item& item) const { return check(item); }
   /// The refusal of one of the items that an element was read to, with its path as the element has it.
   virtual std::optional<Refusal> inElement(std::optional<Refusal> refusal, const std::vector<Item>& /*items*/,
                                            std::size_t /*refused*/) const {
     return refusal;
+  }
+
+  void readElement(const JsonValue& value, std::size_t index, UtcTime now, std::map<Identity, std::size_t>& seen,
+                   TableSet& set) const {
+    std::vector<Item> items = readItems(value, now);
+    for (std::size_t n = 0; n < items.size(); ++n)
+      throwIfRefused(value, inElement(whyUnsendable(items[n]), items, n));
+    for (Item& item : items) {
+      const auto [first, isNew] = seen.try_emplace(identityOf(item), index);
+      if (!isNew) value.fail("the same table as in /" + std::string(key()) + "/" + std::to_string(first->second));
+      put(std::move(item), set);
+    }
   }
 
   /// In its place among the others, over the one with the same identity.

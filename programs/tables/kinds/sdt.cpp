@@ -129,7 +129,7 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
   }
   std::int32_t versionOf(const SDT& sdt) const override { return sdt.version_number; }
   std::vector<SDT> readItems(const JsonValue& value, UtcTime /*now*/) const override { return {readSdt(value)}; }
-  OrderedJson writeItem(const SDT& sdt) const override { return writeSdt(sdt); }
+  OrderedJson writeItem(const SDT& sdt, const TableSet& /*set*/) const override { return writeSdt(sdt); }
   SDT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeSdt(sections);
   }

@@ -32,11 +32,11 @@ InputFile fromCapture(Capture capture) {
   return file;
 }
 
-InputFile read(const std::string& path) {
+InputFile read(const std::string& path, UtcTime now) {
   const std::string extension = std::filesystem::path(path).extension();
   if (extension == ".json") {
     InputFile file;
-    file.tables = readTableSet(readAll(path));
+    file.tables = readTableSet(readAll(path), now);
     return file;
   }
   if (extension == ".ts") return fromCapture(readTransportStream(readAll(path)));
@@ -46,11 +46,13 @@ InputFile read(const std::string& path) {
 
 }  // namespace
 
-InputFile readInputFile(const std::string& path) {
+InputFile readInputFile(const std::string& path, UtcTime now) {
   try {
-    return read(path);
+    return read(path, now);
   } catch (const InputError& error) {
-    throw InputError(printable(path) + ": " + error.what());
+    InputErrors errors;
+    for (const std::string& line : linesOf(error)) errors.add(printable(path) + ": " + line);
+    throw errors;
   }
 }
 

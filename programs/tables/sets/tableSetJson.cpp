@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/allTableKinds.h"
 #include "programs/tables/sets/periodsJson.h"
 
@@ -10,6 +11,7 @@ namespace vantor::tables {
 namespace {
 
 constexpr const char* kPeriods = "periods";
+constexpr const char* kSchema = "$schema";  // for editors
 
 /// The fields that an object has: the table set itself, or one of its groups.
 std::vector<const char*> fieldsOf(const std::string& group) {
@@ -24,7 +26,9 @@ void checkFields(const JsonValue& root) {
   for (const TableKind* kind : allTableKinds())
     if (kind->group() != nullptr) fields.push_back(kind->group());
   fields.push_back(kPeriods);
+  fields.push_back(kSchema);
   root.allowOnly(fields);
+  if (const auto schema = root.optional(kSchema)) schema->string();
   for (const TableKind* kind : allTableKinds()) {
     if (kind->group() == nullptr) continue;
     if (const auto group = root.optional(kind->group())) group->allowOnly(fieldsOf(kind->group()));
@@ -36,14 +40,20 @@ void checkFields(const JsonValue& root) {
 TableSet readTableSet(std::string_view text, UtcTime now) {
   const Json document = parseJson(text);
   const JsonValue root(document);
-  checkFields(root);
   TableSet set;
+  InputErrors errors;
+  errors.gather([&] { checkFields(root); });
   for (const TableKind* kind : allTableKinds()) {
-    const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
-    if (!group) continue;
-    if (const auto value = group->optional(kind->key())) kind->read(*value, now, set);
+    errors.gather([&] {
+      const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
+      if (!group) return;
+      if (const auto value = group->optional(kind->key())) kind->read(*value, now, set);
+    });
   }
-  if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
+  errors.gather([&] {
+    if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
+  });
+  errors.throwIfAny();
   return set;
 }
 
