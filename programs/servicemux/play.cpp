@@ -18,7 +18,6 @@
 #include "programs/tables/sets/inputFile.h"
 #include "programs/tables/sets/wholeSet.h"
 #include "servicemux/front/serviceMux.h"
-#include "servicemux/output/periodFields.h"
 
 namespace vantor::cli {
 
@@ -31,9 +30,7 @@ using UtcClock = std::chrono::system_clock;
 void warn(const std::string& message) { std::cerr << "servicemux: " + message + "\n" << std::flush; }
 
 void tellOfCapture(const std::string& path, const tables::Capture& capture) {
-  const std::string where = tables::printable(path) + ": ";
-  for (const auto& note : captureNotes(capture)) warn(where + note);
-  if (const std::string skipped = skippedSections(capture); !skipped.empty()) warn(where + skipped);
+  for (const auto& warning : captureWarnings(capture)) warn(tables::printable(path) + ": " + warning);
 }
 
 tables::TableSet readFiles(const std::vector<std::string>& paths) {
@@ -45,16 +42,6 @@ tables::TableSet readFiles(const std::vector<std::string>& paths) {
   }
   tables::settle(set);
   return set;
-}
-
-/// How often tables are repeated: as the command line says, and else as the set does.
-InsertionPeriods periodsOf(const tables::TableSet& set, const PlayOptions& options) {
-  InsertionPeriods periods = tables::periodsOf(set);
-  for (const std::string& text : options.periods) {
-    const GivenPeriod given = parsePeriod(text).value();
-    periods.*given.field->value = static_cast<unsigned int>(given.period);
-  }
-  return periods;
 }
 
 /// Keeps the tables on air and the user informed until a signal or the end of the duration.
