@@ -12,6 +12,7 @@
 #include <sstream>
 #include <thread>
 
+#include "programs/tables/json/JsonValue.h"
 #include "programs/tables/sets/tableSetJson.h"
 #include "tests/programs/Receiver.h"
 #include "tests/programs/streams.h"
