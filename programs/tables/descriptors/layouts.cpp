@@ -21,9 +21,6 @@ void putField(BitWriter& to, const JsonValue& json, const LayoutField& field) {
     case Kind::kReserved:
       to.reserved(field.size);
       break;
-    case Kind::kZero:
-      to.bits(0, field.size);
-      break;
     case Kind::kLanguage:
       to.bytes(readLanguage(json));
       break;
@@ -51,7 +48,6 @@ void takeField(BitReader& from, const LayoutField& field, OrderedJson& json) {
       json[field.name] = from.flag();
       break;
     case Kind::kReserved:
-    case Kind::kZero:
       from.bits(field.size);
       break;
     case Kind::kLanguage:

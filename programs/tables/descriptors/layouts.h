@@ -21,7 +21,6 @@ struct LayoutField {
     kNumber,
     kFlag,
     kReserved,     ///< ones
-    kZero,         ///< reserved and zeros
     kLanguage,     ///< three letters
     kText,         ///< up to the end
     kCountedText,  ///< behind a length of 8 bits
@@ -31,13 +30,12 @@ struct LayoutField {
 
   Kind kind;
   const char* name = nullptr;
-  unsigned size = 0;  ///< bits of a number, reserved or zero
+  unsigned size = 0;  ///< bits of a number, or reserved
 };
 
 constexpr LayoutField number(const char* name, unsigned bits) { return {LayoutField::Kind::kNumber, name, bits}; }
 constexpr LayoutField flag(const char* name) { return {LayoutField::Kind::kFlag, name}; }
 constexpr LayoutField reserved(unsigned bits) { return {LayoutField::Kind::kReserved, nullptr, bits}; }
-constexpr LayoutField zero(unsigned bits) { return {LayoutField::Kind::kZero, nullptr, bits}; }
 constexpr LayoutField language() { return {LayoutField::Kind::kLanguage, kLanguageField}; }
 constexpr LayoutField text(const char* name) { return {LayoutField::Kind::kText, name}; }
 constexpr LayoutField countedText(const char* name) { return {LayoutField::Kind::kCountedText, name}; }

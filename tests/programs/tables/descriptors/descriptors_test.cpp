@@ -528,6 +528,14 @@ TEST(Descriptors, AreLogicalChannelsBehindAPrivateDataSpecifierThatSaysSo) {
   EXPECT_TRUE(writeLast({specifier("00000028"), channel}, Family::kAtsc).contains("tag"));
 }
 
+TEST(Descriptors, KeepControlCharactersOfAtscAsBytes) {
+  for (const std::string code : {"0a", "7f", "85"})
+    EXPECT_EQ(written(0xA0, "01656e6701000001" + code),
+              R"({"extended_channel_name":{"long_channel_name":[{"ISO_639_language_code":"eng",)"
+              R"("segments":[{"compression_type":0,"mode":0,"data":")" +
+                  code + R"("}]}]}})");
+}
+
 TEST(Descriptors, KeepTheNulsBehindAText) {
   EXPECT_EQ(written(0x40, "4e657400"), R"({"network_name":{"name":"Net\u0000"}})");
   EXPECT_EQ(written(0x40, "054e65740000"), raw(0x40, "054e65740000"));  // with a table of another one's choice
