@@ -5,6 +5,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/servicemux)
 install(TARGETS servicemux servicemux_interface servicemux_host EXPORT servicemuxTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS servicemux_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES docs/table-set.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/servicemux)
 install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_dir})
 
 foreach(header

@@ -16,6 +16,7 @@ import textwrap
 # The floors from the roof down, the rooms of one floor in one line.
 ABOVE = """
 programs/servicemux
+programs/tables/review
 programs/tables/sets
 programs/tables/kinds
 programs/tables/sections
@@ -42,6 +43,7 @@ interface/psi  interface/idl
 # What programs may know of the library.
 SURFACE = """
 servicemux/front/serviceMux.h
+servicemux/muxer/DatagramSink.h
 servicemux/muxer/MuxerStatistics.h
 servicemux/muxer/TimingProfile.h
 servicemux/packetize/packetize.h

@@ -15,7 +15,6 @@ namespace vantor::thrift::dvb_tables {
 namespace {
 
 constexpr std::int64_t kLastPid = kNullPid - 1;
-constexpr std::size_t kLongestSection = kSectionHeaderSize + kMaxSectionLength;
 /// EN 300 468 clause 5.2.6.
 constexpr std::size_t kShortestTot = kTotHead + kCrcSize;
 

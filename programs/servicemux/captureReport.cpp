@@ -172,4 +172,10 @@ std::string skippedSections(const Capture& capture) {
   return out;
 }
 
+std::vector<std::string> captureWarnings(const tables::Capture& capture) {
+  std::vector<std::string> warnings = captureNotes(capture);
+  if (const std::string skipped = skippedSections(capture); !skipped.empty()) warnings.push_back(skipped);
+  return warnings;
+}
+
 }  // namespace vantor::cli

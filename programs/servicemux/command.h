@@ -12,9 +12,12 @@ using Command = std::function<int()>;
 
 void addPlay(CLI::App& app, Command& command);
 void addImport(CLI::App& app, Command& command);
+void addCheck(CLI::App& app, Command& command);
+void addDiff(CLI::App& app, Command& command);
 
 constexpr int kExitOk = 0;
 constexpr int kExitBadInput = 1;
 constexpr int kExitBadUsage = 2;
+constexpr int kExitLimitBroken = 4;
 
 }  // namespace vantor::cli

@@ -20,10 +20,12 @@ int main(int argc, char** argv) {
   CLI::App app("Puts the signalling tables of an MPEG-2 transport stream on air.", "servicemux");
   app.set_version_flag("--version", "servicemux " SERVICEMUX_VERSION);
   app.require_subcommand(0, 1);
-  app.footer("Exit status: 0 done, 1 bad input, 2 bad usage.");
+  app.footer("Exit status: 0 done, 1 bad input, 2 bad usage; check and diff have more, see there.");
   Command command;
   addPlay(app, command);
   addImport(app, command);
+  addCheck(app, command);
+  addDiff(app, command);
   try {
     app.parse(argc, argv);
     if (!command) return fail(kExitBadUsage, "no subcommand given, see servicemux --help");

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/TableKind.h"
 #include "programs/tables/kinds/refusals.h"
 
@@ -32,9 +33,12 @@ class TableListKind : public TableKind {
 
   bool isIn(const TableSet& set) const override { return !(set.*Member).empty(); }
   void move(TableSet& from, TableSet& to) const override { putAll(std::exchange(from.*Member, {}), to); }
+  /// One bad table does not hide the next one: throws InputErrors.
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
     Reader reader(*this, now);
-    for (std::size_t i = 0; i < value.size(); ++i) reader.take(value.at(i));
+    InputErrors errors;
+    for (std::size_t i = 0; i < value.size(); ++i) errors.gather([&] { reader.take(value.at(i)); });
+    errors.throwIfAny();
     reader.finish(set);
   }
   std::unique_ptr<ElementReader> elements(UtcTime now) const override {
@@ -42,7 +46,7 @@ class TableListKind : public TableKind {
   }
   OrderedJson write(const TableSet& set) const override {
     OrderedJson json = OrderedJson::array();
-    for (const Item& item : set.*Member) json.push_back(writeItem(item));
+    for (const Item& item : set.*Member) json.push_back(writeItem(item, set));
     return json;
   }
 
@@ -89,7 +93,8 @@ class TableListKind : public TableKind {
   std::string nameOf(const Item& item) const { return psi::tableName(tableKeyOf(item)); }
   /// Most elements of the JSON array are one table.
   virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;
-  virtual OrderedJson writeItem(const Item& item) const = 0;
+  /// An item of the set, which tells what its descriptors mean.
+  virtual OrderedJson writeItem(const Item& item, const TableSet& set) const = 0;
   virtual Item decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const = 0;
   virtual std::optional<Refusal> whyUnsendable(const Item& item) const { return check(item); }
   /// Where it is sent, for tables that are not always sent in the same place.
@@ -138,16 +143,16 @@ class TableListKind : public TableKind {
     Reader(const TableListKind& kind, UtcTime now) : kind(kind), now(now) {}
 
     void take(const JsonValue& element) override {
+      const std::size_t index = count++;
       std::vector<Item> items = kind.readItems(element, now);
       for (std::size_t n = 0; n < items.size(); ++n)
         throwIfRefused(element, kind.inElement(kind.whyUnsendable(items[n]), items, n));
       for (Item& item : items) {
-        const auto [first, isNew] = seen.try_emplace(kind.identityOf(item), count);
+        const auto [first, isNew] = seen.try_emplace(kind.identityOf(item), index);
         if (!isNew)
           element.fail("the same table as in /" + std::string(kind.key()) + "/" + std::to_string(first->second));
         read.push_back(std::move(item));
       }
-      ++count;
     }
 
     void finish(TableSet& set) override {

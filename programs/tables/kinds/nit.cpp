@@ -72,7 +72,7 @@ class NetworkKind : public TableListKind<NIT, Member> {
   std::vector<NIT> readItems(const JsonValue& value, UtcTime /*now*/) const override {
     return {readNit(value, id)};
   }
-  OrderedJson writeItem(const NIT& nit) const override { return writeNit(nit, id); }
+  OrderedJson writeItem(const NIT& nit, const TableSet& /*set*/) const override { return writeNit(nit, id); }
   NIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeNit(sections);
   }

@@ -17,13 +17,13 @@ std::vector<std::int32_t> pidsInPat(const TableSet& set, std::int32_t program) {
   return pids;
 }
 
+}  // namespace
+
 std::string hexPid(std::int32_t pid) {
   char text[16];
   std::snprintf(text, sizeof text, "0x%04X", static_cast<unsigned>(pid));
   return text;
 }
-
-}  // namespace
 
 std::string settlePid(const TableSet& set, ProgramMap& map) {
   const std::vector<std::int32_t> pids = pidsInPat(set, map.pmt.program_number);
@@ -39,9 +39,11 @@ std::string settlePid(const TableSet& set, ProgramMap& map) {
 }
 
 void settlePids(TableSet& set) {
+  InputErrors errors;
   for (ProgramMap& map : set.pmts)
     if (const std::string problem = settlePid(set, map); !problem.empty())
-      throw InputError(psi::tableName(tableKeyOf(map)) + ": " + problem);
+      errors.add(psi::tableName(tableKeyOf(map)) + ": " + problem);
+  errors.throwIfAny();
 }
 
 }  // namespace vantor::tables

@@ -19,11 +19,14 @@ inline bool isProgramPid(std::int32_t pid) { return pid >= kFirstProgramPid && p
   return {kPmtTableId, static_cast<std::uint16_t>(map.pmt.program_number), 0, 0};
 }
 
+/// "0x0100"
+std::string hexPid(std::int32_t pid);
+
 /// What keeps the PMT from going on air where the set says, empty when nothing does. A PMT without a PID gets that
 /// of the PAT.
 [[nodiscard]] std::string settlePid(const TableSet& set, ProgramMap& map);
 
-/// Settles all of them. Throws InputError when one cannot be.
+/// Settles all of them. Throws InputErrors when some cannot be.
 void settlePids(TableSet& set);
 
 }  // namespace vantor::tables

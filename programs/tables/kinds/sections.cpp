@@ -15,8 +15,6 @@ namespace {
 
 using thrift::dvb_tables::Sections;
 
-constexpr std::size_t kLongestSection = kSectionHeaderSize + kMaxSectionLength;
-
 /// For tables of which no standard says how often they come.
 constexpr unsigned int kUsualPeriod = 10000;  // ms
 
@@ -88,7 +86,7 @@ class SectionsKind : public TableListKind<Sections, &TableSet::sections> {
     return {item};
   }
 
-  OrderedJson writeItem(const Sections& item) const override {
+  OrderedJson writeItem(const Sections& item, const TableSet& /*set*/) const override {
     OrderedJson json{{"pid", item.pid}};
     if (item.period != periodOf(byteAt(item.sections.front(), 0))) json["period"] = item.period;
     if (!item.name.empty()) json["name"] = item.name;

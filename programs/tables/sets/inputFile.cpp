@@ -90,7 +90,9 @@ InputFile readInputFile(const std::string& path, UtcTime now, const ReadProgress
   try {
     return read(path, now, progress);
   } catch (const InputError& error) {
-    throw InputError(printable(path) + ": " + error.what());
+    InputErrors errors;
+    for (const std::string& line : linesOf(error)) errors.add(printable(path) + ": " + line);
+    throw errors;
   }
 }
 

@@ -24,7 +24,7 @@ void leaveOutSections(InputFile& file);
 using ReadProgress = std::function<void(std::uint64_t done, std::uint64_t size)>;
 
 /// Reads a table set (.json), a transport stream (.ts) or a file of sections (.bin). Times that a table set gives
-/// relative to the present count from `now`. Throws InputError with the path in front.
+/// relative to the present count from `now`. Throws InputErrors with the path in front.
 InputFile readInputFile(const std::string& path, UtcTime now = std::chrono::system_clock::now(),
                         const ReadProgress& progress = {});
 

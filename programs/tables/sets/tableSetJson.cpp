@@ -15,6 +15,7 @@ namespace vantor::tables {
 namespace {
 
 constexpr const char* kPeriods = "periods";
+constexpr const char* kSchema = "$schema";  // for editors
 
 /// The fields that an object has: the table set itself, or one of its groups.
 std::vector<const char*> fieldsOf(const std::string& group) {
@@ -29,7 +30,9 @@ void checkFields(const JsonValue& root) {
   for (const TableKind* kind : allTableKinds())
     if (kind->group() != nullptr) fields.push_back(kind->group());
   fields.push_back(kPeriods);
+  fields.push_back(kSchema);
   root.allowOnly(fields);
+  if (const auto schema = root.optional(kSchema)) schema->string();
   for (const TableKind* kind : allTableKinds()) {
     if (kind->group() == nullptr) continue;
     if (const auto group = root.optional(kind->group())) group->allowOnly(fieldsOf(kind->group()));
@@ -65,20 +68,15 @@ class LongFields {
   struct Field {
     std::unique_ptr<ElementReader> reader;
     bool isRead = false;
-    std::optional<InputError> error;
+    InputErrors errors;
 
     void take(const JsonValue& element) {
       isRead = true;
-      if (error) return;
-      try {
-        reader->take(element);
-      } catch (const InputError& wrong) {
-        error = wrong;
-      }
+      errors.gather([&] { reader->take(element); });
     }
 
     void finish(TableSet& set) const {
-      if (error) throw InputError(*error);
+      errors.throwIfAny();
       reader->finish(set);
     }
   };
@@ -92,15 +90,21 @@ TableSet readTableSet(const NextPiece& next, UtcTime now) {
   LongFields longFields(now);
   const Json document = parseJson(next, longFields.takers());
   const JsonValue root(document);
-  checkFields(root);
   TableSet set;
+  InputErrors errors;
+  errors.gather([&] { checkFields(root); });
   for (const TableKind* kind : allTableKinds()) {
-    const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
-    if (!group) continue;
-    if (const auto value = group->optional(kind->key()))
-      if (!longFields.finish(*kind, set)) kind->read(*value, now, set);
+    errors.gather([&] {
+      const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
+      if (!group) return;
+      if (const auto value = group->optional(kind->key()))
+        if (!longFields.finish(*kind, set)) kind->read(*value, now, set);
+    });
   }
-  if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
+  errors.gather([&] {
+    if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
+  });
+  errors.throwIfAny();
   return set;
 }
 

@@ -9,8 +9,9 @@
 
 namespace vantor::tables {
 
-/// Reads a JSON table set. Throws InputError for everything that it does not know exactly and for every table that
-/// the library could not send. Times that are given relative to the present count from `now`.
+/// Reads a JSON table set. Throws InputErrors for everything that it does not know exactly and for every table that
+/// the library could not send: what is wrong with one table does not hide what is wrong with the next. Times that
+/// are given relative to the present count from `now`.
 TableSet readTableSet(std::string_view text, UtcTime now = std::chrono::system_clock::now());
 /// The same of a text that comes in pieces, of which no more is kept than what is to be read yet.
 TableSet readTableSet(const NextPiece& next, UtcTime now);
