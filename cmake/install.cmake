@@ -5,6 +5,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/servicemux)
 install(TARGETS servicemux servicemux_interface servicemux_host EXPORT servicemuxTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS servicemux_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES docs/table-set.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/servicemux)
 install(EXPORT servicemuxTargets NAMESPACE servicemux:: DESTINATION ${package_dir})
 
 foreach(header
@@ -20,6 +21,7 @@ foreach(header
     servicemux/muxer/Lane.h
     servicemux/muxer/MuxerStatistics.h
     servicemux/muxer/PacedTable.h
+    servicemux/muxer/SharedPids.h
     servicemux/muxer/StandardsPace.h
     servicemux/muxer/TimingProfile.h
     servicemux/muxer/UtcSecond.h
@@ -36,6 +38,7 @@ foreach(header
     servicemux/registries/PMTStreams.h
     servicemux/registries/PSIPStreams.h
     servicemux/registries/SDTStreams.h
+    servicemux/registries/SectionStreams.h
     servicemux/streams/Repetition.h
     servicemux/streams/SectionQueue.h
     servicemux/streams/SimpleTable.h
@@ -68,6 +71,7 @@ foreach(header
     interface/converters/t2dPAT.h
     interface/converters/t2dPMT.h
     interface/converters/t2dSDT.h
+    interface/converters/t2dSections.h
     interface/converters/t2dVCT.h)
   get_filename_component(directory ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${SERVICEMUX_INCLUDEDIR}/${directory})

@@ -23,6 +23,7 @@ packaging/manual.sh "$servicemux" | cmp - "$prefix/share/man/man1/servicemux.1"
 bash --norc -euc '
   source "$1"; COMP_WORDS=("$2" "") COMP_CWORD=1; _servicemux; [[ " ${COMPREPLY[*]} " == *" play "* ]]' \
   bash "$prefix/share/bash-completion/completions/servicemux" "$servicemux" || { echo "no completion"; exit 1; }
+cmp docs/table-set.schema.json "$prefix/share/servicemux/table-set.schema.json"
 
 # The library has a soname and shows nothing but its namespace.
 library=$(find "$prefix" -name libservicemux.so)

@@ -7,7 +7,7 @@ build="ccache cmake g++ libabsl-dev libboost-chrono-dev libboost-dev libboost-th
   liblzma-dev libpcap-dev libspdlog-dev libthrift-dev libxxhash-dev ninja-build nlohmann-json3-dev pkg-config
   thrift-compiler tzdata zlib1g-dev"
 test="ffmpeg gir1.2-gst-plugins-bad-1.0 gstreamer1.0-plugins-bad gstreamer1.0-tools groff-base
-  iproute2 libbenchmark-dev libgmock-dev libgtest-dev procps python3 python3-gi tshark tzdata"
+  iproute2 libbenchmark-dev libgmock-dev libgtest-dev procps python3 python3-gi python3-jsonschema tshark tzdata"
 bench="python3-matplotlib python3-numpy"
 check="clang clang-format clang-tidy git libclang-rt-14-dev"
 

@@ -6,10 +6,16 @@
 
 namespace vantor::thrift::dvb_tables {
 
-/// Whether a service or an event begins a new section although the section before it still has room.
+/// Whether a service, an event or a transport stream begins a new section although the section before it still has
+/// room.
 template <typename Item>
 bool startsSection(const Item& item) {
   return item.__isset.starts_section && item.starts_section;
+}
+
+/// Whether each section of a NIT has all descriptors of the network.
+inline bool repeatsDescriptors(const NIT& record) {
+  return record.__isset.repeats_descriptors && record.repeats_descriptors;
 }
 
 /// Whether the first event of a present/following table is the following one.

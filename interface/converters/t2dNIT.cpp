@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "interface/converters/check.h"
+#include "interface/converters/optionals.h"
 #include "interface/psi/tableIds.h"
 
 namespace vantor::thrift::dvb_tables {
@@ -10,10 +11,20 @@ namespace vantor::thrift::dvb_tables {
 namespace {
 
 bool fitsSections(const Field& nit, const NIT& record) {
-  SectionCount sections(kNitRoom);
-  for (const Descriptor& descriptor : record.descriptors) sections.add(wireSize(descriptor));
-  for (std::size_t i = 0; i < record.transport_streams.size(); ++i)
-    if (!sections.add(nit.element("transport_streams", i), record.transport_streams[i].descriptors)) return false;
+  SectionRoom room = kNitRoom;
+  if (repeatsDescriptors(record)) {
+    const std::size_t loop = wireSize(record.descriptors);
+    if (loop > room.bytes)
+      return nit["descriptors"].refuse(std::to_string(loop) + " bytes", "do not fit in a section");
+    room.bytes -= loop;
+  }
+  SectionCount sections(room);
+  if (!repeatsDescriptors(record))
+    for (const Descriptor& descriptor : record.descriptors) sections.add(wireSize(descriptor));
+  for (std::size_t i = 0; i < record.transport_streams.size(); ++i) {
+    const NITTransportStream& stream = record.transport_streams[i];
+    if (!sections.add(nit.element("transport_streams", i), stream.descriptors, startsSection(stream))) return false;
+  }
   return fitsSectionCount(nit, sections.count());
 }
 

@@ -37,15 +37,17 @@ struct NITTransportStream {
   1: i32 transport_stream_id
   2: i32 original_network_id
   3: list<Descriptor> descriptors
+  4: optional bool starts_section  // true: begins a new section though the one before has room
 }
 
-/** Network information table, actual network, EN 300 468 clause 5.2.1. */
+/** Network information table, EN 300 468 clause 5.2.1. A BAT, clause 5.2.2, is laid out alike. */
 struct NIT {
   1: i32 network_id
   2: i32 version_number
   3: bool current_next_indicator = true
   4: list<Descriptor> descriptors
   5: list<NITTransportStream> transport_streams
+  6: optional bool repeats_descriptors  // true: the network's descriptors stand in each section
 }
 
 struct PMTStream {
@@ -170,4 +172,15 @@ struct LocalTimeOffset {
   5: i64 time_of_change              // 40 bits like EITEvent.start_time; 0: no change known
   6: i16 next_time_offset            // hhmm in BCD
   7: bool valid = true
+}
+
+/**
+ * Whole sections of one table, of whatever kind, that are sent as they are. All have one table_id and one
+ * table_id_extension, which is 0 for sections without section_syntax_indicator.
+ */
+struct Sections {
+  1: i32 pid
+  2: i32 period = 10000     // ms from one sending to the next
+  3: string name            // for people; without one the table has that of its table_id
+  4: list<binary> sections  // each from table_id to its last byte
 }

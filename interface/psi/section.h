@@ -34,6 +34,8 @@ constexpr unsigned int kSectionDistance = 25;
 
 /// The greatest section_length there is, of private sections and EITs.
 constexpr std::size_t kMaxSectionLength = 4093;
+/// Such a section as a whole.
+constexpr std::size_t kLongestSection = kSectionHeaderSize + kMaxSectionLength;
 /// version_number has 5 bits.
 constexpr int kMaxVersion = 31;
 

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-/// table_ids: ISO/IEC 13818-1 table 2-31, ISO/IEC 13818-6 clause 9.2, EN 300 468 table 2, ATSC A/65 table 4.1.
+/// table_ids: ISO/IEC 13818-1 table 2-31, ISO/IEC 13818-6 clause 9.2, EN 300 468 table 2, ATSC A/65 table 4.1,
+/// SCTE 35 clause 9.2.
 
 namespace vantor {
 
@@ -47,5 +48,7 @@ constexpr std::uint8_t kRrtTableId = 0xCA;
 constexpr std::uint8_t kAtscEitTableId = 0xCB;
 constexpr std::uint8_t kAtscEttTableId = 0xCC;
 constexpr std::uint8_t kSttTableId = 0xCD;
+
+constexpr std::uint8_t kSpliceInfoTableId = 0xFC;
 
 }  // namespace vantor

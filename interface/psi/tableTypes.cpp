@@ -37,6 +37,7 @@ constexpr const TableType* kTypes[] = {
     &kAtscEit,
     &kAtscEtt,
     &kStt,
+    &kSpliceInfo,
 };
 
 std::string hexByte(std::uint8_t value) {

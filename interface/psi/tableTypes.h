@@ -113,6 +113,10 @@ inline constexpr TableType kAtscEtt{
     "ATSC ETT", kAtscEttTableId, kAtscEttTableId, TableType::kAnyPid, Extension::kOther, true, 0};
 inline constexpr TableType kStt{"ATSC STT", kSttTableId, kSttTableId, kPsipPid, Extension::kNone, false, 1000};
 
+// SCTE 35 clause 9.2.
+inline constexpr TableType kSpliceInfo{
+    "splice info", kSpliceInfoTableId, kSpliceInfoTableId, TableType::kAnyPid, Extension::kNone, false, 0};
+
 /// The kind of table that has this table_id, null when it is none of the above.
 [[nodiscard]] const TableType* tableTypeOf(std::uint8_t table_id);
 

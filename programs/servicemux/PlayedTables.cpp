@@ -17,21 +17,6 @@ void append(const std::vector<std::string>& lines, const std::string& before, st
   for (const std::string& line : lines) to.push_back(before + line);
 }
 
-void tellOfCapture(const std::string& path, const tables::Capture& capture, std::vector<std::string>& warnings) {
-  const std::string where = tables::printable(path) + ": ";
-  append(captureNotes(capture), where, warnings);
-  if (const std::string skipped = skippedSections(capture); !skipped.empty()) warnings.push_back(where + skipped);
-}
-
-InsertionPeriods periodsOf(const tables::TableSet& set, const PlayOptions& options) {
-  InsertionPeriods periods = tables::periodsOf(set);
-  for (const std::string& text : options.periods) {
-    const GivenPeriod given = parsePeriod(text).value();
-    periods.*given.field->value = static_cast<unsigned int>(given.period);
-  }
-  return periods;
-}
-
 }  // namespace
 
 PlayedTables readPlayedTables(const PlayOptions& options, tables::UtcTime now,
@@ -39,7 +24,7 @@ PlayedTables readPlayedTables(const PlayOptions& options, tables::UtcTime now,
   PlayedTables played;
   for (const auto& path : options.files) {
     tables::InputFile file = tables::readInputFile(path, now, progress);
-    if (file.capture) tellOfCapture(path, *file.capture, played.warnings);
+    if (file.capture) append(captureWarnings(*file.capture), tables::printable(path) + ": ", played.warnings);
     tables::merge(std::move(file.tables), played.tables);
   }
   tables::settle(played.tables);

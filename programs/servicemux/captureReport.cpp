@@ -1,6 +1,7 @@
 #include "programs/servicemux/captureReport.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "interface/psi/tableTypes.h"
 #include "programs/servicemux/inputNotes.h"
@@ -55,9 +56,16 @@ std::string pidsOf(const Row& row) {
 
 std::string fate(const Row& row) {
   if (row.imports.empty()) return row.isKnown ? "skipped, no whole table" : "skipped";
-  if (row.imports.front()->kind->isSingle())
-    return "imported, version " + std::to_string(row.imports.front()->version);
-  return "imported, " + counted(row.imports.size(), "table");
+  std::vector<const Capture::Import*> readable;
+  std::copy_if(row.imports.begin(), row.imports.end(), std::back_inserter(readable),
+               [](const Capture::Import* import) { return !import->asSections; });
+  const std::size_t whole = row.imports.size() - readable.size();
+  const std::string kept = whole == 0 ? "" : "kept as sections, " + counted(whole, "table");
+  if (readable.empty()) return kept;
+  const std::string what = readable.front()->kind->isSingle()
+                               ? "version " + std::to_string(readable.front()->version)
+                               : counted(readable.size(), "table");
+  return "imported, " + what + (kept.empty() ? "" : "; " + kept);
 }
 
 const char* describe(SectionFault fault) {
@@ -170,6 +178,12 @@ std::string skippedSections(const Capture& capture) {
   for (const Row& row : rowsOf(capture))
     if (row.imports.empty()) out += (out.empty() ? "skipped: " : ", ") + row.name;
   return out;
+}
+
+std::vector<std::string> captureWarnings(const tables::Capture& capture) {
+  std::vector<std::string> warnings = captureNotes(capture);
+  if (const std::string skipped = skippedSections(capture); !skipped.empty()) warnings.push_back(skipped);
+  return warnings;
 }
 
 }  // namespace vantor::cli

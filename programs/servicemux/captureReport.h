@@ -16,4 +16,7 @@ std::vector<std::string> captureTable(const tables::Capture& capture);
 /// What was found and is not imported, by name, in one line; empty when there is nothing of the kind.
 std::string skippedSections(const tables::Capture& capture);
 
+/// What is to be said of a capture whose tables go on air: the notes, and what is skipped.
+std::vector<std::string> captureWarnings(const tables::Capture& capture);
+
 }  // namespace vantor::cli

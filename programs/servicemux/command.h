@@ -14,6 +14,8 @@ using Command = std::function<int()>;
 void addPlay(CLI::App& app, Command& command);
 void addImport(CLI::App& app, Command& command);
 void addWatch(CLI::App& app, Command& command);
+void addCheck(CLI::App& app, Command& command);
+void addDiff(CLI::App& app, Command& command);
 
 constexpr int kExitOk = 0;
 constexpr int kExitBadInput = 1;

@@ -101,9 +101,10 @@ void write(const std::string& text, const std::string& path) {
 int import(const ImportOptions& options) {
   checkUsage(options);
   Progress progress("reading " + tables::printable(options.input));
-  const tables::InputFile file =
+  tables::InputFile file =
       isEndless(options.input) ? readEndless(options, progress) : readFile(options.input, options.how, progress);
   progress.clear();
+  if (options.knownOnly) tables::leaveOutSections(file);
   if (file.capture) report(options.input, *file.capture);
   if (tables::isEmpty(file.tables) && file.tables.periods.empty())
     throw tables::InputError(tables::printable(options.input) + ": nothing to import");

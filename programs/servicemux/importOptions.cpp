@@ -22,6 +22,9 @@ void declareImportOptions(CLI::App& app, ImportOptions& options) {
       ->type_name("");
   app.add_option("-o,--output", options.output, "Write the table set there and not to stdout")
       ->type_name("OUT.json");
+  app.add_flag(
+      "--known-only", options.knownOnly,
+      "Leave out what can only be kept as whole sections: tables of kinds that have no fields of their own");
   addDuration(app, options.duration, "Read a live input, or stdin, for so many seconds and not until Ctrl-C");
   addInputOptions(app, options.how);
   app.add_option("--default-charset", options.charset,

@@ -32,11 +32,13 @@ int main(int argc, char** argv) {
   app.require_subcommand(0, 1);
   app.footer(
       "Exit status: 0 done, 1 bad input, 2 bad usage, 3 an output that could not be used, 4 a limit broken (watch\n"
-      "--strict).");
+      "--strict); check and diff have more, see there.");
   Command command;
   addPlay(app, command);
   addImport(app, command);
   addWatch(app, command);
+  addCheck(app, command);
+  addDiff(app, command);
   try {
     app.parse(argc, argv);
     if (!command) return fail(kExitBadUsage, "no subcommand given, see servicemux --help");

@@ -7,6 +7,7 @@
 #include "interface/checks/dumpDirectory.h"
 #include "interface/checks/outputAddress.h"
 #include "programs/servicemux/numberOptions.h"
+#include "programs/tables/sets/wholeSet.h"
 
 namespace vantor::cli {
 
@@ -116,14 +117,28 @@ std::optional<GivenPeriod> parsePeriod(const std::string& text) {
   return given;
 }
 
-void declarePlayOptions(CLI::App& app, PlayOptions& options) {
+InsertionPeriods periodsOf(const tables::TableSet& set, const TableOptions& options) {
+  InsertionPeriods periods = tables::periodsOf(set);
+  for (const std::string& text : options.periods) {
+    const GivenPeriod given = parsePeriod(text).value();
+    periods.*given.field->value = static_cast<unsigned int>(given.period);
+  }
+  return periods;
+}
+
+void declareFiles(CLI::App& app, TableOptions& options) {
   app.add_option("FILE", options.files,
                  "Table set or capture, which its content tells; of several the later ones win")
       ->required()
       ->type_name("");
-  declareOutputOptions(app, options);
+}
+
+void declareBitrate(CLI::App& app, TableOptions& options) {
   addNumber(app, "--bitrate", options.bitrate, 1, 100000, "KBPS",
             "Ceiling of the output in kbit/s, 1024 if not given");
+}
+
+void declareTiming(CLI::App& app, TableOptions& options) {
   app.add_option_function<std::string>(
          "--timing",
          [&options](const std::string& name) {
@@ -132,11 +147,22 @@ void declarePlayOptions(CLI::App& app, PlayOptions& options) {
          "Whether every period is a maximum, as the standards have it, or held on average; standards if not given")
       ->type_name(std::string("{") + kStandards + "," + kClassic + "}")
       ->check(checkTiming);
+}
+
+void declarePeriods(CLI::App& app, TableOptions& options) {
   app.add_option("--period", options.periods,
                  "Repeat a table every so many ms, whatever the table sets say; once for each of " + periodNames())
       ->type_name("TABLE=MS")
       ->allow_extra_args(false)
       ->check(checkPeriod);
+}
+
+void declarePlayOptions(CLI::App& app, PlayOptions& options) {
+  declareFiles(app, options);
+  declareOutputOptions(app, options);
+  declareBitrate(app, options);
+  declareTiming(app, options);
+  declarePeriods(app, options);
   addNumber(app, "--datagram-wait", options.datagramWait, 0U, 1000U, "MS",
             "How long a packet waits at most for others to fill its datagram, 20 if not given; not with classic "
             "timing");

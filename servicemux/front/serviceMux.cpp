@@ -9,6 +9,7 @@
 #include "servicemux/access/ConditionalAccess.h"
 #include "servicemux/intake/AtscTables.h"
 #include "servicemux/intake/FixedTables.h"
+#include "servicemux/intake/SectionTables.h"
 #include "servicemux/intake/ServiceTables.h"
 #include "servicemux/muxer/VBRmuxer.h"
 #include "servicemux/output/DeviceSocket.h"
@@ -93,6 +94,7 @@ void serviceMux::makeParts() {
   timeTables = std::make_unique<TimeTables>(this, std::make_unique<SectionQueue>(muxer, kTimePid, 0));
   sdtCarrousel = std::make_shared<TableCarrousel>(muxer, kSdtPid, muxed_stream::kNoCC);
   serviceTables = std::make_unique<ServiceTables>(this, *dumps);
+  sectionTables = std::make_unique<SectionTables>(this);
   atscTables = std::make_unique<AtscTables>(this);
   access = std::make_unique<ConditionalAccess>(this);
 }
@@ -105,6 +107,7 @@ serviceMux::~serviceMux() {
 
 /// Ends the threads and closes the socket, also when construction broke off.
 void serviceMux::end() {
+  sectionTables.reset();  // first, so that no other table's end gives them their PID back
   fixedTables.reset();
   if (serviceTables) serviceTables->dropSDTs();
   if (timeTables) timeTables->dropQueue();  // the updater may be at work with the rest
@@ -213,6 +216,7 @@ std::vector<TableOnAir> serviceMux::tablesOnAir() const {
   std::vector<TableOnAir> tables;
   fixedTables->listOnAir(tables);
   serviceTables->listOnAir(tables);
+  sectionTables->listOnAir(tables);
   timeTables->listOnAir(tables);
   atscTables->listOnAir(tables);
   access->listOnAir(tables);
@@ -222,6 +226,7 @@ std::vector<TableOnAir> serviceMux::tablesOnAir() const {
 void serviceMux::clearAllTables() {
   const LogScope scope(name);
   log_function(HOST_LOG_DEBUG, 0, "[%s]", "clearAllTables");
+  sectionTables->clearAll();
   fixedTables->clearTables();
   access->dropFixedStreams();
   serviceTables->clearAll();
@@ -339,6 +344,18 @@ void serviceMux::clearEIT(unsigned char table_id, int service_id, int transport_
                           int original_network_id) {
   const LogScope scope(name);
   serviceTables->clearEIT(table_id, service_id, transport_stream_id, original_network_id);
+}
+
+// --- Whole sections -------------------------------------------------------------------------------------------
+
+int serviceMux::newSections(const Sections& record) {
+  const LogScope scope(name);
+  return sectionTables->newSections(record);
+}
+
+void serviceMux::clearSections(int pid, int table_id, int extension) {
+  const LogScope scope(name);
+  sectionTables->clearSections(pid, table_id, extension);
 }
 
 // --- TDT and TOT ----------------------------------------------------------------------------------------------

@@ -24,6 +24,7 @@ class ConditionalAccess;
 class DeviceSocket;
 class DumpFiles;
 class FixedTables;
+class SectionTables;
 class ServiceTables;
 class TableCarrousel;
 class TimeTables;
@@ -57,7 +58,8 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void setBitrate(unsigned int kbps);
 
   /// Chooses how the output decides when each section leaves, Classic at construction. What is on air stays there;
-  /// its counters go on. Any thread.
+  /// its counters go on. In Classic, tables on air as whole sections let others of their PID send (newSections).
+  /// Any thread.
   void setTimingProfile(TimingProfile profile);
 
   /// How long in ms, 20 at construction, a packet waits at most for others to fill its datagram. Standards only.
@@ -112,6 +114,20 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   void clearAllEITs();
   /// Takes one EIT off air, and no other.
   void clearEIT(unsigned char table_id, int service_id, int transport_stream_id, int original_network_id);
+
+  // Tables of whatever kind as whole sections, which are sent as they are.
+
+  /// Puts the sections of one table on air, over those that are there under the same PID, table_id and
+  /// table_id_extension (0 for sections without section_syntax_indicator). Returns 0, or -1 with an error in the
+  /// log that names the field; what was on air stays then. tablesOnAir() lists the table under the record's name,
+  /// or that of its kind where it has none.
+  ///
+  /// In Standards any number of streams share a PID. In Classic a PID that another stream has is refused. Sections
+  /// that share their PID when the profile becomes Classic, or another table comes to their PID then, stay off air
+  /// until they have the PID alone, or the profile is Standards again; the log tells of both as warnings.
+  int newSections(const vantor::thrift::dvb_tables::Sections& record);
+  /// Takes the table off air; where there is none that is only logged.
+  void clearSections(int pid, int table_id, int extension);
 
   /// Sends one null packet every `period` ms. Returns 0.
   int newNULLPkts(unsigned int period);
@@ -257,6 +273,7 @@ class SERVICEMUX_API serviceMux final : public RegistryOwner {
   std::unique_ptr<FixedTables> fixedTables;
   std::unique_ptr<TimeTables> timeTables;
   std::unique_ptr<ServiceTables> serviceTables;
+  std::unique_ptr<SectionTables> sectionTables;
   std::unique_ptr<ConditionalAccess> access;
   std::unique_ptr<AtscTables> atscTables;
 };

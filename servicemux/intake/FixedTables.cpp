@@ -64,7 +64,10 @@ int FixedTables::newNIT(const NIT& record) {
   const NitTable table(t2dNIT(record));
   if (!table) return -1;
   clampVersion(table->i_version);
-  if (const SectionChain sections = generateSections(*table)) {
+  NITLayout layout;
+  layout.repeatsDescriptors = repeatsDescriptors(record);
+  layout.starts = sectionStarts(record.transport_streams);
+  if (const SectionChain sections = generateSections(*table, layout)) {
     const unsigned int size = putOnAir(*nit, kNitPid, table->i_version, sections.get());
     log_function(HOST_LOG_NOTICE, 0, "[%s] New NITact %04x/v%u Size %us/%ub", owner->outputName().c_str(),
                  table->i_network_id, table->i_version, sectionCount(sections), size);

@@ -27,14 +27,6 @@ using namespace vantor::thrift::dvb_tables;
 /// 16-bit values come as short. Those above 0x7FFF would be printed and looked up as negative numbers.
 unsigned short unsigned16(short value) { return static_cast<unsigned short>(value); }
 
-template <typename Item>
-SectionStarts sectionStarts(const std::vector<Item>& items) {
-  SectionStarts starts;
-  starts.reserve(items.size());
-  for (const Item& item : items) starts.push_back(startsSection(item));
-  return starts;
-}
-
 EITLayout layoutOf(const EIT& record) {
   EITLayout layout;
   layout.standard = record.sectioning == EITSectioning::STANDARD;

@@ -70,6 +70,14 @@ class Lane {
   /// From packet to packet of one section.
   [[nodiscard]] nanoseconds packetInterval() const;
 
+  /// The counter sent last, kNoCC when nothing has been sent since clear().
+  [[nodiscard]] unsigned char counter() const { return isNew ? muxed_stream::kNoCC : lastCC; }
+  /// Somebody else has sent this one.
+  void continueFrom(unsigned char cc) {
+    lastCC = cc;
+    isNew = false;
+  }
+
   const unsigned short pid;
 
   // Valid after refresh(); max when there is nothing to send.

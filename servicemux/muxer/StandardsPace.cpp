@@ -165,6 +165,13 @@ void StandardsPace::clear(time_point now) {
   refit(now);
 }
 
+unsigned char StandardsPace::counterOf(unsigned short pid) const {
+  const auto lane = lanes.find(pid);
+  return lane == lanes.end() ? muxed_stream::kNoCC : lane->second->counter();
+}
+
+void StandardsPace::continueFrom(unsigned short pid, unsigned char cc) { laneOf(pid).continueFrom(cc); }
+
 Lane& StandardsPace::laneOf(unsigned short pid) {
   auto& lane = lanes[pid];
   if (!lane) lane = std::make_unique<Lane>(pid);

@@ -66,6 +66,11 @@ class SERVICEMUX_API StandardsPace {
   /// Takes all tables off air and begins anew: up to `now` somebody else has sent.
   void clear(time_point now);
 
+  /// The counter that the next packet of a PID continues from: as it is when somebody else begins to send, and goes
+  /// on from when somebody else has sent. kNoCC where nothing has been sent since the beginning.
+  [[nodiscard]] unsigned char counterOf(unsigned short pid) const;
+  void continueFrom(unsigned short pid, unsigned char cc);
+
   /// When the next datagram is to leave, max when there is none.
   [[nodiscard]] time_point nextDeparture() const;
 

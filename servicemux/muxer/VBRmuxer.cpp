@@ -28,6 +28,18 @@ constexpr milliseconds kLongestTurn{2};  // of a caller
 constexpr seconds kAlivePeriod{10};
 constexpr milliseconds kAhead{2};  // how far the slots of packets that leave together may be apart
 
+/// Of streams that share their PIDs. Not with a mutex held.
+void tell(const SharedPids::Changes& changes) {
+  for (const SharedPids::Change& change : changes)
+    if (change.isSilent)
+      log_function(
+          HOST_LOG_WARNING, 0,
+          "PID 0x%04x: its whole sections stay off air with the classic timing while other tables are there",
+          change.pid);
+    else
+      log_function(HOST_LOG_WARNING, 0, "PID 0x%04x: its whole sections are on air again", change.pid);
+}
+
 }  // namespace
 
 /// The stream-list mutex, held by a caller. A producer that has stepped back for the sake of waiting callers goes
@@ -112,23 +124,63 @@ MuxerStatistics VBRmuxer::statistics() const {
 }
 
 void VBRmuxer::link(muxed_stream& stream) {
-  const CallerLock lock(*this);
-  if (!stream.is_linked()) {
-    streams.push_back(stream);
-    if (isPaced) putOnAir(stream, Clock::now());
+  SharedPids::Changes changes;
+  {
+    const CallerLock lock(*this);
+    if (!stream.is_linked()) {
+      streams.push_back(stream);
+      if (stream.isGuest()) shared.add(stream.packetPid());
+      if (isPaced)
+        putOnAir(stream, Clock::now());
+      else if (shared.has(stream.packetPid()))
+        shared.joined(stream, linkedOn(stream.packetPid()));
+      changes = sharingChanges();
+    }
+    reschedule.store(true);
+    producerCondition.notify_one();
   }
-  reschedule.store(true);
-  producerCondition.notify_one();
+  tell(changes);
 }
 
 void VBRmuxer::unlink(muxed_stream& stream) {
-  const CallerLock lock(*this);
-  if (!stream.is_linked()) return;
-  streams.erase(streams.iterator_to(stream));
-  if (!isPaced) return;
-  for (PacedTable* const table : stream.pacedTables()) pace.remove(*table);
-  publishFit();
+  SharedPids::Changes changes;
+  {
+    const CallerLock lock(*this);
+    if (!stream.is_linked()) return;
+    streams.erase(streams.iterator_to(stream));
+    if (isPaced) {
+      for (PacedTable* const table : stream.pacedTables()) pace.remove(*table);
+      publishFit();
+    } else if (shared.has(stream.packetPid())) {
+      shared.left(stream, linkedOn(stream.packetPid()));
+      reschedule.store(true);
+      producerCondition.notify_one();
+    }
+    changes = sharingChanges();
+  }
+  tell(changes);
 }
+
+bool VBRmuxer::isTaken(unsigned short pid) {
+  const CallerLock lock(*this);
+  return std::any_of(streams.begin(), streams.end(),
+                     [pid](const muxed_stream& stream) { return stream.packetPid() == pid && !stream.isGuest(); });
+}
+
+SharedPids::Streams VBRmuxer::allLinked() {
+  SharedPids::Streams all;
+  for (muxed_stream& stream : streams) all.push_back(&stream);
+  return all;
+}
+
+SharedPids::Streams VBRmuxer::linkedOn(unsigned short pid) {
+  SharedPids::Streams some;
+  for (muxed_stream& stream : streams)
+    if (stream.packetPid() == pid) some.push_back(&stream);
+  return some;
+}
+
+SharedPids::Changes VBRmuxer::sharingChanges() { return shared.take(profile.load() == TimingProfile::Classic); }
 
 void VBRmuxer::announce(muxed_stream& stream, PacedTable& table) {
   if (profile.load() == TimingProfile::Classic) return;
@@ -247,7 +299,7 @@ bool VBRmuxer::waitForSlot(boost::unique_lock<boost::mutex>& lock, time_point sl
 /// Offers every stream one packet slot; a later stream sees the slot time that the earlier ones left.
 void VBRmuxer::pollStreams(time_point& slotClock, time_point& earliestDue) {
   for (muxed_stream& stream : streams) {
-    if (!pollStream(stream, slotClock, earliestDue)) continue;
+    if (stream.isSilent() || !pollStream(stream, slotClock, earliestDue)) continue;
     ++writeIndex;
     slotClock += slotInterval();
     packets.add(1);
@@ -310,11 +362,21 @@ void VBRmuxer::produceStandards(Watchdog& watchdog) {
     sent = Clock::now();
     watchdog.alive(sent);
   }
-  const CallerLock lock(*this);
-  isPaced = false;
-  pace.clear(sent);
-  publishFit();
-  for (muxed_stream& stream : streams) stream.beginClassic(sent);
+  endDeadlines(sent);
+}
+
+void VBRmuxer::endDeadlines(time_point sent) {
+  SharedPids::Changes changes;
+  {
+    const CallerLock lock(*this);
+    isPaced = false;
+    shared.end(pace, allLinked());
+    pace.clear(sent);
+    publishFit();
+    for (muxed_stream& stream : streams) stream.beginClassic(sent);
+    if (!stop.load()) changes = sharingChanges();
+  }
+  tell(changes);
 }
 
 /// Waits until all that is in the ring has left: from then on the consumer does not touch the sink.
@@ -328,13 +390,19 @@ void VBRmuxer::takeOver() {
 }
 
 void VBRmuxer::beginDeadlines() {
-  const CallerLock lock(*this);
-  const time_point now = Clock::now();
-  pace.clear(now);
-  isPaced = true;
-  pacedBitrate = pacedWait = 0;
-  adoptSettings(now);
-  for (muxed_stream& stream : streams) putOnAir(stream, now);
+  SharedPids::Changes changes;
+  {
+    const CallerLock lock(*this);
+    const time_point now = Clock::now();
+    pace.clear(now);
+    shared.begin(pace, allLinked());
+    isPaced = true;
+    pacedBitrate = pacedWait = 0;
+    adoptSettings(now);
+    for (muxed_stream& stream : streams) putOnAir(stream, now);
+    changes = sharingChanges();
+  }
+  tell(changes);
 }
 
 void VBRmuxer::putOnAir(muxed_stream& stream, time_point now) {

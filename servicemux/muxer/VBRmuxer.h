@@ -17,6 +17,7 @@
 #include "servicemux/muxer/Batch.h"
 #include "servicemux/muxer/DatagramSink.h"
 #include "servicemux/muxer/MuxerStatistics.h"
+#include "servicemux/muxer/SharedPids.h"
 #include "servicemux/muxer/StandardsPace.h"
 #include "servicemux/muxer/TimingProfile.h"
 #include "servicemux/muxer/muxed_stream.h"
@@ -35,6 +36,9 @@ struct pkt_t {
 /// 500 ms ahead, when nothing is due. A consumer thread runs consumerRun(): it gathers packets into datagrams of
 /// up to seven and sends them. A partial datagram leaves when the producer announces a gap of more than 25 ms.
 /// No stuffing is made.
+///
+/// A guest, a stream that shares a PID with others, is passed over while another stream is linked on its PID; what
+/// changes there is told in the log.
 ///
 /// All that is the classic timing. With the timing of the standards the producer sends too: it sleeps until a
 /// datagram is to leave, has a StandardsPace choose its packets and sends it, while ring and consumer rest.
@@ -82,6 +86,9 @@ class SERVICEMUX_API VBRmuxer {
   /// The consumer's loop; returns after muxerStop(). What is still in the ring is not sent.
   void consumerRun();
 
+  /// Whether a stream that is no guest is linked on this PID. Any thread that holds no stream's mutex.
+  [[nodiscard]] bool isTaken(unsigned short pid) SERVICEMUX_EXCLUDES(streamListMutex);
+
   /// Makes both loops return, whatever they are waiting for; does not wait for them. Any thread that holds
   /// neither a stream's mutex nor the muxer's.
   void muxerStop() SERVICEMUX_EXCLUDES(streamListMutex, consumerMutex);
@@ -120,6 +127,9 @@ class SERVICEMUX_API VBRmuxer {
   void announcePeriod(PacedTable& table) SERVICEMUX_EXCLUDES(streamListMutex);
   void withdraw(PacedTable& table) SERVICEMUX_EXCLUDES(streamListMutex);
   void wakeProducer() SERVICEMUX_EXCLUDES(streamListMutex);
+  [[nodiscard]] SharedPids::Streams linkedOn(unsigned short pid) SERVICEMUX_REQUIRES(streamListMutex);
+  [[nodiscard]] SharedPids::Streams allLinked() SERVICEMUX_REQUIRES(streamListMutex);
+  [[nodiscard]] SharedPids::Changes sharingChanges() SERVICEMUX_REQUIRES(streamListMutex);
 
   void produceClassic(Watchdog& watchdog);
   void letCallerIn(boost::unique_lock<boost::mutex>& lock) SERVICEMUX_REQUIRES(streamListMutex);
@@ -133,6 +143,7 @@ class SERVICEMUX_API VBRmuxer {
   [[nodiscard]] boost::chrono::nanoseconds slotInterval() const;
   [[nodiscard]] bool ringFull() const;
 
+  void endDeadlines(time_point sent) SERVICEMUX_EXCLUDES(streamListMutex);
   void produceStandards(Watchdog& watchdog);
   void takeOver() SERVICEMUX_EXCLUDES(streamListMutex);
   void beginDeadlines() SERVICEMUX_EXCLUDES(streamListMutex);
@@ -153,6 +164,7 @@ class SERVICEMUX_API VBRmuxer {
   const unsigned int packetsPerDatagram;
 
   StreamList streams SERVICEMUX_GUARDED_BY(streamListMutex);
+  SharedPids shared SERVICEMUX_GUARDED_BY(streamListMutex);
 
   // Written by SetBitrate. With the classic timing the producer reads the interval for every packet, with that of
   // the standards the bitrate for every datagram.

@@ -6,8 +6,8 @@
 namespace vantor {
 
 muxed_stream::muxed_stream(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, bool flag,
-                           unsigned char initialCC)
-    : pid(pid), lastCC(initialCC), flag(flag), muxer(muxer) {}
+                           unsigned char initialCC, Tenancy tenancy)
+    : pid(pid), tenancy(tenancy), lastCC(initialCC), flag(flag), muxer(muxer) {}
 
 muxed_stream::~muxed_stream() { unlinkFromMuxer(); }
 

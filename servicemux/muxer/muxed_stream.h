@@ -27,6 +27,10 @@ using muxed_stream_hook =
 /// the muxer alive: once the muxer is gone, linking and unlinking do nothing. Lock order: the muxer's
 /// stream-list mutex comes before a stream's own mutex, so no stream may link or unlink while holding its own.
 ///
+/// A guest shares its PID with streams that do not know of it. With the timing of the standards a PID has one
+/// counter whatever streams share it; with the classic one, where each stream has its own, a guest is silent while
+/// another stream is linked on its PID.
+///
 /// Every concrete stream calls unlinkFromMuxer() first thing in its own destructor: this base's destructor runs
 /// when the derived part, which the producer may just be polling, is already gone.
 class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
@@ -35,6 +39,9 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
 
   /// The continuity counter of a stream that has not sent a packet yet.
   static constexpr unsigned char kNoCC = 16;
+
+  /// How a stream has its PID.
+  enum class Tenancy { kOwner, kGuest };
 
   muxed_stream(const muxed_stream&) = delete;
   muxed_stream& operator=(const muxed_stream&) = delete;
@@ -66,11 +73,21 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
 
   [[nodiscard]] unsigned short packetPid() const { return pid; }
 
-  /// The counter that another pacing has sent last on the stream's PID. Producer thread only.
-  void continueFrom(unsigned char cc) { lastCC.store(cc, std::memory_order_relaxed); }
+  /// The counter that another pacing or another stream has sent last on the stream's PID; kNoCC changes nothing.
+  /// While the stream is linked, with the stream-list mutex held.
+  void continueFrom(unsigned char cc) {
+    if (cc != kNoCC) lastCC.store(cc, std::memory_order_relaxed);
+  }
 
   /// The continuity counter last sent (0 to 15), kNoCC before the first packet. Any thread.
   unsigned char GetLastCC() const;
+
+  [[nodiscard]] bool isGuest() const { return tenancy == Tenancy::kGuest; }
+
+  /// Whether it is a guest that has to let another stream of its PID send. Any thread.
+  [[nodiscard]] bool isSilent() const { return silent.load(std::memory_order_relaxed); }
+  /// Stream-list mutex held.
+  void setSilent(bool is) { silent.store(is, std::memory_order_relaxed); }
 
   /// Appends the stream to the muxer's list unless it is there already, and in both cases wakes the producer,
   /// which then starts anew from the current time. Any thread that holds no stream's mutex.
@@ -82,7 +99,8 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
 
  protected:
   /// `initialCC` is the counter the first packet continues from, kNoCC to take the packet's own.
-  muxed_stream(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, bool flag, unsigned char initialCC);
+  muxed_stream(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, bool flag, unsigned char initialCC,
+               Tenancy tenancy = Tenancy::kOwner);
 
   /// Tells the muxer that a table holds something else, or at another period, for the pacing of the standards; with
   /// the classic one there is nothing to do. Any thread that holds no stream's mutex.
@@ -96,9 +114,12 @@ class SERVICEMUX_API muxed_stream : public muxed_stream_hook {
   void restamp_cc(signed char* packet);
 
  private:
-  const unsigned short pid;  // constant after construction
+  // Constant after construction.
+  const unsigned short pid;
+  const Tenancy tenancy;
   // Written by the producer, read by whoever continues the counter in another stream.
   std::atomic<unsigned char> lastCC;
+  std::atomic<bool> silent{false};
   // Constant after construction. Nothing in the library reads it; it is kept for compatibility.
   [[maybe_unused]] const bool flag;
   const std::weak_ptr<VBRmuxer> muxer;

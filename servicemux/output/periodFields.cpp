@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "interface/checks/Field.h"
-#include "interface/psi/section.h"
+#include "interface/checks/periods.h"
 #include "interface/psi/tableLimits.h"
 
 namespace vantor {
@@ -12,8 +11,7 @@ namespace {
 
 // What has 16 bits in the registries.
 constexpr unsigned int k16Bits = 0xFFFF;
-// An hour. Nobody waits so long for a table, and the rates are reckoned in 32 bits, which some hours more overflow.
-constexpr unsigned int kHour = 3600000;
+constexpr unsigned int kHour = kLongestPeriod;
 
 using Periods = InsertionPeriods;
 
@@ -47,18 +45,9 @@ constexpr std::array<PeriodField, kPeriodFieldCount> kFields{{
     {"emm", &Periods::emmSpreading, kHour},
 }};
 
-std::string milliseconds(std::int64_t period) { return std::to_string(period) + " ms"; }
-
-bool canBeSet(const Field& field, std::int64_t period, unsigned int longest) {
-  if (period < kSectionDistance)
-    return field.refuse(milliseconds(period), "is below " + milliseconds(kSectionDistance));
-  if (period > longest) return field.refuse(milliseconds(period), "is above " + milliseconds(longest));
-  return true;
-}
-
 bool canBeSet(const Field& record, const InsertionPeriods& periods) {
   return std::all_of(kFields.begin(), kFields.end(), [&](const PeriodField& field) {
-    return canBeSet(record[field.name], periods.*field.value, field.longest);
+    return isPeriod(record[field.name], periods.*field.value, field.longest);
   });
 }
 
@@ -74,7 +63,7 @@ const PeriodField* findPeriodField(std::string_view name) {
 
 std::optional<Refusal> check(const PeriodField& field, std::int64_t period) {
   std::optional<Refusal> refusal;
-  if (canBeSet(Field(refusal)[field.name], period, field.longest)) return std::nullopt;
+  if (isPeriod(Field(refusal)[field.name], period, field.longest)) return std::nullopt;
   return refusal;
 }
 

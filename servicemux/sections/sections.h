@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "interface/psi/tableIds.h"
 #include "servicemux/sections/SectionChain.h"
 
 /// Makes the sections of libdvbpsi's tables. libdvbpsi's own generators do the work; where what they make is not
@@ -12,6 +13,15 @@ namespace vantor {
 /// One entry for each item of a table's list: true when the item begins a new section although the section before
 /// it still has room. Entries may be missing at the end of the list; they count as false.
 using SectionStarts = std::vector<bool>;
+
+/// How a NIT is laid out in sections.
+struct NITLayout {
+  /// A NIT other and a BAT differ in nothing else.
+  unsigned char tableId = kNitActualTableId;
+  /// Each section has all descriptors of the network; else these come first, in as many sections as they need.
+  bool repeatsDescriptors = false;
+  SectionStarts starts;  ///< of the transport streams
+};
 
 /// How the events of an EIT are laid out in sections.
 struct EITLayout {
@@ -28,8 +38,7 @@ struct EITLayout {
 /// At most kProgramsPerPatSection programs a section.
 SectionChain generateSections(dvbpsi_pat_t& pat);
 SectionChain generateSections(dvbpsi_cat_t& cat);
-/// A NIT actual.
-SectionChain generateSections(dvbpsi_nit_t& nit);
+SectionChain generateSections(dvbpsi_nit_t& nit, const NITLayout& layout = {});
 SectionChain generateSections(dvbpsi_pmt_t& pmt);
 /// `tableId` is that of an SDT actual or of an SDT other.
 SectionChain generateSections(dvbpsi_sdt_t& sdt, unsigned char tableId, const SectionStarts& starts);

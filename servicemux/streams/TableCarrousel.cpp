@@ -9,8 +9,9 @@
 
 namespace vantor {
 
-TableCarrousel::TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC)
-    : muxed_stream(muxer, pid, true, initialCC) {}
+TableCarrousel::TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC,
+                               Tenancy tenancy)
+    : muxed_stream(muxer, pid, true, initialCC, tenancy) {}
 
 TableCarrousel::~TableCarrousel() {
   unlinkFromMuxer();

@@ -24,7 +24,8 @@ class SERVICEMUX_API TableCarrousel : public muxed_stream {
  public:
   /// `initialCC` is the counter that the first packet continues from, kNoCC for none.
   /// Throws boost::thread_resource_error when the mutex cannot be made.
-  TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC);
+  TableCarrousel(const std::shared_ptr<VBRmuxer>& muxer, unsigned short pid, unsigned char initialCC,
+                 Tenancy tenancy = Tenancy::kOwner);
   ~TableCarrousel() override;
 
   /// Adds a subtable that repeats `packets` (swapped in) every `period` ms. Null, with nothing changed, for an

@@ -73,6 +73,7 @@ TEST(TableTypeName, IsTheOneThatTheStandardsUse) {
       {0xCB, "ATSC EIT"},
       {0xCC, "ATSC ETT"},
       {0xCD, "ATSC STT"},
+      {0xFC, "splice info"},
   };
   for (const auto& [id, name] : names) EXPECT_EQ(tableTypeName(static_cast<std::uint8_t>(id)), name);
 }

@@ -1,5 +1,7 @@
 #include "programs/tables/descriptors/descriptors.h"
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -15,8 +17,8 @@ using thrift::dvb_tables::Descriptor;
 
 DescriptorForms collectForms() {
   DescriptorForms all;
-  for (const auto& group :
-       {networkForms(), deliverySystemForms(), serviceForms(), eventForms(), streamForms(), psipForms()})
+  for (const auto& group : {mpegForms(), networkForms(), deliverySystemForms(), serviceForms(), eventForms(),
+                            streamForms(), psipForms()})
     all.insert(all.end(), group.begin(), group.end());
   return all;
 }
@@ -85,11 +87,23 @@ std::optional<OrderedJson> fieldsOf(const DescriptorForm& form, const std::strin
   return fields;
 }
 
-OrderedJson writeDescriptor(const Descriptor& descriptor) {
+OrderedJson writeDescriptor(const Descriptor& descriptor, TagOwner owner) {
   for (const auto& form : allForms())
-    if (form.tag == descriptor.tag)
+    if (form.tag == descriptor.tag && (form.owner == TagOwner::kStandard || form.owner == owner))
       if (auto fields = fieldsOf(form, descriptor.data)) return {{form.name, std::move(*fields)}};
   return {{"tag", descriptor.tag}, {"data", hexDigits(descriptor.data)}};
+}
+
+/// private_data_specifiers of those who give their channels numbers as IEC 62216 does: EACEM, which wrote it, and
+/// the broadcasters of the United Kingdom.
+constexpr const char* kChannelNumberOwners[] = {"\x00\x00\x00\x28", "\x00\x00\x23\x3A"};
+constexpr std::size_t kSpecifierSize = 4;
+constexpr std::uint8_t kPrivateDataSpecifierTag = 0x5F;
+
+TagOwner ownerNamedBy(const std::string& specifier) {
+  const auto isNamed = [&](const char* owner) { return specifier == std::string_view(owner, kSpecifierSize); };
+  const bool isEacem = std::any_of(std::begin(kChannelNumberOwners), std::end(kChannelNumberOwners), isNamed);
+  return isEacem ? TagOwner::kEacem : TagOwner::kStandard;
 }
 
 }  // namespace
@@ -101,10 +115,22 @@ Descriptors readDescriptors(const JsonValue& owner) {
   return descriptors;
 }
 
-void writeDescriptors(const Descriptors& descriptors, OrderedJson& owner) {
+void writeDescriptors(const Descriptors& descriptors, OrderedJson& owner, Family family) {
   if (descriptors.empty()) return;
   auto& list = owner["descriptors"] = OrderedJson::array();
-  for (const auto& descriptor : descriptors) list.push_back(writeDescriptor(descriptor));
+  TagOwner tagOwner = family == Family::kAtsc ? TagOwner::kAtsc : TagOwner::kStandard;
+  for (const auto& descriptor : descriptors) {
+    list.push_back(writeDescriptor(descriptor, tagOwner));
+    if (descriptor.tag == kPrivateDataSpecifierTag && family == Family::kDvb)
+      tagOwner = ownerNamedBy(descriptor.data);
+  }
+}
+
+bool isRegisteredByAtsc(const Descriptors& descriptors) {
+  constexpr std::uint8_t kRegistrationTag = 0x05;
+  return std::any_of(descriptors.begin(), descriptors.end(), [](const Descriptor& descriptor) {
+    return descriptor.tag == kRegistrationTag && descriptor.data.compare(0, 4, "GA94") == 0;
+  });
 }
 
 Descriptors fromDvbpsi(const dvbpsi_descriptor_t* first) {

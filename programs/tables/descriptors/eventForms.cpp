@@ -1,6 +1,7 @@
 #include "programs/tables/descriptors/DescriptorForm.h"
 #include "programs/tables/descriptors/formFields.h"
 #include "programs/tables/descriptors/generated.h"
+#include "programs/tables/descriptors/layouts.h"
 
 /// Descriptors of events.
 
@@ -138,10 +139,73 @@ OrderedJson decodeParentalRating(BitReader& from) {
   });
 }
 
+// ---- EN 300 468 clauses 6.2.30, 6.2.38 and 6.2.45
+
+constexpr LayoutField kTimeShiftedEvent[] = {number("reference_service_id", 16), number("reference_event_id", 16)};
+constexpr LayoutField kShortSmoothingBuffer[] = {number("sb_size", 2), number("sb_leak_rate", 6),
+                                                 bytes("reserved")};
+/// The parts of programme_identification_label.
+constexpr LayoutField kPdc[] = {reserved(4), number("day", 5), number("month", 4), number("hour", 5),
+                                number("minute", 6)};
+
+// ---- TS 102 323 clauses 5.3, 10.3 and 11.2.4
+
+constexpr LayoutField kTvaId[] = {number("TVA_id", 16), reserved(5), number("running_status", 3)};
+
+// ---- TS 102 323 clause 12.1
+
+constexpr std::uint32_t kCridInDescriptor = 0;
+constexpr std::uint32_t kCridInTable = 1;
+
+std::string encodeContentIdentifiers(const JsonValue& json) {
+  BitWriter to;
+  forEach(json, kMaxDescriptorData, [&to](std::size_t, const JsonValue& crid) {
+    const std::uint32_t location = readNumber(crid, "crid_location", 2);
+    put(to, crid, "crid_type", 6);
+    to.bits(location, 2);
+    if (location == kCridInDescriptor) {
+      crid.allowOnly({"crid_type", "crid_location", "crid"});
+      to.counted(readAscii(crid, "crid", kMaxDescriptorData));
+    } else if (location == kCridInTable) {
+      crid.allowOnly({"crid_type", "crid_location", "crid_ref"});
+      put(to, crid, "crid_ref", 16);
+    } else {
+      crid.required("crid_location").fail("is reserved");
+    }
+  });
+  return to.written();
+}
+
+OrderedJson decodeContentIdentifiers(BitReader& from) {
+  return takeAll(from, [](BitReader& entry) {
+    OrderedJson crid{{"crid_type", entry.bits(6)}, {"crid_location", entry.bits(2)}};
+    if (crid["crid_location"] == kCridInDescriptor)
+      crid["crid"] = asciiOf(entry, entry.counted());
+    else
+      crid["crid_ref"] = entry.bits(16);
+    return crid;
+  });
+}
+
+// ---- TS 102 323 clause 10.3: nothing but that it is there
+
+std::string encodeRelatedContent(const JsonValue& json) {
+  json.allowOnly({});
+  return "";
+}
+
+OrderedJson decodeRelatedContent(BitReader& /*from*/) { return OrderedJson::object(); }
+
 }  // namespace
 
 DescriptorForms eventForms() {
-  return {{0x4D, "short_event", encodeShortEvent, decodeShortEvent},
+  return {fields<kTimeShiftedEvent>(0x4F, "time_shifted_event"),
+          fields<kShortSmoothingBuffer>(0x61, "short_smoothing_buffer"),
+          fields<kPdc>(0x69, "PDC"),
+          {0x74, "related_content", encodeRelatedContent, decodeRelatedContent},
+          loop<kTvaId>(0x75, "TVA_id"),
+          {0x76, "content_identifier", encodeContentIdentifiers, decodeContentIdentifiers},
+          {0x4D, "short_event", encodeShortEvent, decodeShortEvent},
           {0x4E, "extended_event", encodeExtendedEvent, decodeExtendedEvent},
           {0x50, "component", encodeComponent, decodeComponent},
           {0x54, "content", encodeContent, decodeContent},

@@ -17,6 +17,10 @@ constexpr unsigned kPidBits = 13;
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
+}
+
 bool isLanguage(std::string_view code) {
   return code.size() == kCodeSize && std::all_of(code.begin(), code.end(), isLetter);
 }
@@ -49,10 +53,15 @@ std::uint32_t readUnits(const JsonValue& owner, const char* field, std::uint32_t
   return static_cast<std::uint32_t>(value / unit);
 }
 
+/// How many NULs end it. Broadcasters leave them behind names, where no character table has them.
+std::size_t endingNuls(std::string_view text) { return text.size() - (text.find_last_not_of('\0') + 1); }
+
 std::string encodeWithChosenTable(const JsonValue& json) {
-  const auto bytes = encodeText(json.string());
-  if (!bytes) json.fail(quoted(json.string()) + " holds a control character");
-  return *bytes;
+  const std::string& text = json.string();
+  const std::size_t nuls = endingNuls(text);
+  const auto bytes = encodeText(text.substr(0, text.size() - nuls));
+  if (!bytes) json.fail(quoted(text) + " holds a control character");
+  return *bytes + std::string(nuls, '\0');
 }
 
 /// Without a selector, for receivers that take another table for the default one.
@@ -154,12 +163,30 @@ std::string readText(const JsonValue& owner, const char* field, std::size_t room
 OrderedJson textOf(BitReader& from, std::string_view bytes) {
   const auto text = decodeText(bytes);
   if (!text) {
+    const std::size_t nuls = endingNuls(bytes);
+    const auto name = decodeText(bytes.substr(0, bytes.size() - nuls));
+    if (name && nuls > 0 && encodeText(name->text) == bytes.substr(0, bytes.size() - nuls))
+      return name->text + std::string(nuls, '\0');
     from.fail();
     return {};
   }
   if (encodeText(text->text) == bytes) return text->text;
   if (!text->charset.empty()) return {{"text", text->text}, {"charset", text->charset}};
   return {{"text", text->text}, {"table", hexDigits(text->table)}};
+}
+
+std::string readAscii(const JsonValue& owner, const char* field, std::size_t room) {
+  const JsonValue json = owner.required(field);
+  const std::string& text = json.string();
+  if (!isAscii(text)) json.fail(quoted(text) + " has other characters than printable ones of ASCII");
+  if (text.size() > room)
+    json.fail(std::to_string(text.size()) + " characters are more than " + std::to_string(room));
+  return text;
+}
+
+std::string asciiOf(BitReader& from, std::string_view bytes) {
+  if (!isAscii(bytes)) from.fail();
+  return std::string(from.isGood() ? bytes : "");
 }
 
 std::string readBytes(const JsonValue& owner, const char* field, std::size_t room) {

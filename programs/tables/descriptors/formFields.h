@@ -59,6 +59,10 @@ std::string takeCountry(BitReader& from);
 std::string readText(const JsonValue& owner, const char* field, std::size_t room);
 OrderedJson textOf(BitReader& from, std::string_view bytes);
 
+/// Printable ASCII, as the names of the Internet have it.
+std::string readAscii(const JsonValue& owner, const char* field, std::size_t room);
+std::string asciiOf(BitReader& from, std::string_view bytes);
+
 /// Hex digits, none when the field is absent.
 std::string readBytes(const JsonValue& owner, const char* field, std::size_t room);
 /// Leaves the field out when there are no bytes.

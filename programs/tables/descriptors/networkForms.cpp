@@ -1,6 +1,7 @@
 #include "programs/tables/descriptors/DescriptorForm.h"
 #include "programs/tables/descriptors/formFields.h"
 #include "programs/tables/descriptors/generated.h"
+#include "programs/tables/descriptors/layouts.h"
 
 /// Descriptors of networks and bouquets, and those that point at services elsewhere.
 
@@ -144,6 +145,92 @@ OrderedJson decodeLogicalChannel(BitReader& from) {
   });
 }
 
+// ---- EN 300 468 clauses 6.2.5, 6.2.6, 6.2.23 and 6.2.24
+
+constexpr LayoutField kMultilingualName[] = {language(), countedText("name")};
+
+// ---- EN 300 468 clause 6.2.10
+
+constexpr const char* kCountries = "countries";
+constexpr std::size_t kCountrySize = 3;
+
+std::string encodeCountryAvailability(const JsonValue& json) {
+  json.allowOnly({"country_availability_flag", kCountries});
+  BitWriter to;
+  putFlag(to, json, "country_availability_flag");
+  to.reserved(7);
+  forEach(json.required(kCountries), kMaxDescriptorData / kCountrySize,
+          [&to](std::size_t, const JsonValue& country) {
+            country.allowOnly({kCountryField});
+            to.bytes(readCountry(country));
+          });
+  return to.written();
+}
+
+OrderedJson decodeCountryAvailability(BitReader& from) {
+  OrderedJson json{{"country_availability_flag", from.flag()}};
+  from.bits(7);
+  json[kCountries] = takeAll(from, [](BitReader& entry) {
+    return OrderedJson{{kCountryField, takeCountry(entry)}};
+  });
+  return json;
+}
+
+// ---- EN 300 468 clause 6.2.17: frequencies as the delivery systems have them, in Hz
+
+constexpr const char* kFrequencies = "centre_frequencies";
+constexpr std::size_t kFrequencySize = 4;
+constexpr unsigned kCentreFrequencyDigits = 8;
+
+enum CodingType : std::uint32_t { kSatellite = 1, kCable = 2, kTerrestrial = 3 };
+
+/// The steps in which a frequency goes out.
+std::uint32_t stepOf(std::uint32_t codingType) {
+  return codingType == kSatellite ? 10000 : codingType == kCable ? 100 : codingType == kTerrestrial ? 10 : 1;
+}
+
+bool isDecimal(std::uint32_t codingType) { return codingType == kSatellite || codingType == kCable; }
+
+std::string encodeFrequencyList(const JsonValue& json) {
+  json.allowOnly({"coding_type", kFrequencies});
+  const std::uint32_t type = readNumber(json, "coding_type", 2);
+  BitWriter to;
+  to.reserved(6).bits(type, 2);
+  forEach(json.required(kFrequencies), kMaxDescriptorData / kFrequencySize,
+          [&](std::size_t, const JsonValue& entry) {
+            entry.allowOnly({"centre_frequency"});
+            to.bits(isDecimal(type) ? readDecimal(entry, "centre_frequency", stepOf(type), kCentreFrequencyDigits)
+                                    : readMultiple(entry, "centre_frequency", stepOf(type), 32),
+                    32);
+          });
+  return to.written();
+}
+
+OrderedJson decodeFrequencyList(BitReader& from) {
+  from.bits(6);
+  const std::uint32_t type = from.bits(2);
+  OrderedJson json{{"coding_type", type}};
+  json[kFrequencies] = takeAll(from, [type](BitReader& entry) {
+    return OrderedJson{{"centre_frequency", isDecimal(type)
+                                                ? takeDecimal(entry, stepOf(type), kCentreFrequencyDigits)
+                                                : std::uint64_t{entry.bits(32)} * stepOf(type)}};
+  });
+  return json;
+}
+
+// ---- TS 102 323 clause 6.3.1
+
+std::string encodeDefaultAuthority(const JsonValue& json) {
+  json.allowOnly({"default_authority"});
+  return readAscii(json, "default_authority", kMaxDescriptorData);
+}
+
+OrderedJson decodeDefaultAuthority(BitReader& from) { return {{"default_authority", asciiOf(from, from.rest())}}; }
+
+// ---- EN 300 468 clause 6.2.16; ETSI TS 101 162 has the extensions
+
+constexpr LayoutField kExtension[] = {number("descriptor_tag_extension", 8), bytes("selector")};
+
 }  // namespace
 
 DescriptorForms networkForms() {
@@ -151,7 +238,13 @@ DescriptorForms networkForms() {
           {0x41, "service_list", encodeServiceList, decodeServiceList},
           {0x47, "bouquet_name", encodeBouquetName, decodeName},
           {0x4A, "linkage", encodeLinkage, decodeLinkage},
-          {0x83, "logical_channel", encodeLogicalChannel, decodeLogicalChannel}};
+          loop<kMultilingualName>(0x5B, "multilingual_network_name"),
+          loop<kMultilingualName>(0x5C, "multilingual_bouquet_name"),
+          {0x49, "country_availability", encodeCountryAvailability, decodeCountryAvailability},
+          {0x62, "frequency_list", encodeFrequencyList, decodeFrequencyList},
+          {0x73, "default_authority", encodeDefaultAuthority, decodeDefaultAuthority},
+          fields<kExtension>(0x7F, "extension"),
+          {0x83, "logical_channel", encodeLogicalChannel, decodeLogicalChannel, TagOwner::kEacem}};
 }
 
 }  // namespace vantor::tables

@@ -1,6 +1,7 @@
 #include "programs/tables/descriptors/DescriptorForm.h"
 #include "programs/tables/descriptors/formFields.h"
 #include "programs/tables/descriptors/generated.h"
+#include "programs/tables/descriptors/layouts.h"
 
 /// Descriptors of services, and the one that says whose private descriptors follow.
 
@@ -41,10 +42,32 @@ std::string encodePrivateDataSpecifier(const JsonValue& json) {
 
 OrderedJson decodePrivateDataSpecifier(BitReader& from) { return {{"private_data_specifier", from.bits(32)}}; }
 
+// ---- EN 300 468 clauses 6.2.3, 6.2.11, 6.2.18, 6.2.25, 6.2.26, 6.2.34 and 6.2.46
+
+constexpr LayoutField kNvodReference[] = {number("transport_stream_id", 16), number("original_network_id", 16),
+                                          number("service_id", 16)};
+constexpr LayoutField kTimeShiftedService[] = {number("reference_service_id", 16)};
+constexpr LayoutField kCaIdentifier[] = {number("CA_system_id", 16)};
+constexpr LayoutField kMultilingualServiceName[] = {language(), countedText("provider"), countedText("name")};
+constexpr LayoutField kServiceMove[] = {number("new_original_network_id", 16),
+                                        number("new_transport_stream_id", 16), number("new_service_id", 16)};
+constexpr LayoutField kDataBroadcast[] = {number("data_broadcast_id", 16), number("component_tag", 8),
+                                          countedBytes("selector"), language(), countedText("text")};
+constexpr LayoutField kFtaContentManagement[] = {flag("user_defined"), reserved(3), flag("do_not_scramble"),
+                                                 number("control_remote_access_over_internet", 2),
+                                                 flag("do_not_apply_revocation")};
+
 }  // namespace
 
 DescriptorForms serviceForms() {
-  return {{0x48, "service", encodeService, decodeService},
+  return {loop<kNvodReference>(0x4B, "NVOD_reference"),
+          fields<kTimeShiftedService>(0x4C, "time_shifted_service"),
+          loop<kCaIdentifier>(0x53, "CA_identifier"),
+          loop<kMultilingualServiceName>(0x5D, "multilingual_service_name"),
+          fields<kServiceMove>(0x60, "service_move"),
+          fields<kDataBroadcast>(0x64, "data_broadcast"),
+          fields<kFtaContentManagement>(0x7E, "FTA_content_management"),
+          {0x48, "service", encodeService, decodeService},
           {0x5F, "private_data_specifier", encodePrivateDataSpecifier, decodePrivateDataSpecifier}};
 }
 

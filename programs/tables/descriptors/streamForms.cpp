@@ -1,6 +1,7 @@
 #include "programs/tables/descriptors/DescriptorForm.h"
 #include "programs/tables/descriptors/formFields.h"
 #include "programs/tables/descriptors/generated.h"
+#include "programs/tables/descriptors/layouts.h"
 
 /// Descriptors of elementary streams and of conditional access.
 
@@ -173,27 +174,114 @@ OrderedJson decodeVbiData(BitReader& from) {
 // ---- EN 300 468 annex D.3
 
 constexpr const char* kAc3Fields[] = {"component_type", "bsid", "mainid", "asvc"};
+constexpr unsigned kAc3FieldCount = 4;
+constexpr const char* kAdditionalInfo = "additional_info";
 
 /// First a flag for each field that is there, then the fields.
 std::string encodeAc3(const JsonValue& json) {
-  json.allowOnly({kAc3Fields[0], kAc3Fields[1], kAc3Fields[2], kAc3Fields[3], "additional_info"});
+  json.allowOnly({kAc3Fields[0], kAc3Fields[1], kAc3Fields[2], kAc3Fields[3], kAdditionalInfo});
   BitWriter to;
   for (const char* const field : kAc3Fields) to.bits(json.optional(field) ? 1 : 0, 1);
   to.bits(0, 4);  // reserved_flags are zeros
   for (const char* const field : kAc3Fields)
     if (json.optional(field)) put(to, json, field, 8);
-  return to.bytes(readBytes(json, "additional_info", kMaxDescriptorData - to.written().size())).written();
+  return to.bytes(readBytes(json, kAdditionalInfo, kMaxDescriptorData - to.written().size())).written();
 }
 
 OrderedJson decodeAc3(BitReader& from) {
   OrderedJson json = OrderedJson::object();
   const std::uint32_t flags = from.bits(4);
   from.bits(4);
-  for (unsigned i = 0; i < 4; ++i)
-    if ((flags >> (3 - i) & 1) != 0) json[kAc3Fields[i]] = from.bits(8);
-  addBytes(json, "additional_info", from.rest());
+  for (unsigned i = 0; i < kAc3FieldCount; ++i)
+    if ((flags >> (kAc3FieldCount - 1 - i) & 1) != 0) json[kAc3Fields[i]] = from.bits(8);
+  addBytes(json, kAdditionalInfo, from.rest());
   return json;
 }
+
+// ---- EN 300 468 annex D.5
+
+constexpr const char* kMixInfo = "mixinfoexists";
+constexpr const char* kSubstreams[] = {"substream1", "substream2", "substream3"};
+constexpr unsigned kSubstreamCount = 3;
+
+std::string encodeEnhancedAc3(const JsonValue& json) {
+  json.allowOnly({kAc3Fields[0], kAc3Fields[1], kAc3Fields[2], kAc3Fields[3], kMixInfo, kSubstreams[0],
+                  kSubstreams[1], kSubstreams[2], kAdditionalInfo});
+  BitWriter to;
+  for (const char* const field : kAc3Fields) to.bits(json.optional(field) ? 1 : 0, 1);
+  putFlag(to, json, kMixInfo);
+  for (const char* const field : kSubstreams) to.bits(json.optional(field) ? 1 : 0, 1);
+  for (const char* const field : kAc3Fields)
+    if (json.optional(field)) put(to, json, field, 8);
+  for (const char* const field : kSubstreams)
+    if (json.optional(field)) put(to, json, field, 8);
+  return to.bytes(readBytes(json, kAdditionalInfo, kMaxDescriptorData - to.written().size())).written();
+}
+
+OrderedJson decodeEnhancedAc3(BitReader& from) {
+  OrderedJson json = OrderedJson::object();
+  const std::uint32_t flags = from.bits(kAc3FieldCount);
+  json[kMixInfo] = from.flag();
+  const std::uint32_t substreams = from.bits(kSubstreamCount);
+  for (unsigned i = 0; i < kAc3FieldCount; ++i)
+    if ((flags >> (kAc3FieldCount - 1 - i) & 1) != 0) json[kAc3Fields[i]] = from.bits(8);
+  for (unsigned i = 0; i < kSubstreamCount; ++i)
+    if ((substreams >> (kSubstreamCount - 1 - i) & 1) != 0) json[kSubstreams[i]] = from.bits(8);
+  addBytes(json, kAdditionalInfo, from.rest());
+  return json;
+}
+
+// ---- EN 300 468 annex H.2
+
+constexpr const char* kAacType = "AAC_type";
+
+/// A payload of one byte says nothing of a type, one of two that there is none.
+std::string encodeAac(const JsonValue& json) {
+  json.allowOnly({"profile_and_level", "SAOC_DE_flag", kAacType, kAdditionalInfo});
+  BitWriter to;
+  put(to, json, "profile_and_level", 8);
+  if (!json.optional("SAOC_DE_flag")) {
+    for (const char* field : {kAacType, kAdditionalInfo})
+      if (const auto given = json.optional(field)) given->fail("needs a SAOC_DE_flag before it");
+    return to.written();
+  }
+  to.bits(json.optional(kAacType) ? 1 : 0, 1);
+  putFlag(to, json, "SAOC_DE_flag");
+  to.bits(0, 6);
+  if (json.optional(kAacType)) put(to, json, kAacType, 8);
+  return to.bytes(readBytes(json, kAdditionalInfo, kMaxDescriptorData - to.written().size())).written();
+}
+
+OrderedJson decodeAac(BitReader& from) {
+  OrderedJson json{{"profile_and_level", from.bits(8)}};
+  if (from.atEnd()) return json;
+  const bool hasType = from.flag();
+  json["SAOC_DE_flag"] = from.flag();
+  from.bits(6);
+  if (hasType) json[kAacType] = from.bits(8);
+  addBytes(json, kAdditionalInfo, from.rest());
+  return json;
+}
+
+// ---- EN 300 468 clauses 6.2.1, 6.2.2, 6.2.12 and 6.2.32, annexes G and H
+
+constexpr LayoutField kScrambling[] = {number("scrambling_mode", 8)};
+constexpr LayoutField kDataBroadcastId[] = {number("data_broadcast_id", 16), bytes("id_selector")};
+constexpr LayoutField kAncillaryData[] = {number("ancillary_data_identifier", 8)};
+constexpr LayoutField kAdaptationFieldData[] = {number("adaptation_field_data_identifier", 8)};
+constexpr LayoutField kDts[] = {number("sample_rate_code", 4),
+                                number("bit_rate_code", 6),
+                                number("nblks", 7),
+                                number("fsize", 14),
+                                number("surround_mode", 6),
+                                flag("lfe_flag"),
+                                number("extended_surround_flag", 2),
+                                bytes(kAdditionalInfo)};
+
+// ---- TS 102 809 clause 5.3.5.1
+
+constexpr LayoutField kApplicationSignalling[] = {reserved(1), number("application_type", 15), reserved(3),
+                                                  number("AIT_version_number", 5)};
 
 }  // namespace
 
@@ -205,7 +293,15 @@ DescriptorForms streamForms() {
           {0x52, "stream_identifier", encodeStreamIdentifier, decodeStreamIdentifier},
           {0x56, "teletext", encodeTeletext, decodeTeletext},
           {0x59, "subtitling", encodeSubtitling, decodeSubtitling},
-          {0x6A, "AC-3", encodeAc3, decodeAc3}};
+          fields<kScrambling>(0x65, "scrambling"),
+          fields<kDataBroadcastId>(0x66, "data_broadcast_id"),
+          {0x6A, "AC-3", encodeAc3, decodeAc3},
+          fields<kAncillaryData>(0x6B, "ancillary_data"),
+          loop<kApplicationSignalling>(0x6F, "application_signalling"),
+          fields<kAdaptationFieldData>(0x70, "adaptation_field_data"),
+          {0x7A, "enhanced_AC-3", encodeEnhancedAc3, decodeEnhancedAc3},
+          fields<kDts>(0x7B, "DTS"),
+          {0x7C, "AAC", encodeAac, decodeAac}};
 }
 
 }  // namespace vantor::tables

@@ -10,6 +10,15 @@ bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0
 
 }  // namespace
 
+void InputErrors::add(const InputError& error) {
+  for (const std::string& line : linesOf(error)) texts.push_back(line);
+}
+
+std::vector<std::string> linesOf(const InputError& error) {
+  const auto* const several = dynamic_cast<const InputErrors*>(&error);
+  return several != nullptr ? several->all() : std::vector<std::string>{error.what()};
+}
+
 std::string printable(const std::string& text, bool ascii) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string out;

@@ -1,6 +1,7 @@
 #include "programs/tables/kinds/SignallingPids.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "interface/psi/descriptors.h"
@@ -48,8 +49,8 @@ Pids pidsOfCat(const Section& section) {
   return out;
 }
 
-/// ECM PIDs.
-Pids pidsOfPmt(const Section& section) {
+/// ECM PIDs; adds those of streams that are sections to `streams`.
+Pids pidsOfPmt(const Section& section, std::set<std::uint16_t>& streams) {
   Pids out;
   std::string_view rest = section.payload();
   if (rest.size() < kPmtHead) return out;
@@ -57,6 +58,7 @@ Pids pidsOfPmt(const Section& section) {
   appendCaPids(take(rest, loopLength(program, 2)), out);
   while (rest.size() >= kPmtStreamHead) {
     const std::string_view stream = take(rest, kPmtStreamHead);
+    if (carriesSections(byteAt(stream, 0))) streams.insert(pidAt(stream, 1));
     appendCaPids(take(rest, loopLength(stream, 3)), out);
   }
   return out;
@@ -78,6 +80,13 @@ Pids pidsOfMgt(const Section& section) {
 
 }  // namespace
 
+bool carriesSections(std::int16_t streamType) {
+  // ISO/IEC 13818-1 table 2-34: DSM-CC of ISO/IEC 13818-6 types A to D, synchronized download, metadata. SCTE 35
+  // clause 8.1.
+  constexpr std::int16_t kTypes[] = {kPrivateSections, 0x0A, 0x0B, 0x0C, 0x0D, 0x14, 0x16, 0x86};
+  return std::find(std::begin(kTypes), std::end(kTypes), streamType) != std::end(kTypes);
+}
+
 const Pids& SignallingPids::reserved() {
   static const Pids pids{kPatPid, kCatPid,  kTsdtPid, kNitPid, kSdtPid, kEitPid,
                          kRstPid, kTimePid, kDitPid,  kSitPid, kPsipPid};
@@ -92,7 +101,7 @@ Pids SignallingPids::namedBy(std::uint16_t pid, const Section& section) {
     return found;
   }
   if (pid == kCatPid && section.tableId() == kCatTableId) return pidsOfCat(section);
-  if (section.tableId() == kPmtTableId && pmtPids.count(pid) != 0) return pidsOfPmt(section);
+  if (section.tableId() == kPmtTableId && pmtPids.count(pid) != 0) return pidsOfPmt(section, sectionStreams);
   if (pid == kPsipPid && section.tableId() == kMgtTableId) return pidsOfMgt(section);
   return {};
 }

@@ -8,6 +8,13 @@
 
 namespace vantor::tables {
 
+/// private_sections, ISO/IEC 13818-1 table 2-34.
+constexpr std::int16_t kPrivateSections = 0x05;
+
+/// Whether a PMT's streams of this type are sections: private ones, those of DSM-CC, of metadata and splice info.
+/// The last is an audio stream in other systems.
+[[nodiscard]] bool carriesSections(std::int16_t streamType);
+
 /// The PIDs of a transport stream on which sections are to be found: those that the standards reserve for them, and
 /// those that tables point at.
 class SignallingPids {
@@ -19,8 +26,12 @@ class SignallingPids {
   /// nothing beyond the fault.
   std::vector<std::uint16_t> namedBy(std::uint16_t pid, const Section& section);
 
+  /// The PIDs on which PMTs have streams that should be sections.
+  const std::set<std::uint16_t>& streams() const { return sectionStreams; }
+
  private:
   std::set<std::uint16_t> pmtPids;
+  std::set<std::uint16_t> sectionStreams;
 };
 
 }  // namespace vantor::tables

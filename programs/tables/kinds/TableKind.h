@@ -101,6 +101,8 @@ class TableKind {
   /// sent, if so.
   [[nodiscard]] virtual std::optional<Refusal> decode(const SubtableKey& key, const std::vector<Section>& sections,
                                                       TableSet& set) const = 0;
+  /// True when decode() keeps what it cannot express as whole sections.
+  virtual bool hasFallback() const { return false; }
   /// What a table set does not keep of a section without versions, for people; empty for nothing.
   virtual std::string lossOf(const Section& /*section*/) const { return ""; }
 

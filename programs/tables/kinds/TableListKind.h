@@ -5,9 +5,11 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "programs/tables/json/InputError.h"
 #include "programs/tables/kinds/TableKind.h"
 #include "programs/tables/kinds/refusals.h"
 
@@ -19,6 +21,10 @@ Item& recordOf(Item& item) {
   return item;
 }
 
+/// Whether an item has a version_number: whole sections have it inside, those that have one.
+template <typename Item>
+constexpr bool kHasVersion = !std::is_same_v<Item, thrift::dvb_tables::Sections>;
+
 /// What is the same for all tables of which an output has any number.
 template <typename Item, std::vector<Item> TableSet::*Member>
 class TableListKind : public TableKind {
@@ -27,9 +33,12 @@ class TableListKind : public TableKind {
 
   bool isIn(const TableSet& set) const override { return !(set.*Member).empty(); }
   void move(TableSet& from, TableSet& to) const override { putAll(std::exchange(from.*Member, {}), to); }
+  /// One bad table does not hide the next one: throws InputErrors.
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
     Reader reader(*this, now);
-    for (std::size_t i = 0; i < value.size(); ++i) reader.take(value.at(i));
+    InputErrors errors;
+    for (std::size_t i = 0; i < value.size(); ++i) errors.gather([&] { reader.take(value.at(i)); });
+    errors.throwIfAny();
     reader.finish(set);
   }
   std::unique_ptr<ElementReader> elements(UtcTime now) const override {
@@ -37,7 +46,7 @@ class TableListKind : public TableKind {
   }
   OrderedJson write(const TableSet& set) const override {
     OrderedJson json = OrderedJson::array();
-    for (const Item& item : set.*Member) json.push_back(writeItem(item));
+    for (const Item& item : set.*Member) json.push_back(writeItem(item, set));
     return json;
   }
 
@@ -52,7 +61,8 @@ class TableListKind : public TableKind {
 
   std::vector<std::string> warnings(const TableSet& set) const override {
     std::vector<std::string> out;
-    for (const Item& item : set.*Member) warnOfVersion(nameOf(item), recordOf(item).version_number, out);
+    if constexpr (kHasVersion<Item>)
+      for (const Item& item : set.*Member) warnOfVersion(nameOf(item), recordOf(item).version_number, out);
     return out;
   }
 
@@ -62,8 +72,11 @@ class TableListKind : public TableKind {
     tables.reserve((set.*Member).size());
     for (Item& item : set.*Member) {
       auto& record = recordOf(item);
-      tables.push_back(
-          {identityOf(item), digester.addContent(record).finish(), &record.version_number, placeOf(item)});
+      if constexpr (kHasVersion<Item>)
+        tables.push_back(
+            {identityOf(item), digester.addContent(record).finish(), &record.version_number, placeOf(item)});
+      else
+        tables.push_back({identityOf(item), digester.addRecord(record).finish(), nullptr, placeOf(item)});
     }
     return tables;
   }
@@ -80,7 +93,8 @@ class TableListKind : public TableKind {
   std::string nameOf(const Item& item) const { return psi::tableName(tableKeyOf(item)); }
   /// Most elements of the JSON array are one table.
   virtual std::vector<Item> readItems(const JsonValue& value, UtcTime now) const = 0;
-  virtual OrderedJson writeItem(const Item& item) const = 0;
+  /// An item of the set, which tells what its descriptors mean.
+  virtual OrderedJson writeItem(const Item& item, const TableSet& set) const = 0;
   virtual Item decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const = 0;
   virtual std::optional<Refusal> whyUnsendable(const Item& item) const { return check(item); }
   /// Where it is sent, for tables that are not always sent in the same place.
@@ -96,31 +110,49 @@ class TableListKind : public TableKind {
   void put(Item item, TableSet& set) const {
     std::vector<Item>& items = set.*Member;
     const Identity identity = identityOf(item);
-    const auto place =
-        std::lower_bound(items.begin(), items.end(), identity,
-                         [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
+    const auto place = positionOf(identity, items);
     if (place != items.end() && identityOf(*place) == identity)
       *place = std::move(item);
     else
       items.insert(place, std::move(item));
   }
 
+  /// Null when there is none.
+  const Item* find(const Identity& identity, const TableSet& set) const {
+    const auto place = positionOf(identity, set.*Member);
+    return place != (set.*Member).end() && identityOf(*place) == identity ? &*place : nullptr;
+  }
+
+  /// Takes the one with this identity out, if there is one.
+  void drop(const Identity& identity, TableSet& set) const {
+    std::vector<Item>& items = set.*Member;
+    const auto place = positionOf(identity, items);
+    if (place != items.end() && identityOf(*place) == identity) items.erase(place);
+  }
+
  private:
+  /// Of the item with this identity, or where it would be. `Items` is the list or the constant list.
+  template <typename Items>
+  auto positionOf(const Identity& identity, Items& items) const {
+    return std::lower_bound(items.begin(), items.end(), identity,
+                            [this](const Item& other, const Identity& id) { return identityOf(other) < id; });
+  }
+
   class Reader : public ElementReader {
    public:
     Reader(const TableListKind& kind, UtcTime now) : kind(kind), now(now) {}
 
     void take(const JsonValue& element) override {
+      const std::size_t index = count++;
       std::vector<Item> items = kind.readItems(element, now);
       for (std::size_t n = 0; n < items.size(); ++n)
         throwIfRefused(element, kind.inElement(kind.whyUnsendable(items[n]), items, n));
       for (Item& item : items) {
-        const auto [first, isNew] = seen.try_emplace(kind.identityOf(item), count);
+        const auto [first, isNew] = seen.try_emplace(kind.identityOf(item), index);
         if (!isNew)
           element.fail("the same table as in /" + std::string(kind.key()) + "/" + std::to_string(first->second));
         read.push_back(std::move(item));
       }
-      ++count;
     }
 
     void finish(TableSet& set) override {

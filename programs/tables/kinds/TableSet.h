@@ -49,7 +49,9 @@ struct TableSet {
 
   // Each in the order of its identifiers and without two of the same.
   std::vector<ProgramMap> pmts;
+  std::vector<thrift::dvb_tables::NIT> nitOthers;
   std::vector<thrift::dvb_tables::SDT> sdtOthers;
+  std::vector<thrift::dvb_tables::NIT> bats;  ///< laid out alike; network_id is the bouquet_id
   std::vector<thrift::dvb_tables::EIT> eitPf;
   std::vector<thrift::dvb_tables::EIT> eitSchedule;  ///< one record for each table_id of a service's schedule
 
@@ -62,6 +64,9 @@ struct TableSet {
   std::optional<LocalTime> stt;
 
   std::optional<ConditionalAccess> conditionalAccess;
+
+  /// Any other tables, in the order of PID, table_id and table_id_extension.
+  std::vector<thrift::dvb_tables::Sections> sections;
 
   /// ms, by the names of periodFields(); the library has the others.
   std::map<std::string, unsigned int> periods;

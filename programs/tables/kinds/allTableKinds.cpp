@@ -8,6 +8,7 @@
 #include "programs/tables/kinds/pat.h"
 #include "programs/tables/kinds/pmt.h"
 #include "programs/tables/kinds/sdt.h"
+#include "programs/tables/kinds/sections.h"
 #include "programs/tables/kinds/stt.h"
 #include "programs/tables/kinds/timeTables.h"
 #include "programs/tables/kinds/vct.h"
@@ -16,14 +17,17 @@ namespace vantor::tables {
 
 const std::vector<const TableKind*>& allTableKinds() {
   // Schedules before present/following: their carousel takes its first steps at the pace of the table that comes
-  // first, so that has to be one of many packets.
+  // first, so that has to be one of many packets. What shares a PID comes behind those that it shares it with: with
+  // the classic timing these have it.
   static const std::vector<const TableKind*> kinds{
       &patKind(),
       &catKind(),
       &nitKind(),
+      &nitOtherKind(),
       &pmtKind(),
       &sdtActualKind(),
       &sdtOtherKind(),
+      &batKind(),
       &eitScheduleKind(),
       &eitPfKind(),
       &timeKind(),
@@ -32,6 +36,7 @@ const std::vector<const TableKind*>& allTableKinds() {
       &cableVctKind(),
       &sttKind(),
       &conditionalAccessKind(),
+      &sectionsKind(),
   };
   return kinds;
 }

@@ -179,7 +179,7 @@ class EitPfKind : public EitKind<&TableSet::eitPf> {
     return alone(std::move(eit));
   }
 
-  OrderedJson writeItem(const EIT& eit) const override {
+  OrderedJson writeItem(const EIT& eit, const TableSet& /*set*/) const override {
     OrderedJson json = writeHead(eit);
     writeFlag(eit.__isset.present_missing && eit.present_missing, "present_missing", json);
     json["events"] = writeEventList(eit.events);
@@ -228,7 +228,7 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
           std::find_if(begin, tables.end(), [&](const EIT& eit) { return scheduleOf(eit) != scheduleOf(*begin); });
       const std::vector<EIT> ofService(begin, end);
       if (const auto schedule = joinSchedule(ofService))
-        json.push_back(writeItem(*schedule));
+        json.push_back(writeItem(*schedule, set));
       else
         for (const EIT& eit : ofService) json.push_back(writeTable(eit));
       begin = end;
@@ -269,7 +269,9 @@ class EitScheduleKind : public EitKind<&TableSet::eitSchedule> {
   }
 
   /// A whole schedule.
-  OrderedJson writeItem(const EIT& eit) const override { return writeEvents(eit, writeHead(eit)); }
+  OrderedJson writeItem(const EIT& eit, const TableSet& /*set*/) const override {
+    return writeEvents(eit, writeHead(eit));
+  }
 
   bool send(const EIT& eit, serviceMux& mux) const override { return mux.newEITsch(recordsOf(eit)) >= 0; }
 

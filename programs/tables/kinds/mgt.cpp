@@ -33,7 +33,7 @@ OrderedJson writeTable(const MGTTable& table) {
   if (table.table_type_version_number != kOfTheSet)
     json["table_type_version_number"] = table.table_type_version_number;
   if (table.number_bytes != kOfTheSet) json["number_bytes"] = table.number_bytes;
-  writeDescriptors(table.descriptors, json);
+  writeDescriptors(table.descriptors, json, Family::kAtsc);
   return json;
 }
 
@@ -90,7 +90,7 @@ class MgtKind : public SingleTableKind<MGT, &TableSet::mgt> {
   OrderedJson writeRecord(const MGT& mgt) const override {
     OrderedJson json;
     writePsipHead(mgt, json);
-    writeDescriptors(mgt.descriptors, json);
+    writeDescriptors(mgt.descriptors, json, Family::kAtsc);
     auto& tables = json["tables"] = OrderedJson::array();
     for (const MGTTable& table : mgt.tables) tables.push_back(writeTable(table));
     return json;

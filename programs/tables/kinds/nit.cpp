@@ -1,11 +1,12 @@
 #include "programs/tables/kinds/nit.h"
 
+#include <algorithm>
+
 #include "interface/converters/t2dNIT.h"
-#include "programs/tables/descriptors/descriptors.h"
-#include "programs/tables/descriptors/loops.h"
 #include "programs/tables/kinds/SingleTableKind.h"
-#include "programs/tables/kinds/fields.h"
-#include "programs/tables/sections/dvbpsiDecoder.h"
+#include "programs/tables/kinds/TableListKind.h"
+#include "programs/tables/kinds/nitForm.h"
+#include "programs/tables/kinds/sections.h"
 #include "servicemux/front/serviceMux.h"
 
 namespace vantor::tables {
@@ -13,90 +14,119 @@ namespace vantor::tables {
 namespace {
 
 using thrift::dvb_tables::NIT;
-using thrift::dvb_tables::NITTransportStream;
-
-constexpr std::size_t kLoopLengthSize = 2;
 
 class NitKind : public SingleTableKind<NIT, &TableSet::nit> {
  public:
   using SingleTableKind::SingleTableKind;
 
   const char* key() const override { return "nit"; }
+  bool isWellFormed(const Section& section) const override { return isWellFormedNit(section); }
 
-  bool isWellFormed(const Section& section) const override {
-    std::string_view rest = section.payload();
-    if (section.bytes().size() > kMaxSectionSize || rest.size() < 2 * kLoopLengthSize) return false;
-    const std::size_t descriptors = loopLength(rest, 0);
-    rest.remove_prefix(kLoopLengthSize);
-    if (descriptors + kLoopLengthSize > rest.size() || !holdsDescriptors(rest.substr(0, descriptors))) return false;
-    rest.remove_prefix(descriptors);
-    return loopLength(rest, 0) == rest.size() - kLoopLengthSize &&
-           holdsItems(rest.substr(kLoopLengthSize), kNitRoom.itemHead);
+ protected:
+  NIT readRecord(const JsonValue& value) const override { return readNit(value, "network_id"); }
+  OrderedJson writeRecord(const NIT& nit) const override { return writeNit(nit, "network_id"); }
+  std::optional<NIT> decodeRecord(const std::vector<Section>& sections) const override {
+    return decodeNit(sections);
+  }
+  bool send(const NIT& nit, serviceMux& mux) const override { return mux.newNIT(nit) >= 0; }
+  void clear(serviceMux& mux) const override { mux.clearNIT(); }
+};
+
+/// NIT other or BAT. Where its sections would be others than those it came in, it is kept as these.
+template <std::vector<NIT> TableSet::*Member>
+class NetworkKind : public TableListKind<NIT, Member> {
+ public:
+  NetworkKind(const psi::TableType& type, const char* key, const char* id)
+      : TableListKind<NIT, Member>(TableKind::Types{&type}), type(type), field(key), id(id) {}
+
+  const char* key() const override { return field; }
+
+  bool isWellFormed(const Section& /*section*/) const override { return true; }
+  SubtableKey keyOf(const Section& section, int /*pid*/) const override {
+    return {{section.tableId(), section.extension(), 0, 0}, 0};
+  }
+  bool hasFallback() const override { return true; }
+  std::optional<Refusal> decode(const SubtableKey& key, const std::vector<Section>& sections,
+                                TableSet& set) const override {
+    const SubtableKey asSections{key.table, type.pid};
+    if (const auto nit = readable(sections)) {
+      dropSections(asSections, set);
+      this->put(*nit, set);
+      return std::nullopt;
+    }
+    this->drop({key.table.extension}, set);
+    return sectionsKind().decode(asSections, sections, set);
+  }
+
+  void takeOffAir(const TableInSet::Identity& identity, serviceMux& mux) const override {
+    mux.clearSections(type.pid, type.firstTableId, identity[0]);
   }
 
  protected:
-  NIT readRecord(const JsonValue& value) const override {
-    value.allowOnly({"network_id", "version_number", "current_next_indicator", "descriptors", "transport_streams"});
-    NIT nit;
-    readInteger(value, "network_id", nit.network_id);
-    readVersion(value, nit);
-    nit.descriptors = readDescriptors(value);
-    const JsonValue streams = value.required("transport_streams");
-    for (std::size_t i = 0; i < streams.size(); ++i) nit.transport_streams.push_back(readStream(streams.at(i)));
-    return nit;
-  }
+  using Identity = typename TableListKind<NIT, Member>::Identity;
 
-  OrderedJson writeRecord(const NIT& nit) const override {
-    OrderedJson json;
-    json["network_id"] = nit.network_id;
-    writeVersion(nit, json);
-    writeDescriptors(nit.descriptors, json);
-    auto& streams = json["transport_streams"] = OrderedJson::array();
-    for (const auto& stream : nit.transport_streams) {
-      OrderedJson to{{"transport_stream_id", stream.transport_stream_id},
-                     {"original_network_id", stream.original_network_id}};
-      writeDescriptors(stream.descriptors, to);
-      streams.push_back(std::move(to));
-    }
-    return json;
+  Identity identityOf(const NIT& nit) const override { return {nit.network_id}; }
+  psi::TableKey tableKeyOf(const NIT& nit) const override {
+    return {type.firstTableId, static_cast<std::uint16_t>(nit.network_id), 0, 0};
   }
-
-  std::optional<NIT> decodeRecord(const std::vector<Section>& sections) const override {
-    const NitTable table = decodeNit(sections);
-    if (!table) return std::nullopt;
-    NIT nit;
-    nit.network_id = table->i_network_id;
-    nit.version_number = table->i_version;
-    nit.current_next_indicator = table->b_current_next;
-    nit.descriptors = fromDvbpsi(table->p_first_descriptor);
-    for (const auto* from = table->p_first_ts; from != nullptr; from = from->p_next) {
-      NITTransportStream stream;
-      stream.transport_stream_id = from->i_ts_id;
-      stream.original_network_id = from->i_orig_network_id;
-      stream.descriptors = fromDvbpsi(from->p_first_descriptor);
-      nit.transport_streams.push_back(std::move(stream));
-    }
-    return nit;
+  std::vector<NIT> readItems(const JsonValue& value, UtcTime /*now*/) const override {
+    return {readNit(value, id)};
   }
-
-  bool send(const NIT& nit, serviceMux& mux) const override { return mux.newNIT(nit) >= 0; }
-  void clear(serviceMux& mux) const override { mux.clearNIT(); }
+  OrderedJson writeItem(const NIT& nit, const TableSet& /*set*/) const override { return writeNit(nit, id); }
+  NIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
+    return decodeNit(sections);
+  }
+  bool send(const NIT& nit, serviceMux& mux) const override {
+    sendSections(wholeSections(nit), mux);
+    return true;
+  }
+  /// The record has the bouquet_id as a network_id.
+  std::optional<Refusal> whyUnsendable(const NIT& nit) const override {
+    auto refusal = check(nit);
+    if (refusal && refusal->path == "/network_id") refusal->path = std::string("/") + id;
+    return refusal;
+  }
 
  private:
-  static NITTransportStream readStream(const JsonValue& value) {
-    value.allowOnly({"transport_stream_id", "original_network_id", "descriptors"});
-    NITTransportStream stream;
-    readInteger(value, "transport_stream_id", stream.transport_stream_id);
-    readInteger(value, "original_network_id", stream.original_network_id);
-    stream.descriptors = readDescriptors(value);
-    return stream;
+  /// None where something would get lost.
+  std::optional<NIT> readable(const std::vector<Section>& sections) const {
+    if (!std::all_of(sections.begin(), sections.end(), &isWellFormedNit)) return std::nullopt;
+    NIT nit = decodeNit(sections);
+    if (check(nit)) return std::nullopt;
+    const std::vector<std::string> made = sectionsOfNit(nit, type.firstTableId);
+    const bool isSame =
+        std::equal(made.begin(), made.end(), sections.begin(), sections.end(),
+                   [](const std::string& bytes, const Section& section) { return bytes == section.bytes(); });
+    return isSame ? std::optional(std::move(nit)) : std::nullopt;
   }
+
+  thrift::dvb_tables::Sections wholeSections(const NIT& nit) const {
+    thrift::dvb_tables::Sections sections;
+    sections.pid = type.pid;
+    sections.period = static_cast<std::int32_t>(type.period);
+    sections.sections = sectionsOfNit(nit, type.firstTableId);
+    return sections;
+  }
+
+  const psi::TableType& type;
+  const char* const field;
+  const char* const id;
 };
 
 }  // namespace
 
 const TableKind& nitKind() {
   static const NitKind kind(psi::kNitActual);
+  return kind;
+}
+
+const TableKind& nitOtherKind() {
+  static const NetworkKind<&TableSet::nitOthers> kind(psi::kNitOther, "nit_others", "network_id");
+  return kind;
+}
+
+const TableKind& batKind() {
+  static const NetworkKind<&TableSet::bats> kind(psi::kBat, "bats", "bouquet_id");
   return kind;
 }
 

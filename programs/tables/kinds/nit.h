@@ -5,5 +5,7 @@
 namespace vantor::tables {
 
 const TableKind& nitKind();
+const TableKind& nitOtherKind();
+const TableKind& batKind();
 
 }  // namespace vantor::tables

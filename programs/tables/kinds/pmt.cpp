@@ -18,6 +18,28 @@ using thrift::dvb_tables::PMTStream;
 
 constexpr std::size_t kProgramInfo = 2;  // offset of its length, behind PCR_PID
 
+/// A PMT that says so is one of ATSC's, and so are all beside its guide.
+Family familyOf(const PMT& pmt, const TableSet& set) {
+  const bool hasGuide = set.mgt || set.terrestrialVct || set.cableVct;
+  return isRegisteredByAtsc(pmt.descriptors) || (hasGuide && !set.sdtActual) ? Family::kAtsc : Family::kDvb;
+}
+
+OrderedJson writeMap(const ProgramMap& map, Family family) {
+  const PMT& pmt = map.pmt;
+  OrderedJson json{{"program_number", pmt.program_number}};
+  if (map.pid) json["pid"] = pidText(*map.pid);
+  json["pcr_pid"] = pidText(pmt.pcr_pid);
+  writeVersion(pmt, json);
+  writeDescriptors(pmt.descriptors, json, family);
+  auto& streams = json["streams"] = OrderedJson::array();
+  for (const auto& stream : pmt.streams) {
+    OrderedJson to{{"stream_type", stream.stream_type}, {"elementary_pid", pidText(stream.elementary_pid)}};
+    writeDescriptors(stream.descriptors, to, family);
+    streams.push_back(std::move(to));
+  }
+  return json;
+}
+
 class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
  public:
   using TableListKind::TableListKind;
@@ -26,8 +48,10 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
 
   void read(const JsonValue& value, UtcTime now, TableSet& set) const override {
     TableListKind::read(value, now, set);
+    InputErrors errors;
     for (std::size_t i = 0; i < value.size(); ++i)
-      if (value.at(i).optional("pid")) checkPid(value.at(i), set);
+      if (value.at(i).optional("pid")) errors.gather([&] { checkPid(value.at(i), set); });
+    errors.throwIfAny();
   }
 
   /// PIDs are held against those of the PAT, which may stand behind.
@@ -73,20 +97,8 @@ class PmtKind : public TableListKind<ProgramMap, &TableSet::pmts> {
     return {map};
   }
 
-  OrderedJson writeItem(const ProgramMap& map) const override {
-    const PMT& pmt = map.pmt;
-    OrderedJson json{{"program_number", pmt.program_number}};
-    if (map.pid) json["pid"] = pidText(*map.pid);
-    json["pcr_pid"] = pidText(pmt.pcr_pid);
-    writeVersion(pmt, json);
-    writeDescriptors(pmt.descriptors, json);
-    auto& streams = json["streams"] = OrderedJson::array();
-    for (const auto& stream : pmt.streams) {
-      OrderedJson to{{"stream_type", stream.stream_type}, {"elementary_pid", pidText(stream.elementary_pid)}};
-      writeDescriptors(stream.descriptors, to);
-      streams.push_back(std::move(to));
-    }
-    return json;
+  OrderedJson writeItem(const ProgramMap& map, const TableSet& set) const override {
+    return writeMap(map, familyOf(map.pmt, set));
   }
 
   ProgramMap decodeItem(const SubtableKey& key, const std::vector<Section>& sections) const override {

@@ -33,9 +33,11 @@ std::string settlePid(const TableSet& set, ProgramMap& map) {
 }
 
 void settlePids(TableSet& set) {
+  InputErrors errors;
   for (ProgramMap& map : set.pmts)
     if (const std::string problem = settlePid(set, map); !problem.empty())
-      throw InputError(psi::tableName(tableKeyOf(map)) + ": " + problem);
+      errors.add(psi::tableName(tableKeyOf(map)) + ": " + problem);
+  errors.throwIfAny();
 }
 
 }  // namespace vantor::tables

@@ -23,7 +23,7 @@ inline bool isProgramPid(std::int32_t pid) { return pid >= kFirstProgramPid && p
 /// of the PAT.
 [[nodiscard]] std::string settlePid(const TableSet& set, ProgramMap& map);
 
-/// Settles all of them. Throws InputError when one cannot be.
+/// Settles all of them. Throws InputErrors when some cannot be.
 void settlePids(TableSet& set);
 
 }  // namespace vantor::tables

@@ -128,7 +128,7 @@ class SdtOtherKind : public TableListKind<SDT, &TableSet::sdtOthers> {
     return {kSdtOtherTableId, stream, stream, static_cast<std::uint16_t>(sdt.original_network_id)};
   }
   std::vector<SDT> readItems(const JsonValue& value, UtcTime /*now*/) const override { return {readSdt(value)}; }
-  OrderedJson writeItem(const SDT& sdt) const override { return writeSdt(sdt); }
+  OrderedJson writeItem(const SDT& sdt, const TableSet& /*set*/) const override { return writeSdt(sdt); }
   SDT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeSdt(sections);
   }

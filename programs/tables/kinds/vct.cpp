@@ -69,7 +69,7 @@ OrderedJson writeChannel(const VCTChannel& channel) {
   writeFlag(channel.hide_guide, "hide_guide", json);
   json["service_type"] = channel.service_type;
   json["source_id"] = channel.source_id;
-  writeDescriptors(channel.descriptors, json);
+  writeDescriptors(channel.descriptors, json, Family::kAtsc);
   return json;
 }
 
@@ -149,7 +149,7 @@ class VctKind : public SingleTableKind<VCT, Member> {
   OrderedJson writeRecord(const VCT& vct) const override {
     OrderedJson json{{"transport_stream_id", vct.transport_stream_id}};
     writePsipHead(vct, json);
-    writeDescriptors(vct.descriptors, json);
+    writeDescriptors(vct.descriptors, json, Family::kAtsc);
     auto& channels = json["channels"] = OrderedJson::array();
     for (const VCTChannel& channel : vct.channels) channels.push_back(writeChannel(channel));
     return json;

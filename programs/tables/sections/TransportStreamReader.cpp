@@ -5,29 +5,9 @@
 #include <utility>
 
 #include "interface/psi/pids.h"
+#include "programs/tables/sections/payload.h"
 
 namespace vantor::tables {
-
-namespace {
-
-using namespace std::string_view_literals;
-
-/// What elementary streams begin with, ISO/IEC 13818-1 clause 2.4.3.7; no section does.
-constexpr std::string_view kPesStart = "\0\0\1"sv;
-
-/// What a packet carries; empty where it is an adaptation field or damaged.
-std::string_view payloadOf(std::string_view packet) {
-  const std::uint8_t control = byteAt(packet, kContinuityOffset);
-  std::size_t at = kPacketHeaderSize;
-  if ((control & kAdaptationFieldFlag) != 0) at += 1U + byteAt(packet, at);
-  return (control & kPayloadFlag) != 0 && at < packet.size() ? packet.substr(at) : std::string_view();
-}
-
-bool isScrambled(std::string_view packet) { return (byteAt(packet, kContinuityOffset) & kScramblingControl) != 0; }
-
-bool isPes(std::string_view packet) { return payloadOf(packet).substr(0, kPesStart.size()) == kPesStart; }
-
-}  // namespace
 
 TransportStreamReader::TransportStreamReader(SectionSink onSection, FaultSink onFault, std::size_t backlogSize)
     : onSection(std::move(onSection)), onFault(std::move(onFault)), backlogSize(backlogSize) {}
@@ -67,7 +47,7 @@ void TransportStreamReader::followUp() {
 void TransportStreamReader::keep(std::uint16_t pid, std::string_view packet) {
   Pid& state = pids[pid];
   if ((byteAt(packet, 1) & kPayloadUnitStart) != 0)
-    state.load = isPes(packet) || isScrambled(packet) ? Load::other : Load::sections;
+    state.load = beginsPes(packet) || isScrambled(packet) ? Load::other : Load::sections;
   if (state.load != Load::sections) return;
   if (backlog.size() == backlogSize) {
     ++pids[backlog.front().pid].forgotten;

@@ -35,6 +35,8 @@ class TransportStreamReader {
   /// Takes the next packet (188 bytes, in sync).
   void push(std::string_view packet);
 
+  [[nodiscard]] bool follows(std::uint16_t pid) const { return pids[pid].isFollowed; }
+
   /// How many packets there are on each PID that was not followed, without null packets.
   PacketCounts otherPackets() const;
 

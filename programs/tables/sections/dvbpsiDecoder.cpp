@@ -57,16 +57,4 @@ CatTable decodeCat(const std::vector<Section>& sections) {
   return table;
 }
 
-NitTable decodeNit(const std::vector<Section>& sections) {
-  NitTable table;
-  const Handle handle(dvbpsi_new(nullptr, DVBPSI_MSG_NONE));
-  const auto attach = [](dvbpsi_t* demux, std::uint8_t tableId, std::uint16_t extension, void* result) {
-    dvbpsi_nit_attach(demux, tableId, extension, keep<NitTable>, result);
-  };
-  if (!handle || !dvbpsi_AttachDemux(handle.get(), attach, &table)) return nullptr;
-  push(handle.get(), sections);
-  dvbpsi_DetachDemux(handle.get());
-  return table;
-}
-
 }  // namespace vantor::tables

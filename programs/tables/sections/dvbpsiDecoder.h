@@ -14,6 +14,5 @@ namespace vantor::tables {
 
 PatTable decodePat(const std::vector<Section>& sections);
 CatTable decodeCat(const std::vector<Section>& sections);
-NitTable decodeNit(const std::vector<Section>& sections);
 
 }  // namespace vantor::tables

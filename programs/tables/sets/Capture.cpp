@@ -10,6 +10,9 @@
 #include "programs/tables/kinds/SignallingPids.h"
 #include "programs/tables/kinds/allTableKinds.h"
 #include "programs/tables/kinds/programPids.h"
+#include "programs/tables/kinds/sectionPids.h"
+#include "programs/tables/kinds/sections.h"
+#include "programs/tables/sections/OtherPids.h"
 #include "programs/tables/sections/SubtableBuilder.h"
 #include "programs/tables/sections/TransportStreamReader.h"
 #include "programs/tables/sections/sectionFile.h"
@@ -22,24 +25,39 @@ namespace {
 class Collector {
  public:
   void addSection(int pid, const Section& section) {
-    auto& entry = capture.sections[section.tableId()];
-    ++entry.count;
-    entry.pids.insert(pid);
-    for (const TableKind* kind : allTableKinds())
-      if (kind->hasTableId(section.tableId()) &&
-          (pid == Capture::kNoPid ? kind->isFoundWithoutPid() : kind->isOnPid(pid)))
-        gather(*kind, pid, section);
+    count(pid, section);
+    bool isTaken = false;
+    for (const TableKind* kind : allTableKinds()) {
+      if (!kind->hasTableId(section.tableId()) || kind->hasSyntax() != section.hasSyntax()) continue;
+      if (pid == Capture::kNoPid ? !kind->isFoundWithoutPid() : !kind->isOnPid(pid)) continue;
+      gather(*kind, pid, section);
+      isTaken = true;
+    }
+    if (isTaken) return;
+    if (pid == Capture::kNoPid)
+      withoutPid.push_back(section);
+    else
+      keep(pid, section);
+  }
+
+  /// One of a PID that nothing names: no kind looks there.
+  void addOther(int pid, const Section& section) {
+    count(pid, section);
+    keep(pid, section);
   }
 
   void addFault(int pid, SectionFault fault) { ++capture.faults[{pid, fault}]; }
 
   /// What is left to do when all sections have come.
   Capture finish() {
+    keepWithoutPid();
+    for (const auto& [key, sections] : shorts) keepShort(key, sections);
     for (const auto& [key, subtable] : subtables) finishSubtable(key, *subtable.kind, subtable.builder);
     settlePmts();
     for (const auto& [key, loss] : losses)
       if (!loss.empty()) capture.leftOut.push_back(psi::tableName(key.table) + ": " + loss);
     for (const auto& [key, why] : refused) capture.leftOut.push_back(why);
+    for (auto& [key, import] : capture.imports) import.asSections = isKeptAsSections(key, *import.kind);
     return std::move(capture);
   }
 
@@ -56,15 +74,68 @@ class Collector {
     return kind.isSingle() ? SubtableKey{{key.table.table_id, 0, 0, 0}, 0} : key;
   }
 
+  void count(int pid, const Section& section) {
+    auto& entry = capture.sections[section.tableId()];
+    ++entry.count;
+    entry.pids.insert(pid);
+  }
+
   void gather(const TableKind& kind, int pid, const Section& section) {
-    if (section.hasSyntax() != kind.hasSyntax() || !kind.isWellFormed(section))
-      return addFault(pid, SectionFault::content);
+    if (!kind.isWellFormed(section)) return addFault(pid, SectionFault::content);
     const SubtableKey key = kind.keyOf(section, pid);
-    if (!kind.hasVersions()) return takeLatest(kind, key, section);
+    if (kind.hasVersions())
+      takeVersion(kind, pid, key, section);
+    else
+      takeLatest(kind, key, section);
+  }
+
+  void takeVersion(const TableKind& kind, int pid, const SubtableKey& key, const Section& section) {
     SubtableBuilder& builder = subtables.try_emplace(key, kind).first->second.builder;
     if (!builder.add(section) || !kind.isWhole(builder.numbered())) return;
     if (!import(kind, key, builder.sections())) return addFault(pid, SectionFault::content);
     builder.settle();
+  }
+
+  /// What no kind takes. Sections without a version stand side by side, unless they tell of one moment.
+  void keep(int pid, const Section& section) {
+    const SubtableKey key = sectionsKind().keyOf(section, pid);
+    if (section.hasSyntax()) return takeVersion(sectionsKind(), pid, key, section);
+    if (isMomentary(section.tableId())) shorts[key].clear();
+    auto& sections = shorts[key];
+    const auto isSame = [&section](const Section& other) { return other.bytes() == section.bytes(); };
+    if (std::none_of(sections.begin(), sections.end(), isSame)) sections.push_back(section);
+    if (sections.size() <= kMaxSections) return;
+    sections.erase(sections.begin());
+    losses[key] = "more than " + std::to_string(kMaxSections) + " different sections, the last ones are kept";
+  }
+
+  void keepShort(const SubtableKey& key, const std::vector<Section>& sections) {
+    if (const auto refusal = sectionsKind().decode(key, sections, capture.tables))
+      return noteRefusal(sectionsKind(), key, *refusal);
+    Capture::Import& import = capture.imports[key];
+    import.kind = &sectionsKind();
+    import.versions = 1;
+    import.current = true;
+  }
+
+  /// Which PIDs these belong on, the other tables tell.
+  void keepWithoutPid() {
+    SectionPids pids(capture.tables);
+    std::set<std::string> leftOut;
+    for (const Section& section : withoutPid) {
+      if (const auto pid = pids.pidOf(section))
+        keep(*pid, section);
+      else
+        leftOut.insert(psi::tableTypeName(section.tableId()));
+    }
+    for (const std::string& name : leftOut)
+      capture.leftOut.push_back(name + " left out: a file of sections has no PIDs, and nothing else tells its own");
+  }
+
+  bool isKeptAsSections(const SubtableKey& key, const TableKind& kind) const {
+    if (&kind == &sectionsKind()) return true;
+    const int pid = psi::tableTypeOf(key.table.table_id)->pid;
+    return kind.hasFallback() && hasSections({key.table, pid}, capture.tables);
   }
 
   /// Without versions each section is a table, over the one before.
@@ -159,11 +230,20 @@ class Collector {
 
   Capture capture;
   std::map<SubtableKey, Subtable> subtables;
-  std::map<SubtableKey, std::string> losses;   // of sections without versions
-  std::map<SubtableKey, std::string> refused;  // what came whole and cannot be sent
+  std::map<SubtableKey, std::vector<Section>> shorts;  // without versions and of no kind
+  std::vector<Section> withoutPid;                     // of no kind
+  std::map<SubtableKey, std::string> losses;           // of sections without versions
+  std::map<SubtableKey, std::string> refused;          // what came whole and cannot be sent
 };
 
-void pushPackets(inputs::PacketSource& source, const ReadingEnd& end, TransportStreamReader& reader) {
+void push(std::string_view packet, TransportStreamReader& reader, OtherPids& others) {
+  reader.push(packet);
+  const std::uint16_t pid = pidAt(packet, 1);
+  if (pid != kNullPid && !reader.follows(pid)) others.push(pid, packet);
+}
+
+void pushPackets(inputs::PacketSource& source, const ReadingEnd& end, TransportStreamReader& reader,
+                 OtherPids& others) {
   using Clock = ReadingEnd::Clock;
   constexpr auto kWait = std::chrono::milliseconds(100);
   constexpr std::uint64_t kBetweenQuestions = 4096;  // packets
@@ -173,7 +253,7 @@ void pushPackets(inputs::PacketSource& source, const ReadingEnd& end, TransportS
     const auto result = source.read(packet, std::min(end.deadline, now + kWait));
     if (result == inputs::Read::kEnd) return;
     if (result == inputs::Read::kPacket)
-      reader.push({reinterpret_cast<const char*>(packet.bytes.data()), packet.bytes.size()});
+      push({reinterpret_cast<const char*>(packet.bytes.data()), packet.bytes.size()}, reader, others);
     if (result == inputs::Read::kPacket && count % kBetweenQuestions != 0) continue;
     now = Clock::now();
     if (!end.goesOn(source)) return;
@@ -196,7 +276,17 @@ Capture readTransportStream(inputs::PacketSource& source, const ReadingEnd& end)
       },
       [&collector](std::uint16_t pid, SectionFault fault) { collector.addFault(pid, fault); });
   follow(SignallingPids::reserved());
-  pushPackets(source, end, *reader);
+  OtherPids others;
+  pushPackets(source, end, *reader, others);
+  std::set<std::uint16_t> kept;
+  const std::set<std::uint16_t> streams = pids.streams();
+  for (const std::uint16_t pid : others.pids()) {
+    if (reader->follows(pid)) continue;
+    for (const Section& section : others.sectionsOf(pid, streams.count(pid) != 0)) {
+      collector.addOther(pid, section);
+      kept.insert(pid);
+    }
+  }
   Capture capture = collector.finish();
   capture.input = source.counts();
   capture.inputNotes = source.notes();
@@ -204,6 +294,7 @@ Capture readTransportStream(inputs::PacketSource& source, const ReadingEnd& end)
   capture.packets = capture.input.packets;
   capture.missedPackets = reader->missedPackets();
   for (const auto& [pid, count] : reader->otherPackets()) {
+    if (kept.count(pid) != 0) continue;
     capture.otherPackets += count;
     capture.otherPids.insert(pid);
   }

@@ -31,10 +31,11 @@ struct Capture {
     int version = 0;           ///< of the one kept
     bool current = false;      ///< the one kept; false when all were announcements of a next version
     bool whole = true;         ///< false when not all of its sections are in the capture
+    bool asSections = false;   ///< kept as it came: it has no kind of its own, or that cannot express it
     bool scattered = false;    ///< its sections are of several versions, none of which was ever whole
   };
 
-  /// Sections of one table id.
+  /// Sections of one table id, all that were found.
   struct Sections {
     std::uint64_t count = 0;
     std::set<int> pids;
@@ -64,11 +65,13 @@ struct ReadingEnd {
   std::function<bool(const inputs::PacketSource&)> goesOn = [](const inputs::PacketSource&) { return true; };
 };
 
-/// Reads packets. Sections are taken from the PIDs that the standards reserve for them and from those that PAT,
-/// CAT, PMTs and MGT point at. Throws InputError when the source cannot be read on.
+/// Reads packets. Sections are taken from the PIDs that the standards reserve for them, from those that PAT, CAT,
+/// PMTs and MGT point at, and from all others on which there are sections. What no kind takes is kept as whole
+/// sections. Throws InputError when the source cannot be read on.
 Capture readTransportStream(inputs::PacketSource& source, const ReadingEnd& end = {});
 
-/// Reads sections that lie back to back. Throws InputError when the bytes do not divide into sections.
+/// Reads sections that lie back to back. Those that no kind takes are kept as whole sections as far as their PIDs
+/// can be told. Throws InputError when the bytes do not divide into sections.
 Capture readSections(std::string_view bytes);
 
 }  // namespace vantor::tables

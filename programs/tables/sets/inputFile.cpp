@@ -1,5 +1,6 @@
 #include "programs/tables/sets/inputFile.h"
 
+#include <iterator>
 #include <utility>
 
 #include "programs/inputs/Content.h"
@@ -75,11 +76,21 @@ InputFile read(const std::string& input, const inputs::InputOptions& options, co
     if (!content.packets->isLive()) requirePackets(capture);
     return fromCapture(std::move(capture));
   } catch (const InputError& error) {
-    throw InputError(printable(input) + ": " + error.what());
+    InputErrors errors;
+    for (const std::string& line : linesOf(error)) errors.add(printable(input) + ": " + line);
+    throw errors;
   }
 }
 
 }  // namespace
+
+void leaveOutSections(InputFile& file) {
+  file.tables.sections.clear();
+  if (!file.capture) return;
+  auto& imports = file.capture->imports;
+  for (auto import = imports.begin(); import != imports.end();)
+    import = import->second.asSections ? imports.erase(import) : std::next(import);
+}
 
 InputFile readInputFile(const std::string& path, UtcTime now, const ReadProgress& progress) {
   if (inputs::isLive(path)) throw InputError(printable(path) + ": is live, make a table set of it with import");

@@ -16,6 +16,7 @@ namespace vantor::tables {
 namespace {
 
 constexpr const char* kPeriods = "periods";
+constexpr const char* kSchema = "$schema";  // for editors
 
 /// The fields that an object has: the table set itself, or one of its groups.
 std::vector<const char*> fieldsOf(const std::string& group) {
@@ -30,7 +31,9 @@ void checkFields(const JsonValue& root) {
   for (const TableKind* kind : allTableKinds())
     if (kind->group() != nullptr) fields.push_back(kind->group());
   fields.push_back(kPeriods);
+  fields.push_back(kSchema);
   root.allowOnly(fields);
+  if (const auto schema = root.optional(kSchema)) schema->string();
   for (const TableKind* kind : allTableKinds()) {
     if (kind->group() == nullptr) continue;
     if (const auto group = root.optional(kind->group())) group->allowOnly(fieldsOf(kind->group()));
@@ -83,21 +86,18 @@ class LongFields {
   struct Field {
     std::unique_ptr<ElementReader> reader;
     bool isRead = false;
-    std::optional<InputError> error;
+    InputErrors errors;
 
     void take(const JsonValue& element, Versions versions) {
       isRead = true;
-      if (error) return;
-      try {
+      errors.gather([&] {
         reader->take(element);
         if (versions == Versions::ofTheWire) refuseHighVersions(element);
-      } catch (const InputError& wrong) {
-        error = wrong;
-      }
+      });
     }
 
     void finish(TableSet& set) const {
-      if (error) throw InputError(*error);
+      errors.throwIfAny();
       reader->finish(set);
     }
   };
@@ -112,16 +112,24 @@ TableSet readTableSet(const NextPiece& next, UtcTime now, Versions versions) {
   LongFields longFields(now, versions);
   const Json document = parseJson(next, longFields.takers());
   const JsonValue root(document);
-  checkFields(root);
   TableSet set;
+  InputErrors errors;
+  errors.gather([&] { checkFields(root); });
   for (const TableKind* kind : allTableKinds()) {
-    const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
-    if (!group) continue;
-    if (const auto value = group->optional(kind->key()))
-      if (!longFields.finish(*kind, set)) kind->read(*value, now, set);
+    errors.gather([&] {
+      const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
+      if (!group) return;
+      if (const auto value = group->optional(kind->key()))
+        if (!longFields.finish(*kind, set)) kind->read(*value, now, set);
+    });
   }
-  if (versions == Versions::ofTheWire) refuseHighVersions(root);
-  if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
+  errors.gather([&] {
+    if (versions == Versions::ofTheWire) refuseHighVersions(root);
+  });
+  errors.gather([&] {
+    if (const auto periods = root.optional(kPeriods)) readPeriods(*periods, set);
+  });
+  errors.throwIfAny();
   return set;
 }
 

@@ -145,6 +145,25 @@ TEST(NitCheck, NamesFieldAndValue) {
               refuses("/transport_streams/1/descriptors/0/data", "300 bytes", "are more than 255"));
   EXPECT_THAT(with(nit(), [](NIT& r) { r.transport_streams[1].descriptors = loopOf(4); }),
               refuses("/transport_streams/1/descriptors", "1028 bytes", "do not fit in a section"));
+  EXPECT_THAT(with(nit(),
+                   [](NIT& r) {
+                     r.descriptors = loopOf(4);
+                     r.__set_repeats_descriptors(true);
+                   }),
+              refuses("/descriptors", "1028 bytes", "do not fit in a section"));
+  EXPECT_THAT(with(nit(),
+                   [](NIT& r) {
+                     r.descriptors = loopOf(3);
+                     r.transport_streams[1].descriptors = loopOf(1);
+                     r.__set_repeats_descriptors(true);
+                   }),
+              refuses("/transport_streams/1/descriptors", "257 bytes", "do not fit in a section"));
+  EXPECT_THAT(with(nit(),
+                   [](NIT& r) {
+                     r.transport_streams[0].__set_starts_section(true);
+                     r.transport_streams.resize(257, r.transport_streams[0]);
+                   }),
+              refuses("", "", "needs 257 sections, more than 256"));
   EXPECT_THAT(with(nit(), [](NIT& r) { r.descriptors = loopOf(769); }),
               refuses("", "", "needs 257 sections, more than 256"));
 }

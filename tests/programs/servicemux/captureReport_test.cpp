@@ -29,8 +29,20 @@ TEST(CaptureReport, HasALineForEveryKindOfTable) {
                           "CAT                     0x0001         1  imported, version 7",
                           "EIT schedule actual     0x0012         2  imported, 2 tables",
                           "TDT                     0x0014         1  imported, 1 table",
-                          "table id 0xE0           2 PIDs         2  skipped"));
-  EXPECT_EQ(skippedSections(capture), "skipped: PAT, table id 0xE0");
+                          "table id 0xE0           2 PIDs         2  kept as sections, 2 tables"));
+  EXPECT_EQ(skippedSections(capture), "skipped: PAT");
+}
+
+TEST(CaptureReport, SaysWhichTablesAreReadableAndWhichAreKeptAsTheyCame) {
+  const std::string empty("\xF0\0\xF0\0", 4);
+  const auto capture =
+      tables::readSections(makeSection(0x4A, 1, 0, 0, 0, empty) + makeSection(0x4A, 2, 0, 0, 0, empty) +
+                           makeSection(0x4A, 3, 0, 0, 0, "no BAT") + makeSection(0x90, 1, 0, 0, 0, "no PID"));
+  EXPECT_THAT(captureTable(capture),
+              ElementsAre("TABLE                           SECTIONS",
+                          "BAT                                    3  imported, 2 tables; kept as sections, 1 table",
+                          "table id 0x90                          1  skipped"));
+  EXPECT_EQ(skippedSections(capture), "skipped: table id 0x90");
 }
 
 TEST(CaptureReport, SaysNothingOfACleanCapture) {

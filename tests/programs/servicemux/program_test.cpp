@@ -13,6 +13,7 @@
 #include <sstream>
 #include <thread>
 
+#include "programs/tables/json/JsonValue.h"
 #include "programs/tables/sets/tableSetJson.h"
 #include "tests/programs/Receiver.h"
 #include "tests/programs/inputs/networkCaptures.h"
@@ -138,6 +139,9 @@ TEST_F(Program, ExplainsEverySubcommand) {
         "--period", "--datagram-wait", "--dump", "--duration", "--null-period", "--quiet"})
     EXPECT_THAT(play.output, HasSubstr(option));
   EXPECT_THAT(run({"import", "--help"}).output, HasSubstr("--output"));
+  for (const char* option : {"--bitrate", "--timing", "--period", "--strict", "--json"})
+    EXPECT_THAT(run({"check", "--help"}).output, HasSubstr(option));
+  EXPECT_THAT(run({"diff", "--help"}).output, HasSubstr("--json"));
   const Result watch = run({"watch", "--help"});
   for (const char* option :
        {"--interface", "--stream", "--bitrate", "--duration", "--terrestrial", "--json", "--strict", "--quiet"})
@@ -732,6 +736,121 @@ TEST_F(Program, WarnsOfAVersionThatTheWireHasNoRoomFor) {
   EXPECT_THAT(result.output, HasSubstr("CAT@0x0001 v0"));
 }
 
+TEST_F(Program, ChecksTheExamplesAndTellsWhatTheirPidsNeed) {
+  for (const auto& entry : fs::directory_iterator(SERVICEMUX_EXAMPLES)) {
+    const Result result = run({"check", entry.path()});
+    EXPECT_EQ(result.status, 0) << entry.path() << result.output;
+    EXPECT_EQ(result.errors, "");
+    EXPECT_THAT(result.output, HasSubstr("PID         KBIT/S  TABLES\n0x0000         7.5  PAT\n"));
+    EXPECT_THAT(result.output, HasSubstr("  of 1 024\n"));
+  }
+}
+
+TEST_F(Program, ChecksEveryTableAndEveryFileBeforeItEnds) {
+  const std::string bad =
+      file("bad.json", R"({"pat": {}, "pmts": [{"program_number": 1}, {"program_number": 0}]})");
+  const std::string worse = file("worse.json", "{");
+  const Result result = run({"check", bad, worse});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output.substr(0, result.output.find(worse)),
+            "error: " + bad + ": /pat/transport_stream_id: missing field\nerror: " + bad +
+                ": /pmts/0/pcr_pid: missing field\nerror: " + bad +
+                ": /pmts/1/program_number: 0 is below 1\nerror: ");
+  EXPECT_THAT(result.output, HasSubstr("error: " + worse + ": line 1, column 2: "));
+}
+
+TEST_F(Program, ChecksWhatPlayRefusesAndWarnsOfInTheSameWords) {
+  const std::string pmt =
+      file("pmt.json", R"({"pmts": [{"program_number": 1, "pcr_pid": 8191, "version_number": 1, "streams": []}]})");
+  EXPECT_EQ(run({"check", pmt}).output, "error: PMT 1: it has no PID, and no PAT names the program\n");
+  const std::string seldom = file("seldom.json", kCat);
+  const Result warned = run({"check", seldom, "--period", "cat=600"});
+  EXPECT_EQ(warned.status, 0);
+  EXPECT_THAT(warned.output,
+              StartsWith("warning: period of cat: 600 ms is above the 500 ms of common practice\n\nPID"));
+  EXPECT_EQ(run({"check", seldom, "--period", "cat=600", "--strict"}).status, 1);
+  EXPECT_EQ(run({"check", seldom, "--strict"}).status, 0);
+  EXPECT_EQ(run({"check", file("none.json", "{}")}).output, "error: there is no table to send\n");
+}
+
+TEST_F(Program, ChecksVersionsAndReferencesAtTheirPlaceInTheLaterFile) {
+  const std::string first = file("first.json", kPat);
+  const std::string later = file("later.json", R"({"pmts": [
+      {"program_number": 2, "pid": 300, "pcr_pid": 8191, "version_number": 32, "streams": []},
+      {"program_number": 1, "pcr_pid": 8191, "version_number": 1, "streams": []}]})");
+  const Result result = run({"check", first, later});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "error: " + later + ": /pmts/0/version_number: 32 is above 31\n" +
+                               "warning: PMT 2: version 32 is above 31 and is sent as 0\nwarning: " + later +
+                               ": /pmts/0: PMT 2 is not in the PAT\n");
+}
+
+TEST_F(Program, ChecksWhetherAllFitsUnderTheBitrate) {
+  const std::string pat = file("pat.json", kPat);
+  const Result result = run({"check", pat, "--bitrate", "5"});
+  EXPECT_EQ(result.status, 4);
+  EXPECT_THAT(result.output, StartsWith("warning: needs 8 of 5 kbit/s: all periods are 1.57 times as long\n"));
+  EXPECT_EQ(run({"check", pat, "--bitrate", "8"}).status, 0);
+  const Result classic = run({"check", pat, "--bitrate", "5", "--timing", "classic"});
+  EXPECT_EQ(classic.status, 4);
+  EXPECT_THAT(classic.output, StartsWith("warning: needs 7.5 of 5 kbit/s\n"));
+}
+
+TEST_F(Program, ChecksIntoJson) {
+  const std::string pat = file("pat.json", kPat);
+  const auto json = tables::parseJson(run({"check", pat, "--json", "--bitrate", "5"}).output);
+  EXPECT_EQ(json["findings"][0]["severity"], "warning");
+  EXPECT_EQ(json["pids"][0]["pid"], 0);
+  EXPECT_EQ(json["pids"][0]["tables"][0]["name"], "PAT");
+  EXPECT_EQ(json["kbps"], 7.52);
+  EXPECT_EQ(json["fits"], false);
+  const auto bad = tables::parseJson(run({"check", file("bad.json", R"({"pat": {}})"), "--json"}).output);
+  EXPECT_EQ(bad["findings"][0]["path"], "/pat/transport_stream_id");
+  EXPECT_FALSE(bad.contains("pids"));
+}
+
+TEST_F(Program, ChecksACaptureAndTellsWhatIsLost) {
+  const std::string capture = file("a.bin", "rubbish");
+  const Result result = run({"check", capture});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, StartsWith("error: " + capture + ": "));
+}
+
+TEST_F(Program, TellsTheDifferencesOfTwoFiles) {
+  const std::string before = file("before.json", kPat);
+  const std::string after = file(
+      "after.json",
+      R"({"cat": {"version_number": 1}, "pat": {"transport_stream_id": 1, "version_number": 4, "programs": [{"program_number": 1, "pid": 257}]}})");
+  const Result result = run({"diff", before, after});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "~ PAT: /programs/0/pid: 256 -> 257\n~ PAT: /version_number: 3 -> 4\n+ CAT\n");
+  EXPECT_EQ(result.errors, "");
+  const Result same = run({"diff", before, before});
+  EXPECT_EQ(same.status, 0);
+  EXPECT_EQ(same.output, "");
+  const auto json = tables::parseJson(run({"diff", before, after, "--json"}).output);
+  EXPECT_EQ(json[0]["change"], "changed");
+  EXPECT_EQ(json[0]["path"], "/programs/0/pid");
+  EXPECT_EQ(json[2]["change"], "added");
+  EXPECT_EQ(json[2]["after"]["version_number"], 1);
+}
+
+TEST_F(Program, ComparesACaptureWithWhatIsImportedOfIt) {
+  std::string sections;
+  for (const std::string& section : sectionsOf(makePat(3, 5))) sections += section;
+  const std::string capture = file("a.bin", sections);
+  EXPECT_EQ(run({"import", capture, "-o", (directory / "a.json").string()}).status, 0);
+  EXPECT_EQ(run({"diff", capture, (directory / "a.json").string()}).status, 0);
+}
+
+TEST_F(Program, DiffHasTheTroubleOfDiff) {
+  const std::string good = file("good.json", kPat);
+  const Result result = run({"diff", good, file("bad.json", R"({"pat": {}})")});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.errors, HasSubstr("bad.json: /pat/transport_stream_id: missing field\n"));
+  EXPECT_EQ(run({"diff", good}).status, 2);
+}
+
 TEST_F(Program, KeepsDumpFilesWhileOnAir) {
   fs::create_directory(directory / "dumps");
   const Receiver receiver;
@@ -763,7 +882,7 @@ TEST_F(Program, ImportsACaptureToAFile) {
 }
 
 TEST_F(Program, SaysWhenThereIsNothingToImport) {
-  const std::string path = file("a.bin", makeSection(0x4A, 1, 0, 0, 0, ""));
+  const std::string path = file("a.bin", makeSection(0x90, 1, 0, 0, 0, ""));
   const std::string output = file("out.json", "kept");
   for (const Result& result : {run({"import", path}), run({"import", path, "-o", output})}) {
     EXPECT_EQ(result.status, 1);
@@ -877,6 +996,36 @@ TEST_F(Program, PlaysAnImportWithoutEmmsAndLogsNoError) {
   const Result result = run({"play", json, "--to", receiver.target(), "--duration", "0.3", "--quiet"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(Program, ImportsWhatHasNoKindOfItsOwnUnlessItIsToldNotTo) {
+  const std::string tsdt = makeSection(0x03, 0xFFFF, 0, 0, 0, "");
+  const std::string capture = file("a.bin", tsdt + sectionsOf(makePat(5, 2))[0]);
+  const Result all = run({"import", capture});
+  EXPECT_EQ(all.status, 0);
+  ASSERT_EQ(tables::readTableSet(all.output).sections.size(), 1U);
+  EXPECT_EQ(tables::readTableSet(all.output).sections[0].sections[0], tsdt);
+  EXPECT_THAT(all.errors, HasSubstr("kept as sections, 1 table\n"));
+  const Result known = run({"import", capture, "--known-only"});
+  EXPECT_EQ(known.status, 0);
+  EXPECT_EQ(tables::readTableSet(known.output).sections.size(), 0U);
+  EXPECT_EQ(tables::readTableSet(known.output).pat, makePat(5, 2));
+  EXPECT_THAT(known.errors, HasSubstr("TSDT                                   1  skipped\n"));
+}
+
+TEST_F(Program, PlaysWholeSectionsWithEitherTimingAsFarAsThatCan) {
+  const std::string bat = makeSection(0x4A, 500, 3, 0, 0, "anything");
+  const std::string files = file("a.bin", bat + sectionsOf(makeSdt(1, 1, 1), 0x42)[0]);
+  const Receiver receiver;
+  const auto play = [&](const char* timing) {
+    return run({"play", files, "--to", receiver.target(), "--timing", timing, "--duration", "0.5", "--quiet"});
+  };
+  const Result standards = play("standards");
+  EXPECT_EQ(standards.status, 0);
+  EXPECT_EQ(standards.errors, "");
+  const Result classic = play("classic");
+  EXPECT_EQ(classic.status, 0);
+  EXPECT_THAT(classic.errors, HasSubstr("pid: 0x0011 has other tables, which the classic timing keeps apart"));
 }
 
 TEST_F(Program, PlaysTheExamples) {

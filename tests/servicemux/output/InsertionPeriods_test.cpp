@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <map>
+#include <thread>
 
 #include "interface/dvbpsi.h"
 #include "tests/servicemux/doubles/OwnPeriods.h"
@@ -169,6 +171,21 @@ TEST_F(SetPeriods, ChangeThePaceWithoutAGapOrARestart) {
   std::map<unsigned short, unsigned char> next;
   for (const auto& packet : sender.packets()) EXPECT_EQ(counterOf(packet), next[pidOf(packet)]++ % 16);
   for (const auto& table : mux.tablesOnAir()) EXPECT_GE(table.repetitions, 15U) << table.name;
+}
+
+TEST_F(SetPeriods, AreWhatTheTimingOfTheStandardsReckonsWith) {
+  const auto required = [&](double kbps) {
+    while (std::abs(mux.statistics().required - kbps) > 0.01) std::this_thread::yield();
+    return mux.statistics().required;
+  };
+  mux.newPAT(makePat(1));
+  mux.newPMT(makePmt(1, 1), 0x100);
+  mux.setTimingProfile(vantor::TimingProfile::Standards);
+  EXPECT_NEAR(required(2 * 7.52), 15.04, 0.01);
+  vantor::InsertionPeriods periods;
+  periods.pat = periods.pmt = 100;
+  EXPECT_TRUE(mux.setInsertionPeriods(periods));
+  EXPECT_NEAR(mux.statistics().required, 30.08, 0.01);
 }
 
 TEST_F(SetPeriods, ThatAreRefusedChangeNothing) {

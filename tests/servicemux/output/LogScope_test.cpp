@@ -63,6 +63,8 @@ const Operation kOperations[] = {
     {"clearEITpf", [](serviceMux& mux) { mux.clearEITpf(1); }},
     {"clearEITsch", [](serviceMux& mux) { mux.clearEITsch(1); }},
     {"clearAllEITs", [](serviceMux& mux) { mux.clearAllEITs(); }},
+    {"newSections", [](serviceMux& mux) { mux.newSections({}); }},
+    {"clearSections", [](serviceMux& mux) { mux.clearSections(1, 1, 1); }},
     {"newNULLPkts", [](serviceMux& mux) { mux.newNULLPkts(1000); }},
     {"clearNULLPkts", [](serviceMux& mux) { mux.clearNULLPkts(); }},
     {"setLocalTimeOffsetTable",

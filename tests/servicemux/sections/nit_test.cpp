@@ -99,6 +99,53 @@ TEST(NitSections, NetworkDescriptorsComeFirstAndStreamsStayWhole) {
   }
 }
 
+TEST(NitSections, TableIdIsThatOfTheLayout) {
+  for (const unsigned char id : {0x41, 0x4A}) {
+    vantor::NITLayout layout;
+    layout.tableId = id;
+    for (const auto& section : bytesOf(vantor::generateSections(*makeNit({255, 255, 255, 255}, {{}}), layout)))
+      EXPECT_EQ(section[0], id);
+  }
+}
+
+TEST(NitSections, DescriptorsStandInEachSectionWhereTheyAreRepeated) {
+  vantor::NITLayout layout;
+  layout.repeatsDescriptors = true;
+  // 8 + 2 + 259 + 2 + 2 x 263 bytes leave no room for a third stream.
+  const NitTable nit = makeNit({255}, {{255}, {255}, {255}, {}});
+  const auto sections = bytesOf(vantor::generateSections(*nit, layout));
+  ASSERT_THAT(sections, SizeIs(2));
+  const Sizes streams = {2 * (6 + loopOf({255})), 6 + loopOf({255}) + 6};
+  for (std::size_t i = 0; i < sections.size(); ++i) {
+    EXPECT_EQ(wordAt(sections[i], 8) & 0xFFFU, loopOf({255}));
+    EXPECT_EQ(wordAt(sections[i], 10 + loopOf({255})) & 0xFFFU, streams[i]);
+  }
+  EXPECT_THAT(bytesOf(vantor::generateSections(*makeNit({255}, {}), layout)), SizeIs(1));
+}
+
+TEST(NitSections, RepeatedDescriptorsThatLeaveNoRoomYieldNothing) {
+  vantor::NITLayout layout;
+  layout.repeatsDescriptors = true;
+  EXPECT_THAT(bytesOf(vantor::generateSections(*makeNit({255, 255, 255, 229}, {{}}), layout)), SizeIs(1));
+  EXPECT_EQ(vantor::generateSections(*makeNit({255, 255, 255, 230}, {{}}), layout), nullptr);
+  EXPECT_EQ(vantor::generateSections(*makeNit({255, 255, 255, 255}, {}), layout), nullptr);
+}
+
+TEST(NitSections, MarkedStreamsBeginASection) {
+  vantor::NITLayout layout;
+  layout.starts = {true, false, true, true};
+  const auto lengths = [&](const Sizes& network) {
+    std::vector<std::size_t> all;
+    for (const auto& section : bytesOf(vantor::generateSections(*makeNit(network, {{}, {}, {}, {}, {}}), layout)))
+      all.push_back(wordAt(section, 10 + (wordAt(section, 8) & 0xFFFU)) & 0xFFFU);
+    return all;
+  };
+  EXPECT_THAT(lengths({}), testing::ElementsAre(12, 6, 12)) << "the first section is new anyway";
+  EXPECT_THAT(lengths({10}), testing::ElementsAre(0, 12, 6, 12)) << "it has descriptors";
+  layout.repeatsDescriptors = true;
+  EXPECT_THAT(lengths({10}), testing::ElementsAre(12, 6, 12)) << "as every section has";
+}
+
 TEST(NitSections, StreamThatFitsNoSectionYieldsNothing) {
   EXPECT_THAT(bytesOf(vantor::generateSections(*makeNit({}, {{255, 255, 255, 229}}))), SizeIs(1));
   EXPECT_EQ(vantor::generateSections(*makeNit({}, {{255, 255, 255, 230}})), nullptr);

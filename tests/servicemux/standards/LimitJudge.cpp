@@ -109,7 +109,7 @@ void LimitJudge::put(std::int64_t now, const Table& table) {
   const bool isNew = !entry.isOnAir;
   const bool isReplaced = !isNew && entry.table.version != table.version;
   if (!isNew) ask(entry, -1);
-  if (!isNew && !isReplaced) judgeIntervals(now, entry);
+  if (!isNew && (!isReplaced || entry.table.period != table.period)) judgeIntervals(now, entry);
   const std::size_t known = isNew ? 0 : std::min<std::size_t>(entry.sections.size(), table.sections);
   entry.table = table;
   entry.isOnAir = true;

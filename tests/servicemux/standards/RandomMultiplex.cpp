@@ -9,6 +9,7 @@
 #include "interface/psi/pids.h"
 #include "interface/psi/tableIds.h"
 #include "tests/servicemux/front/outputs.h"
+#include "tests/servicemux/front/wholeSections.h"
 #include "tests/servicemux/standards/simulatedTime.h"
 
 namespace {
@@ -28,6 +29,10 @@ constexpr std::uint16_t kEcmPids = 4;  // the last one can be a PMT's
 constexpr std::uint16_t kEmmPid = 0x300;
 constexpr unsigned int kEmmsAtOnce = 5;
 constexpr std::size_t kEmmSize = 180;
+// Tables as whole sections: a PID of their own, and those of NIT, SDT, EIT, PMT and PSIP tables.
+constexpr std::array<std::uint16_t, 6> kSectionPids{0x400, kNitPid, kSdtPid, kEitPid, kPmtPid, kPsipPid};
+constexpr std::uint8_t kSectionTableId = 0x90;
+constexpr int kSectionTables = 3;  // on each of them
 // So much a ceiling has room for without stretching, when it leaves room within 100 ms for the tables that go by
 // the UTC second beside all the others.
 constexpr double kGreatestLoad = 0.8;
@@ -67,8 +72,14 @@ std::uint64_t numberOf(const LimitJudge::Key& key) {
 
 }  // namespace
 
-RandomMultiplex::RandomMultiplex(serviceMux& mux, LimitJudge& judge, Clock now, unsigned int seed, bool sharesPids)
-    : mux(mux), judge(judge), now(std::move(now)), generator(seed), sharesPids(sharesPids) {
+RandomMultiplex::RandomMultiplex(serviceMux& mux, LimitJudge& judge, Clock now, unsigned int seed, bool sharesPids,
+                                 bool hasSections)
+    : mux(mux),
+      judge(judge),
+      now(std::move(now)),
+      generator(seed),
+      sharesPids(sharesPids),
+      hasSections(hasSections) {
   judge.setCeiling(this->now(), bitrate);
 }
 
@@ -80,7 +91,7 @@ void RandomMultiplex::start() {
 
 void RandomMultiplex::change() {
   using Operation = void (RandomMultiplex::*)();
-  constexpr std::array<Operation, 24> kOperations{
+  constexpr std::array<Operation, 26> kOperations{
       &RandomMultiplex::setPat,         &RandomMultiplex::setCat,          &RandomMultiplex::setNit,
       &RandomMultiplex::setPmt,         &RandomMultiplex::setPmt,          &RandomMultiplex::setSdtActual,
       &RandomMultiplex::setSdtOther,    &RandomMultiplex::setEitPf,        &RandomMultiplex::setEitPf,
@@ -88,8 +99,10 @@ void RandomMultiplex::change() {
       &RandomMultiplex::setMgt,         &RandomMultiplex::setVct,          &RandomMultiplex::setStt,
       &RandomMultiplex::setNullPackets, &RandomMultiplex::configureAccess, &RandomMultiplex::setEcm,
       &RandomMultiplex::setEcm,         &RandomMultiplex::setEcm,          &RandomMultiplex::setEmm,
-      &RandomMultiplex::clearOne,       &RandomMultiplex::clearOne,        &RandomMultiplex::clearAll};
-  (this->*kOperations[below(kOperations.size())])();
+      &RandomMultiplex::clearOne,       &RandomMultiplex::clearOne,        &RandomMultiplex::clearAll,
+      &RandomMultiplex::setSections,    &RandomMultiplex::setSections};
+  constexpr unsigned int kOfSections = 2;  // the last ones
+  (this->*kOperations[below(kOperations.size() - (hasSections ? 0 : kOfSections))])();
   keepLoad();
 }
 
@@ -202,6 +215,20 @@ void RandomMultiplex::setStt() {
   const Key key{kPsipPid, kSttTableId, 0, 0, 0};
   mux.newSTT({});
   if (!isOnAir(key)) put(key, 0, periods.stt);
+}
+
+void RandomMultiplex::setSections() {
+  const std::uint16_t pid = kSectionPids[below(kSectionPids.size())];
+  const Key key{pid, kSectionTableId, static_cast<std::uint16_t>(below(kSectionTables)), 0, 0};
+  if (below(4) == 0) {
+    mux.clearSections(pid, key.table_id, key.extension);
+    return remove(key);
+  }
+  const int version = nextVersion(key);
+  auto record = makeSections(pid, key.table_id, key.extension, version, static_cast<int>(1 + below(3)), below(300));
+  record.period = static_cast<std::int32_t>(1000 + below(10000));
+  EXPECT_EQ(mux.newSections(record), 0);
+  put(key, version, static_cast<unsigned int>(record.period));
 }
 
 void RandomMultiplex::setNullPackets() {

@@ -15,8 +15,10 @@ class RandomMultiplex {
  public:
   using Clock = std::function<std::int64_t()>;
 
-  /// `sharesPids` lets messages of conditional access share PIDs with PMTs.
-  RandomMultiplex(vantor::serviceMux& mux, LimitJudge& judge, Clock now, unsigned int seed, bool sharesPids);
+  /// `sharesPids` lets messages of conditional access share PIDs with PMTs. `hasSections` puts whole sections on
+  /// the PIDs of other tables too.
+  RandomMultiplex(vantor::serviceMux& mux, LimitJudge& judge, Clock now, unsigned int seed, bool sharesPids,
+                  bool hasSections);
 
   /// Puts a first set of tables on air.
   void start();
@@ -51,6 +53,7 @@ class RandomMultiplex {
   void setMgt();
   void setVct();
   void setStt();
+  void setSections();
   void setNullPackets();
   void configureAccess();
   void setEcm();
@@ -71,6 +74,7 @@ class RandomMultiplex {
   const Clock now;
   std::mt19937 generator;
   const bool sharesPids;
+  const bool hasSections;
   const vantor::InsertionPeriods periods;
 
   std::vector<LimitJudge::Table> onAir;

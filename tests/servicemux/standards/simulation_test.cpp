@@ -12,8 +12,8 @@
 #include "tests/servicemux/standards/simulatedTime.h"
 
 /// Whole multiplexes with all their threads in simulated time, while their tables, ceilings and clocks change at
-/// random: a judge looks at every packet. Twenty-four sets of an hour each, and some that stay or are too much; a
-/// failure names its seed.
+/// random: a judge looks at every packet. Twenty-four sets of an hour each, twelve with whole sections, and some
+/// that stay or are too much; a failure names its seed.
 
 namespace {
 
@@ -56,7 +56,8 @@ LimitJudge::Allowances allowances() {
 
 class Simulation : public testing::TestWithParam<unsigned int> {
  protected:
-  explicit Simulation(const LimitJudge::Allowances& granted = allowances()) : judge(granted) {}
+  explicit Simulation(const LimitJudge::Allowances& granted = allowances(), bool hasSections = false)
+      : judge(granted), hasSections(hasSections) {}
 
   void SetUp() override { mux.setTimingProfile(TimingProfile::Standards); }
 
@@ -72,12 +73,28 @@ class Simulation : public testing::TestWithParam<unsigned int> {
   SimulatedThreads simulation;
   LimitJudge judge;
   std::shared_ptr<JudgedSink> sink = std::make_shared<JudgedSink>(simulation, judge);
+  const bool hasSections;
   vantor::serviceMux mux{"mux", sink, ""};
-  RandomMultiplex owner{mux, judge, [this] { return simulation.now(); }, seed, seed % 2 == 1};
+  RandomMultiplex owner{mux, judge, [this] { return simulation.now(); }, seed, seed % 2 == 1, hasSections};
 };
 
 class Day : public Simulation {
  protected:
+  using Simulation::Simulation;
+
+  void pass() {
+    owner.start();
+    while (simulation.now() < kHour) {
+      sleep(static_cast<std::int64_t>(owner.below(16000000)) * 1000);
+      step();
+      readLog();
+    }
+    judge.finish(simulation.now());
+    EXPECT_EQ(mux.statistics().stretch, 1);
+    EXPECT_GT(judge.packets(), 1000U * kMinutes);
+    EXPECT_EQ(judge.count(), 0U) << "seed " << seed << ": " << judge.report();
+  }
+
   void step() {
     switch (owner.below(24)) {
       case 0:
@@ -116,6 +133,20 @@ class Day : public Simulation {
   }
 };
 
+/// Whole sections beside the tables of their PIDs, also while the profile changes. More changes, and longer
+/// sections on the PIDs of short tables, are granted a little more.
+class DayOfSections : public Day {
+ protected:
+  DayOfSections() : Day(grantedToSections(), true) {}
+
+  static LimitJudge::Allowances grantedToSections() {
+    LimitJudge::Allowances granted = allowances();
+    granted.lateness = 150 * kMillisecond;
+    granted.timeLateness = 150 * kMillisecond;
+    return granted;
+  }
+};
+
 /// Tables that stay as they are, at loads from 10 to 80 percent: nothing is granted.
 class Still : public Simulation {
  protected:
@@ -134,20 +165,13 @@ class Overload : public Simulation {};
 
 }  // namespace
 
-TEST_P(Day, EveryLimitIsHeldInEveryPacket) {
-  owner.start();
-  while (simulation.now() < kHour) {
-    sleep(static_cast<std::int64_t>(owner.below(16000000)) * 1000);
-    step();
-    readLog();
-  }
-  judge.finish(simulation.now());
-  EXPECT_EQ(mux.statistics().stretch, 1);
-  EXPECT_GT(judge.packets(), 1000U * kMinutes);
-  EXPECT_EQ(judge.count(), 0U) << "seed " << seed << ": " << judge.report();
-}
+TEST_P(Day, EveryLimitIsHeldInEveryPacket) { pass(); }
 
 INSTANTIATE_TEST_SUITE_P(Hours, Day, testing::Range(1U, 25U));
+
+TEST_P(DayOfSections, EveryLimitIsHeldInEveryPacket) { pass(); }
+
+INSTANTIATE_TEST_SUITE_P(Hours, DayOfSections, testing::Range(601U, 613U));
 
 TEST_P(Still, EveryLimitIsHeldInEveryPacket) {
   owner.start();

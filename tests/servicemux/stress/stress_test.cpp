@@ -14,6 +14,7 @@
 #include "tests/sanitized.h"
 #include "tests/servicemux/doubles/Sender.h"
 #include "tests/servicemux/front/outputs.h"
+#include "tests/servicemux/front/wholeSections.h"
 #include "tests/servicemux/packets.h"
 
 namespace {
@@ -38,7 +39,7 @@ class ServiceTables {
   explicit ServiceTables(serviceMux& mux) : mux(mux) {}
 
   void disturb() {
-    switch (random(12)) {
+    switch (random(16)) {
       case 0:
       case 1:
         mux.newPMT(makePmt(program(), version()), pmtPid());
@@ -57,6 +58,14 @@ class ServiceTables {
       case 7:
         mux.newEITsch({{0, {{0, schedule()}}}});
         break;
+      case 8:
+      case 9:
+      case 10:
+        mux.newSections(makeSections(sharedPid(), 0x4A + random(3), random(3), version() % 32, 1 + random(4), 200));
+        break;
+      case 11:
+        mux.setTimingProfile(random(2) == 0 ? vantor::TimingProfile::Standards : vantor::TimingProfile::Classic);
+        break;
       default:
         clearSomething();
     }
@@ -66,6 +75,11 @@ class ServiceTables {
   int random(int end) { return static_cast<int>(generator() % static_cast<unsigned int>(end)); }
   int program() { return 1 + random(16); }
   int version() { return random(40); }
+  /// Of SDTs, of EITs, of a PMT or of nothing else.
+  int sharedPid() {
+    constexpr int kPids[] = {0x11, 0x12, kFirstPmtPid, 0x300};
+    return kPids[random(4)];
+  }
   short pmtPid() { return static_cast<short>(kFirstPmtPid + random(kPmtPids)); }
 
   vantor::thrift::dvb_tables::EIT schedule() {
@@ -90,6 +104,11 @@ class ServiceTables {
         break;
       case 4:
         mux.clearSDTOthers(random(8), -1);
+        break;
+      case 5:
+      case 6:
+      case 7:
+        mux.clearSections(sharedPid(), 0x4A + random(3), random(3));
         break;
       default:
         random(2) == 0 ? mux.clearPMT(static_cast<short>(program()), 0)

@@ -49,13 +49,26 @@ std::string errorIn(const std::string& name, const std::string& fields) {
   return error.substr(0, place.size()) == place ? error.substr(place.size()) : error;
 }
 
-OrderedJson writeOne(int tag, const std::string& data) {
+thrift::dvb_tables::Descriptor made(int tag, const std::string& data) {
   thrift::dvb_tables::Descriptor descriptor;
   descriptor.tag = static_cast<std::int16_t>(tag);
   descriptor.data = data;
+  return descriptor;
+}
+
+/// The last of these descriptors as it is written among them.
+OrderedJson writeLast(const Descriptors& descriptors, Family family = Family::kDvb) {
   OrderedJson owner;
-  writeDescriptors({descriptor}, owner);
-  return owner["descriptors"][0];
+  writeDescriptors(descriptors, owner, family);
+  return owner["descriptors"].back();
+}
+
+const std::string kEacem("\0\0\0\x28", 4);
+
+/// Where its tag has a meaning: behind EACEM's private_data_specifier, or in a table of ATSC.
+OrderedJson writeOne(int tag, const std::string& data) {
+  const OrderedJson json = writeLast({made(0x5F, kEacem), made(tag, data)});
+  return json.contains("tag") ? writeLast({made(tag, data)}, Family::kAtsc) : json;
 }
 
 std::string bytesOf(const std::string& hex) {
@@ -293,6 +306,169 @@ INSTANTIATE_TEST_SUITE_P(
                              "additional_info": "0506"}})",
                 0x6A, "f0010203040506"}));
 
+INSTANTIATE_TEST_SUITE_P(
+    OfCoding, DescriptorForms,
+    ::testing::Values(
+        Example{
+            R"({"video_stream": {"multiple_frame_rate_flag": true, "frame_rate_code": 3, "MPEG_1_only_flag": true, "constrained_parameter_flag": false, "still_picture_flag": true}})",
+            0x02, "9d"},
+        Example{
+            R"({"video_stream": {"multiple_frame_rate_flag": false, "frame_rate_code": 5, "MPEG_1_only_flag": false, "constrained_parameter_flag": true, "still_picture_flag": false, "profile_and_level_indication": 72, "chroma_format": 1, "frame_rate_extension_flag": true}})",
+            0x02, "2a487f"},
+        Example{
+            R"({"audio_stream": {"free_format_flag": false, "ID": 1, "layer": 2, "variable_rate_audio_indicator": false}})",
+            0x03, "67"},
+        Example{
+            R"({"hierarchy": {"no_view_scalability_flag": true, "no_temporal_scalability_flag": false, "no_spatial_scalability_flag": true, "no_quality_scalability_flag": false, "hierarchy_type": 5, "hierarchy_layer_index": 2, "tref_present_flag": false, "hierarchy_embedded_layer_index": 1, "hierarchy_channel": 3}})",
+            0x04, "a5c241c3"},
+        Example{R"({"registration": {"format_identifier": "GA94"}})", 0x05, "47413934"},
+        Example{R"({"registration": {"format_identifier": 1, "additional_identification_info": "0203"}})", 0x05,
+                "000000010203"},
+        Example{R"({"data_stream_alignment": {"alignment_type": 2}})", 0x06, "02"},
+        Example{
+            R"({"target_background_grid": {"horizontal_size": 720, "vertical_size": 576, "aspect_ratio_information": 3}})",
+            0x07, "0b402403"},
+        Example{R"({"video_window": {"horizontal_offset": 16383, "vertical_offset": 0, "window_priority": 1}})",
+                0x08, "fffc0001"},
+        Example{
+            R"({"system_clock": {"external_clock_reference_indicator": true, "clock_accuracy_integer": 30, "clock_accuracy_exponent": 6}})",
+            0x0B, "dedf"},
+        Example{
+            R"({"multiplex_buffer_utilization": {"bound_valid_flag": true, "LTW_offset_lower_bound": 24, "LTW_offset_upper_bound": 1000}})",
+            0x0C, "801883e8"},
+        Example{R"({"copyright": {"copyright_identifier": 258, "additional_copyright_info": "03"}})", 0x0D,
+                "0000010203"},
+        Example{R"({"maximum_bitrate": {"maximum_bitrate": 37500}})", 0x0E, "c0927c"},
+        Example{R"({"private_data_indicator": {"private_data_indicator": 4294967295}})", 0x0F, "ffffffff"},
+        Example{R"({"smoothing_buffer": {"sb_leak_rate": 2400, "sb_size": 512}})", 0x10, "c00960c00200"},
+        Example{R"({"STD": {"leak_valid_flag": true}})", 0x11, "ff"},
+        Example{R"({"IBP": {"closed_gop_flag": true, "identical_gop_flag": false, "max_gop-length": 24}})", 0x12,
+                "8018"},
+        Example{R"({"carousel_identifier": {"carousel_id": 170, "FormatID": 0, "private_data": "0102"}})", 0x13,
+                "000000aa000102"},
+        Example{
+            R"({"carousel_identifier": {"carousel_id": 1, "FormatID": 1, "FormatSpecifier": {"ModuleVersion": 2, "ModuleId": 3, "BlockSize": 4066, "ModuleSize": 5, "CompressionMethod": 6, "OriginalSize": 7, "TimeOut": 8, "ObjectKeyData": "0a0b"}, "private_data": "ff"}})",
+            0x13, "00000001010200030fe200000005060000000708020a0bff"},
+        Example{
+            R"({"association_tag": {"association_tag": 11, "use": 256, "selector": "0102", "private_data": "03"}})",
+            0x14, "000b010002010203"},
+        Example{R"({"MPEG-4_video": {"MPEG-4_visual_profile_and_level": 8}})", 0x1B, "08"},
+        Example{R"({"MPEG-4_audio": {"MPEG-4_audio_profile_and_level": 88}})", 0x1C, "58"},
+        Example{
+            R"({"AVC_video": {"profile_idc": 100, "constraint_set0_flag": true, "constraint_set1_flag": false, "constraint_set2_flag": true, "constraint_set3_flag": false, "constraint_set4_flag": false, "constraint_set5_flag": true, "AVC_compatible_flags": 2, "level_idc": 40, "AVC_still_present": false, "AVC_24_hour_picture_flag": true, "Frame_Packing_SEI_not_present_flag": false}})",
+            0x28, "64a6285f"},
+        Example{
+            R"({"MPEG-2_AAC_audio": {"MPEG-2_AAC_profile": 1, "MPEG-2_AAC_channel_configuration": 2, "MPEG-2_AAC_additional_information": 3}})",
+            0x2B, "010203"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfMoreNetworks, DescriptorForms,
+    ::testing::Values(
+        Example{
+            R"({"country_availability": {"country_availability_flag": false, "countries": [{"country_code": "GBR"}, {"country_code": "902"}]}})",
+            0x49, "7f474252393032"},
+        Example{
+            R"({"multilingual_network_name": [{"ISO_639_language_code": "eng", "name": "Net"}, {"ISO_639_language_code": "fra", "name": ""}]})",
+            0x5B, "656e67034e657466726100"},
+        Example{R"({"multilingual_bouquet_name": [{"ISO_639_language_code": "eng", "name": "B"}]})", 0x5C,
+                "656e670142"},
+        Example{
+            R"({"frequency_list": {"coding_type": 1, "centre_frequencies": [{"centre_frequency": 11757250000}]}})",
+            0x62, "fd01175725"},
+        Example{
+            R"({"frequency_list": {"coding_type": 2, "centre_frequencies": [{"centre_frequency": 346000000}]}})",
+            0x62, "fe03460000"},
+        Example{
+            R"({"frequency_list": {"coding_type": 3, "centre_frequencies": [{"centre_frequency": 500000000}, {"centre_frequency": 42949672950}]}})",
+            0x62, "ff02faf080ffffffff"},
+        Example{R"({"frequency_list": {"coding_type": 0, "centre_frequencies": [{"centre_frequency": 258}]}})",
+                0x62, "fc00000102"},
+        Example{R"({"default_authority": {"default_authority": "a.example"}})", 0x73, "612e6578616d706c65"},
+        Example{R"({"extension": {"descriptor_tag_extension": 6, "selector": "05656e67"}})", 0x7F, "0605656e67"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfMoreServices, DescriptorForms,
+    ::testing::Values(
+        Example{R"({"NVOD_reference": [{"transport_stream_id": 1, "original_network_id": 2, "service_id": 3}]})",
+                0x4B, "000100020003"},
+        Example{R"({"time_shifted_service": {"reference_service_id": 300}})", 0x4C, "012c"},
+        Example{R"({"CA_identifier": [{"CA_system_id": 2816}, {"CA_system_id": 65535}]})", 0x53, "0b00ffff"},
+        Example{
+            R"({"multilingual_service_name": [{"ISO_639_language_code": "eng", "provider": "P", "name": "Na"}]})",
+            0x5D, "656e670150024e61"},
+        Example{
+            R"({"service_move": {"new_original_network_id": 1, "new_transport_stream_id": 2, "new_service_id": 3}})",
+            0x60, "000100020003"},
+        Example{
+            R"({"data_broadcast": {"data_broadcast_id": 6, "component_tag": 11, "selector": "0102", "ISO_639_language_code": "eng", "text": "Hi"}})",
+            0x64, "00060b020102656e67024869"},
+        Example{
+            R"({"data_broadcast": {"data_broadcast_id": 6, "component_tag": 11, "ISO_639_language_code": "eng", "text": ""}})",
+            0x64, "00060b00656e6700"},
+        Example{
+            R"({"FTA_content_management": {"user_defined": false, "do_not_scramble": true, "control_remote_access_over_internet": 2, "do_not_apply_revocation": false}})",
+            0x7E, "7c"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfMoreEvents, DescriptorForms,
+    ::testing::Values(
+        Example{R"({"time_shifted_event": {"reference_service_id": 300, "reference_event_id": 7}})", 0x4F,
+                "012c0007"},
+        Example{R"({"short_smoothing_buffer": {"sb_size": 1, "sb_leak_rate": 8, "reserved": "ff"}})", 0x61, "48ff"},
+        Example{R"({"PDC": {"day": 21, "month": 11, "hour": 20, "minute": 15}})", 0x69, "fadd0f"},
+        Example{R"({"related_content": {}})", 0x74, ""},
+        Example{R"({"TVA_id": [{"TVA_id": 4660, "running_status": 4}]})", 0x75, "1234fc"},
+        Example{
+            R"({"content_identifier": [{"crid_type": 49, "crid_location": 0, "crid": "/E"}, {"crid_type": 1, "crid_location": 1, "crid_ref": 258}]})",
+            0x76, "c4022f45050102"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfMoreStreams, DescriptorForms,
+    ::testing::Values(
+        Example{R"({"scrambling": {"scrambling_mode": 1}})", 0x65, "01"},
+        Example{R"({"data_broadcast_id": {"data_broadcast_id": 291, "id_selector": "0010"}})", 0x66, "01230010"},
+        Example{R"({"data_broadcast_id": {"data_broadcast_id": 10}})", 0x66, "000a"},
+        Example{R"({"ancillary_data": {"ancillary_data_identifier": 2}})", 0x6B, "02"},
+        Example{R"({"application_signalling": [{"application_type": 16, "AIT_version_number": 3}]})", 0x6F,
+                "8010e3"},
+        Example{R"({"application_signalling": []})", 0x6F, ""},
+        Example{R"({"adaptation_field_data": {"adaptation_field_data_identifier": 1}})", 0x70, "01"},
+        Example{R"({"enhanced_AC-3": {"mixinfoexists": true}})", 0x7A, "08"},
+        Example{
+            R"({"enhanced_AC-3": {"mixinfoexists": false, "component_type": 1, "bsid": 2, "mainid": 3, "asvc": 4, "substream1": 5, "substream2": 6, "substream3": 7, "additional_info": "08"}})",
+            0x7A, "f70102030405060708"},
+        Example{R"({"enhanced_AC-3": {"mixinfoexists": false, "mainid": 3, "substream2": 6}})", 0x7A, "220306"},
+        Example{
+            R"({"DTS": {"sample_rate_code": 13, "bit_rate_code": 15, "nblks": 7, "fsize": 1006, "surround_mode": 9, "lfe_flag": true, "extended_surround_flag": 2}})",
+            0x7B, "d3c387dc4e"},
+        Example{R"({"AAC": {"profile_and_level": 88}})", 0x7C, "58"},
+        Example{R"({"AAC": {"profile_and_level": 88, "SAOC_DE_flag": false}})", 0x7C, "5800"},
+        Example{
+            R"({"AAC": {"profile_and_level": 88, "SAOC_DE_flag": true, "AAC_type": 5, "additional_info": "01"}})",
+            0x7C, "58c00501"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfAtsc, DescriptorForms,
+    ::testing::Values(
+        Example{
+            R"({"AC-3_audio_stream": {"sample_rate_code": 2, "bsid": 8, "bit_rate_code": 10, "surround_mode": 1, "bsmod": 3, "num_channels": 13, "full_svc": true, "additional_info": "ff3f"}})",
+            0x81, "48297bff3f"},
+        Example{
+            R"({"caption_service": [{"ISO_639_language_code": "eng", "digital_cc": true, "caption_service_number": 1, "easy_reader": false, "wide_aspect_ratio": true}, {"ISO_639_language_code": "eng", "digital_cc": false, "line21_field": true, "easy_reader": true, "wide_aspect_ratio": false}]})",
+            0x86, "e2656e67c17fff656e677fbfff"},
+        Example{
+            R"({"content_advisory": [{"rating_region": 1, "ratings": [{"rating_dimension_j": 2, "rating_value": 3}], "rating_description": [{"ISO_639_language_code": "eng", "text": "PG"}]}, {"rating_region": 2, "ratings": []}]})",
+            0x87, "c2010102f30a01656e67010000025047020000"},
+        Example{
+            R"({"extended_channel_name": {"long_channel_name": [{"ISO_639_language_code": "eng", "text": "Né"}]}})",
+            0xA0, "01656e67010000024ee9"},
+        Example{R"({"extended_channel_name": {"long_channel_name": []}})", 0xA0, "00"},
+        Example{
+            R"({"component_name": {"component_name": [{"ISO_639_language_code": "eng", "segments": [{"compression_type": 1, "mode": 0, "data": "0102"}, {"compression_type": 0, "mode": 63}]}]}})",
+            0xA3, "01656e67020100020102003f00"},
+        Example{R"({"redistribution_control": {"rc_information": "01"}})", 0xAA, "01"},
+        Example{R"({"redistribution_control": {}})", 0xAA, ""}));
+
 /// The lines of the guide's chapter on descriptors that are JSON.
 std::vector<std::string> examplesOfTheGuide() {
   std::ifstream guide(SERVICEMUX_JSON_GUIDE);
@@ -307,7 +483,7 @@ std::vector<std::string> examplesOfTheGuide() {
 
 TEST(Descriptors, AreWrittenAsInTheGuide) {
   const auto examples = examplesOfTheGuide();
-  EXPECT_EQ(examples.size(), 24U);  // one for each form
+  EXPECT_EQ(examples.size(), 78U);  // one for each form
   for (const auto& example : examples) {
     const auto descriptor = readOne(example);
     EXPECT_EQ(writeOne(descriptor.tag, descriptor.data), OrderedJson::parse(example));
@@ -323,9 +499,51 @@ TEST(Descriptors, TakeTheRawFormForEveryTag) {
 }
 
 TEST(Descriptors, StayRawWithoutAReadableForm) {
-  EXPECT_EQ(written(0x66, "0102"), raw(0x66, "0102"));
+  EXPECT_EQ(written(0x68, "0102"), raw(0x68, "0102"));
   EXPECT_EQ(written(0x00, ""), raw(0x00, ""));
   EXPECT_EQ(written(0xFF, "00"), raw(0xFF, "00"));
+}
+
+TEST(Descriptors, AreThoseOfAtscInItsTablesOnly) {
+  for (const auto& [tag, hex] : std::vector<std::pair<int, std::string>>{{0x81, "08280f"},
+                                                                         {0x86, "e0"},
+                                                                         {0x87, "c0"},
+                                                                         {0xA0, "00"},
+                                                                         {0xA1, "e03100"},
+                                                                         {0xA3, "00"},
+                                                                         {0xAA, ""}}) {
+    EXPECT_TRUE(writeLast({made(tag, bytesOf(hex))}).contains("tag")) << tag;
+    EXPECT_TRUE(writeLast({made(0x5F, kEacem), made(tag, bytesOf(hex))}).contains("tag")) << tag;
+    EXPECT_FALSE(writeLast({made(tag, bytesOf(hex))}, Family::kAtsc).contains("tag")) << tag;
+  }
+}
+
+TEST(Descriptors, AreLogicalChannelsBehindAPrivateDataSpecifierThatSaysSo) {
+  const auto channel = made(0x83, "\x12\x34\xFC\x01");
+  const auto specifier = [](const std::string& hex) { return made(0x5F, bytesOf(hex)); };
+  EXPECT_TRUE(writeLast({specifier("00000028"), channel}).contains("logical_channel"));
+  EXPECT_TRUE(writeLast({specifier("0000233a"), channel}).contains("logical_channel"));
+  EXPECT_TRUE(writeLast({specifier("00000028"), made(0x48, ""), channel}).contains("logical_channel"));
+  EXPECT_TRUE(writeLast({channel}).contains("tag"));
+  EXPECT_TRUE(writeLast({channel, specifier("00000028"), specifier("00000029"), channel}).contains("tag"));
+  EXPECT_TRUE(writeLast({specifier("00000028"), channel}, Family::kAtsc).contains("tag"));
+}
+
+TEST(Descriptors, KeepControlCharactersOfAtscAsBytes) {
+  for (const std::string code : {"0a", "7f", "85"})
+    EXPECT_EQ(written(0xA0, "01656e6701000001" + code),
+              R"({"extended_channel_name":{"long_channel_name":[{"ISO_639_language_code":"eng",)"
+              R"("segments":[{"compression_type":0,"mode":0,"data":")" +
+                  code + R"("}]}]}})");
+}
+
+TEST(Descriptors, KeepTheNulsBehindAText) {
+  EXPECT_EQ(written(0x40, "4e657400"), R"({"network_name":{"name":"Net\u0000"}})");
+  EXPECT_EQ(written(0x40, "054e65740000"), raw(0x40, "054e65740000"));  // with a table of another one's choice
+  EXPECT_EQ(written(0x40, "4e006574"), raw(0x40, "4e006574"));
+  EXPECT_EQ(written(0x48, "010241000142"), R"({"service":{"service_type":1,"provider":"A\u0000","name":"B"}})");
+  EXPECT_EQ(hexDigits(readOne(R"({"network_name": {"name": "Net\u0000\u0000"}})").data), "4e65740000");
+  EXPECT_EQ(errorIn("network_name", R"({"name": "N\u0000t"})"), "/name: \"N\\x00t\" holds a control character");
 }
 
 TEST(Descriptors, StayRawWhereInnerLengthsAreWrong) {

@@ -109,7 +109,8 @@ TEST(CaptureReader, ReadsSectionsThatBeginBehindThePointerField) {
   ASSERT_TRUE(capture.tables.nit);
   ASSERT_EQ(capture.tables.nit->transport_streams.size(), 30U);
   EXPECT_EQ(capture.tables.nit->transport_streams[29], makeNit(11, 10).transport_streams[9]);
-  EXPECT_EQ(capture.tables.nit->descriptors.size(), 3U);
+  EXPECT_EQ(capture.tables.nit->descriptors.size(), 1U);
+  EXPECT_TRUE(capture.tables.nit->repeats_descriptors);
   EXPECT_TRUE(capture.faults.empty());
 }
 
@@ -275,11 +276,10 @@ TEST(CaptureReader, FollowsTheTablesToTheirPmtsEcmsAndEmms) {
                              Packer(0).apart(sectionsOf(makePat(5, 1))) +
                              Packer(1).apart(sectionsOf(makeCat(5, 1)));
   const Capture capture = readTransportStream(stream);
-  EXPECT_THAT(capture.sections.at(0x02).pids, ElementsAre(0x101));
+  EXPECT_THAT(capture.sections.at(0x02).pids, ElementsAre(0x101, 0x200));
   EXPECT_THAT(capture.sections.at(0x80).pids, ElementsAre(0x300));
   EXPECT_THAT(capture.sections.at(0x82).pids, ElementsAre(0x64));
-  EXPECT_EQ(capture.otherPackets, 1U);
-  EXPECT_THAT(capture.otherPids, ElementsAre(0x200));
+  EXPECT_EQ(capture.tables.pmts.size(), 1U);
 }
 
 TEST(CaptureReader, GoesOnBehindDamage) {

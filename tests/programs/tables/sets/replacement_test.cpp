@@ -3,11 +3,13 @@
 
 #include <algorithm>
 
+#include "programs/tables/json/writeJson.h"
 #include "programs/tables/sets/OnAir.h"
 #include "programs/tables/sets/tableSetJson.h"
 #include "programs/tables/sets/wholeSet.h"
 #include "servicemux/front/serviceMux.h"
 #include "tests/interface/RecordedLog.h"
+#include "tests/programs/streams.h"
 
 /// One table set in the place of another one, on a multiplex that is on air.
 
@@ -170,6 +172,48 @@ TEST_F(Replacement, ScheduleThatGetsShorterLosesItsLastTable) {
   // The first table tells which one is the last.
   EXPECT_THAT(put(schedule("")), ElementsAre("clearEIT", "newEITsch"));
   EXPECT_THAT(onAirNow(), ElementsAre("EIT schedule actual 50 5 v1"));
+}
+
+/// Of a network or bouquet, with one descriptor.
+std::string network(const char* field, int id, const std::string& data) {
+  return std::string(R"({")") + field + R"(": )" + std::to_string(id) +
+         R"(, "descriptors": [{"tag": 128, "data": ")" + data + R"("}], "transport_streams": []})";
+}
+
+/// A BAT's section, which has its version in it.
+std::string sections(int period, unsigned version) {
+  return R"("sections": [{"pid": 17, "name": "Mine", "period": )" + std::to_string(period) + R"(, "sections": [")" +
+         hexDigits(vantor::testing::makeSection(0x4A, 9, version, 0, 0, "x")) + R"("]}])";
+}
+
+TEST_F(Replacement, NetworksBouquetsAndWholeSectionsComeAndGoByThemselves) {
+  mux.setTimingProfile(TimingProfile::Standards);
+  const std::string nits = R"("nit_others": [)" + network("network_id", 7, "00") + "]";
+  const std::string bat = network("bouquet_id", 7, "00");
+  const auto bats = [&](const std::string& data) {
+    return R"("bats": [)" + bat + ", " + network("bouquet_id", 8, data) + "]";
+  };
+  const std::string all = "{" + nits + ", " + bats("00") + ", " + sections(1000, 3) + "}";
+  put(all);
+  EXPECT_THAT(onAirNow(), ElementsAre("NIT other 7 v0", "BAT 7 v0", "BAT 8 v0", "Mine v3"));
+  EXPECT_THAT(put(all), IsEmpty());
+  EXPECT_THAT(put("{" + nits + ", " + bats("01") + ", " + sections(1000, 3) + "}"), ElementsAre("newSections"));
+  EXPECT_THAT(onAirNow(), ElementsAre("NIT other 7 v0", "BAT 7 v0", "BAT 8 v1", "Mine v3"));
+  EXPECT_THAT(put("{" + bats("01") + ", " + sections(1000, 3) + "}"), ElementsAre("clearSections"));
+  EXPECT_THAT(onAirNow(), ElementsAre("BAT 7 v0", "BAT 8 v1", "Mine v3"));
+  EXPECT_THAT(put(R"({"bats": [)" + bat + "], " + sections(1000, 3) + "}"), ElementsAre("clearSections"));
+  EXPECT_THAT(onAirNow(), ElementsAre("BAT 7 v0", "Mine v3"));
+  EXPECT_THAT(put(R"({"bats": [)" + bat + "]}"), ElementsAre("clearSections"));
+  EXPECT_THAT(onAirNow(), ElementsAre("BAT 7 v0"));
+}
+
+TEST_F(Replacement, WholeSectionsHaveTheirVersionsInThem) {
+  put("{" + sections(1000, 3) + "}");
+  EXPECT_THAT(put("{" + sections(1000, 4) + "}"), ElementsAre("newSections"));
+  EXPECT_THAT(onAirNow(), ElementsAre("Mine v4"));
+  EXPECT_THAT(put("{" + sections(2000, 4) + "}"), ElementsAre("newSections"));
+  EXPECT_EQ(mux.tablesOnAir().at(0).period, 2000U);
+  EXPECT_THAT(last.warnings, IsEmpty());
 }
 
 TEST_F(Replacement, OneVctIsTakenOffAndNotTheOther) {
