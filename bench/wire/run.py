@@ -142,7 +142,7 @@ class Bench:
 
         options = "--subtables", count, "--bitrate", 50000
         result = self.measure(
-            f"{count} subtables", 1, self.plan.settle, 2 * self.plan.measure, *options, repeats=1, more=more
+            f"{count} subtables", 1, self.plan.settle, 3 * self.plan.measure, *options, repeats=1, more=more
         )
         result["subtables"] = count
         return result
