@@ -91,8 +91,9 @@ class Programs:
         )
 
     def play(self, plays, settle, measure, *options):
-        """Plays table sets at the same time, each with its timing and its files; the capture is all that came, with
-        the number of its play as output. What each of the processes used while it was measured is told in "plays"."""
+        """Plays table sets at the same time, each with its timing and its files; the capture is what came while it
+        was measured, with the number of its play as output. What each of the processes used meanwhile is told in
+        "plays"."""
 
         def send(numbers):
             with contextlib.ExitStack() as stack:
@@ -111,9 +112,10 @@ class Programs:
                 for player in players:
                     player.send_signal(signal.SIGINT)
                     finish(player, PATIENCE)
-            return {"plays": told}
+            return {"plays": told, "begin": begin, "end": end}
 
-        return self.record(len(plays), send)
+        told, capture = self.record(len(plays), send)
+        return told, capture.between(told["begin"], told["end"])
 
     def player(self, timing, files, port, options):
         to = f"127.0.0.1:{port}"

@@ -167,7 +167,8 @@ def limits(results):
         "From a section's last byte to that of its next sending, in ms: the longest interval in brackets as a share of",
         "the period, how many of how many are too long, the mean as a share. The gap is from the last byte of a section",
         "to the first of the next with the same PID, table_id and table_id_extension. TDT, TOT and STT follow the",
-        "second that they tell by 100 ms at most, and their intervals may be off by that.\n",
+        "second that they tell by 100 ms at most, and their intervals may be off by that. The first seconds, in which",
+        "all is put on air at once, are left out.\n",
         *lines[:-1],
     ]
 

@@ -47,7 +47,7 @@ class Plan:
     subtables: tuple
     outputs: tuple
     guide: tuple  # services, settle and measure
-    played: tuple  # table sets, and for how many seconds
+    played: tuple  # table sets, settle, in which all is put on air at once, and measure
     intakes: tuple
     samples: int
 
@@ -68,7 +68,7 @@ FULL = Plan(
     subtables=(10, 1000, 10000),
     outputs=(1, 10, 50),
     guide=(300, 5, 65),
-    played=(PLAYED, 600),
+    played=(PLAYED, 3, 600),
     intakes=INTAKES,
     samples=500,
 )
@@ -81,7 +81,7 @@ QUICK = Plan(
     subtables=(1000,),
     outputs=(10,),
     guide=(300, 0.5, 1),
-    played=((), 0),
+    played=((), 0, 0),
     intakes=INTAKES[:1],
     samples=30,
 )
@@ -142,7 +142,7 @@ class Bench:
 
         options = "--subtables", count, "--bitrate", 50000
         result = self.measure(
-            f"{count} subtables", 1, self.plan.settle, 2 * self.plan.measure, *options, repeats=1, more=more
+            f"{count} subtables", 1, self.plan.settle, 3 * self.plan.measure, *options, repeats=1, more=more
         )
         result["subtables"] = count
         return result
@@ -221,12 +221,12 @@ class Bench:
         }
 
     def played(self):
-        """The limits of table sets, all played with both timings at the same time, from the first packet on."""
-        paths, seconds = self.plan.played
+        """The limits of table sets, all played with both timings at the same time."""
+        paths, settle, measure = self.plan.played
         plays = [(timing, [path]) for path in paths if path.exists() for timing in TIMINGS]
         if not plays:
             return []
-        told, capture = self.programs.play(plays, 0, seconds)
+        told, capture = self.programs.play(plays, settle, measure)
         sections = capture.sections()
         results = {}
         for number, (timing, (path,)) in enumerate(plays):

@@ -256,16 +256,13 @@ Lane::time_point Lane::firstHurried() const {
 PacedTable* Lane::choose(time_point now, const Conditions& conditions) {
   while (!ready.empty()) {
     PacedTable& table = *ready.begin();
-    time_point until = possibleAt(table);
-    if (until <= now) {
+    if (possibleAt(table) <= now) {
       if (sectionMayAt(firstHurried()) > now) return nullptr;
       PacedTable* const other = endangeredBy(table, now, conditions);
-      if (other == nullptr) return &table;
-      until = possibleAt(*other);
-      if (until <= now) return other;
+      return other != nullptr ? other : &table;
     }
     detach(table);
-    table.postpone(until);
+    table.postpone(possibleAt(table));
     insert(table);
   }
   return nullptr;
@@ -276,15 +273,12 @@ Lane::time_point Lane::possibleAt(const PacedTable& table) {
   return table.group == nullptr ? time_point::min() : table.group->end + standards::kGap;
 }
 
-/// A table that would be late if the section of the chosen one went first, which can wait longer: even until that
-/// one's distance to others is over and it has gone.
+/// A table that would be late if the section of the chosen one went first, which can wait longer.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
   const time_point end = now + longest(chosen, conditions) + kRoomForOthers;
   const auto isEndangered = [&](const PacedTable& table) {
-    if (!table.isPeriodic() || table.job.deadline >= end) return false;
-    const time_point possible = possibleAt(table);
-    if (possible <= now) return table.job.deadline < chosen.job.deadline;
-    return possible + longest(table, conditions) + kRoomForOthers < chosen.job.deadline;
+    return possibleAt(table) <= now && table.isPeriodic() &&
+           table.job.deadline < std::min(end, chosen.job.deadline);
   };
   int looked = 0;
   for (PacedTable& table : ready) {

@@ -82,7 +82,7 @@ VBRmuxer::~VBRmuxer() { streams.clear(); }
 void VBRmuxer::SetBitrate(unsigned int kbps) {
   const unsigned int ceiling = std::clamp(kbps, 1U, kMaxBitrate);
   bitrate.store(ceiling);
-  packetInterval.store(static_cast<unsigned int>(kNanosecondsTimesKbps / ceiling));
+  packetInterval.store(kNanosecondsTimesKbps / ceiling);
   if (profile.load() == TimingProfile::Standards) wakeProducer();
 }
 

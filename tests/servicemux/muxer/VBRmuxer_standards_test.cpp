@@ -15,6 +15,7 @@
 #include "tests/servicemux/doubles/SimulatedThreads.h"
 #include "tests/servicemux/muxer/MuxerThreads.h"
 #include "tests/servicemux/muxer/tablePackets.h"
+#include "tests/servicemux/standards/simulatedTime.h"
 
 /// The muxer with the timing of the standards, with its threads and in simulated time.
 
@@ -30,9 +31,6 @@ using vantor::SimpleTable;
 using vantor::TableCarrousel;
 using vantor::TimingProfile;
 using vantor::VBRmuxer;
-
-constexpr std::int64_t kMillisecond = 1000000;
-constexpr std::int64_t kSecond = 1000 * kMillisecond;
 
 struct Packet {
   std::int64_t at;
