@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "programs/tables/json/InputError.h"
+#include "programs/tables/json/parseJson.h"
 
 namespace vantor::tables {
 namespace {

@@ -5,6 +5,7 @@
 
 #include "programs/tables/sets/Capture.h"
 #include "programs/tables/sets/inputFile.h"
+#include "tests/programs/captures.h"
 #include "tests/programs/streams.h"
 
 /// What no kind takes from a capture is kept as whole sections.
