@@ -6,8 +6,8 @@ namespace vantor::tables {
 
 namespace {
 
-/// What is no section can look like one without syntax.
-constexpr std::size_t kMostWithoutSyntax = 256;
+/// What is no section can look like one without syntax; so many are more than the tables of a PID ever have.
+constexpr std::size_t kMostWithoutSyntax = 4096;
 
 }  // namespace
 
@@ -27,15 +27,15 @@ void OtherPids::push(std::uint16_t pid, std::string_view packet) {
 }
 
 void OtherPids::take(Pid& pid, const Section& section) {
-  if (!pid.known.insert(std::string(section.bytes())).second) return;
+  if (++pid.times[std::string(section.bytes())] > 1) return;
   if (section.hasSyntax()) {
     pid.sections.push_back(section);
     return;
   }
   pid.withoutSyntax.push_back(section);
   if (pid.withoutSyntax.size() <= kMostWithoutSyntax) return;
-  pid.known.erase(std::string(pid.withoutSyntax.front().bytes()));
-  pid.withoutSyntax.erase(pid.withoutSyntax.begin());
+  pid.times.erase(pid.times.find(pid.withoutSyntax.front().bytes()));
+  pid.withoutSyntax.pop_front();
 }
 
 std::vector<std::uint16_t> OtherPids::pids() const {
@@ -44,12 +44,16 @@ std::vector<std::uint16_t> OtherPids::pids() const {
   return all;
 }
 
-std::vector<Section> OtherPids::sectionsOf(std::uint16_t pid, bool expected) const {
+std::vector<OtherPids::Found> OtherPids::sectionsOf(std::uint16_t pid, bool expected) const {
   const auto state = found.find(pid);
   if (state == found.end()) return {};
-  std::vector<Section> sections = state->second.sections;
-  if (expected)
-    sections.insert(sections.end(), state->second.withoutSyntax.begin(), state->second.withoutSyntax.end());
+  std::vector<Found> sections;
+  const auto add = [&](const std::deque<Section>& some) {
+    for (const Section& section : some)
+      sections.push_back({section, state->second.times.find(section.bytes())->second});
+  };
+  add(state->second.sections);
+  if (expected) add(state->second.withoutSyntax);
   return sections;
 }
 

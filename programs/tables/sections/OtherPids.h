@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,16 +25,21 @@ class OtherPids {
   /// The PIDs on which there were packets.
   [[nodiscard]] std::vector<std::uint16_t> pids() const;
 
+  struct Found {
+    Section section;
+    std::uint64_t times;  ///< it came
+  };
+
   /// The different sections of a PID in the order in which they came first; those without syntax only where
   /// sections are `expected`, and of them the last ones.
-  [[nodiscard]] std::vector<Section> sectionsOf(std::uint16_t pid, bool expected) const;
+  [[nodiscard]] std::vector<Found> sectionsOf(std::uint16_t pid, bool expected) const;
 
  private:
   struct Pid {
     bool isOther = false;  // its packets carry no sections
-    std::vector<Section> sections;
-    std::vector<Section> withoutSyntax;
-    std::set<std::string> known;
+    std::deque<Section> sections;
+    std::deque<Section> withoutSyntax;
+    std::map<std::string, std::uint64_t, std::less<>> times;
   };
 
   static void take(Pid& pid, const Section& section);

@@ -25,7 +25,7 @@ namespace {
 class Collector {
  public:
   void addSection(int pid, const Section& section) {
-    count(pid, section);
+    count(pid, section, 1);
     bool isTaken = false;
     for (const TableKind* kind : allTableKinds()) {
       if (!kind->hasTableId(section.tableId()) || kind->hasSyntax() != section.hasSyntax()) continue;
@@ -40,9 +40,9 @@ class Collector {
       keep(pid, section);
   }
 
-  /// One of a PID that nothing names: no kind looks there.
-  void addOther(int pid, const Section& section) {
-    count(pid, section);
+  /// One of a PID that nothing names, which came so many times: no kind looks there.
+  void addOther(int pid, const Section& section, std::uint64_t times) {
+    count(pid, section, times);
     keep(pid, section);
   }
 
@@ -74,9 +74,9 @@ class Collector {
     return kind.isSingle() ? SubtableKey{{key.table.table_id, 0, 0, 0}, 0} : key;
   }
 
-  void count(int pid, const Section& section) {
+  void count(int pid, const Section& section, std::uint64_t times) {
     auto& entry = capture.sections[section.tableId()];
-    ++entry.count;
+    entry.count += times;
     entry.pids.insert(pid);
   }
 
@@ -282,8 +282,8 @@ Capture readTransportStream(inputs::PacketSource& source, const ReadingEnd& end)
   const std::set<std::uint16_t> streams = pids.streams();
   for (const std::uint16_t pid : others.pids()) {
     if (reader->follows(pid)) continue;
-    for (const Section& section : others.sectionsOf(pid, streams.count(pid) != 0)) {
-      collector.addOther(pid, section);
+    for (const auto& [section, times] : others.sectionsOf(pid, streams.count(pid) != 0)) {
+      collector.addOther(pid, section, times);
       kept.insert(pid);
     }
   }

@@ -66,14 +66,14 @@ TEST(Differences, AreFieldsOfATable) {
 
 TEST(Differences, FindElementsByTheirIdentifiers) {
   EXPECT_THAT(diff(pmts(kBoth), pmts(kAudio)),
-              ElementsAre(R"(PMT 1 /streams/0 {"elementary_pid":512,"stream_type":2} -)"));
+              ElementsAre(R"(PMT 1 /streams/0 {"elementary_pid":"0x0200","stream_type":2} -)"));
   EXPECT_THAT(diff(pmts(kAudio), pmts(kBoth)),
-              ElementsAre(R"(PMT 1 /streams/0 - {"elementary_pid":512,"stream_type":2})"));
+              ElementsAre(R"(PMT 1 /streams/0 - {"elementary_pid":"0x0200","stream_type":2})"));
 }
 
 TEST(Differences, JoinWhatIsLeftAtOnePlace) {
   EXPECT_THAT(diff(pmts(kBoth), pmts(std::string(kVideo) + "," + kOtherAudio)),
-              ElementsAre("PMT 1 /streams/1/elementary_pid 513 514"));
+              ElementsAre(R"(PMT 1 /streams/1/elementary_pid "0x0201" "0x0202")"));
 }
 
 TEST(Differences, AreAnotherOrderToo) {
@@ -90,7 +90,7 @@ TEST(Differences, FindDescriptorsByTheirNames) {
   EXPECT_THAT(diff(cat(name + "," + first), cat(first)),
               ElementsAre(R"(CAT /descriptors/0 {"network_name":{"name":"A"}} -)"));
   EXPECT_THAT(diff(cat(first + "," + second), cat(first + R"(, {"CA": {"CA_system_ID": 2, "CA_PID": 201}})")),
-              ElementsAre("CAT /descriptors/1/CA/CA_PID 200 201"));
+              ElementsAre(R"(CAT /descriptors/1/CA/CA_PID "0x00C8" "0x00C9")"));
 }
 
 TEST(Differences, NameTablesByWhatTellsThemApart) {
