@@ -11,6 +11,8 @@
 
 namespace vantor::inputs {
 
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+
 /// One packet of a transport stream. Its first byte is the sync byte.
 struct Packet {
   std::array<unsigned char, kPacketSize> bytes;

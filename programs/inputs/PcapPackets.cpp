@@ -14,8 +14,6 @@ namespace vantor::inputs {
 
 namespace {
 
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
-
 /// For fopencookie(3). An exception may not pass through libpcap: it waits until libpcap has returned. An end that
 /// comes too soon is to libpcap that of the file.
 ssize_t readCookie(void* cookie, char* to, std::size_t size) {
@@ -70,7 +68,7 @@ bool PcapPackets::readFrame() {
   if (result != 1) return false;
   const std::string_view frame(reinterpret_cast<const char*>(data), head->caplen);
   // With the precision that was asked for, the field holds nanoseconds.
-  take(inputs::readFrame(pcap_datalink(handle), frame), head->ts.tv_sec * kNanoseconds + head->ts.tv_usec);
+  take(inputs::readFrame(pcap_datalink(handle), frame), head->ts.tv_sec * kNanosecondsPerSecond + head->ts.tv_usec);
   return true;
 }
 

@@ -15,7 +15,6 @@ namespace vantor::inputs {
 namespace {
 
 constexpr int kBufferSize = 8 << 20;  // more than half a second at 100 Mbit/s
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
 void setOption(int fd, int level, int option, int value) { setsockopt(fd, level, option, &value, sizeof value); }
 
@@ -101,7 +100,7 @@ std::optional<std::int64_t> SocketPackets::readControl(msghdr& message) {
     if (control->cmsg_level != SOL_SOCKET) continue;
     if (control->cmsg_type == SCM_TIMESTAMPNS) {
       const auto stamp = valueOf<timespec>(control);
-      time = stamp.tv_sec * kNanoseconds + stamp.tv_nsec;
+      time = stamp.tv_sec * kNanosecondsPerSecond + stamp.tv_nsec;
     } else if (control->cmsg_type == SO_RXQ_OVFL) {
       found.dropped = valueOf<std::uint32_t>(control);
     }

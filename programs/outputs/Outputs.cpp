@@ -18,7 +18,7 @@ bool isSocket(const Destination& destination) {
   return destination.form == Destination::Form::Udp || destination.form == Destination::Form::Rtp;
 }
 
-std::unique_ptr<Output> open(const Destination& destination, const SocketOptions& options) {
+std::unique_ptr<Output> makeOutput(const Destination& destination, const SocketOptions& options) {
   const bool isTied = isSocket(destination) && !options.interface.empty();
   const std::string where = nameOf(destination) + (isTied ? " through " + options.interface : "");
   try {
@@ -32,7 +32,7 @@ std::unique_ptr<Output> open(const Destination& destination, const SocketOptions
 }  // namespace
 
 Outputs::Outputs(const std::vector<Destination>& destinations, const SocketOptions& options) {
-  for (const Destination& destination : destinations) outputs.push_back(open(destination, options));
+  for (const Destination& destination : destinations) outputs.push_back(makeOutput(destination, options));
   taken.resize(outputs.size());
   keeper = std::thread(&Outputs::keepMending, this);
 }

@@ -28,6 +28,8 @@ struct ScreenSize {
 /// What a user does with a list.
 enum class Key { kUp, kDown, kPageUp, kPageDown, kHome, kEnd, kSort, kQuit };
 
+constexpr std::size_t kUsualName = 27;  ///< characters of a table's name, for which there is always room
+
 /// One line of a list, and what it is sorted by.
 struct Row {
   Line line;

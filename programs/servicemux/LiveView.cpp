@@ -13,7 +13,6 @@ namespace {
 constexpr auto kRateWindow = std::chrono::seconds(2);  // several repetitions of the common tables
 constexpr double kTolerance = 0.1;                     // of a measured period before it is pointed out
 constexpr std::size_t kMostOnALine = 8;                // tables, but for those off their periods
-constexpr std::size_t kUsualName = 27;                 // characters
 
 bool hasSeveral(const OutputState& state) { return state.destinations.size() > 1; }
 

@@ -16,7 +16,6 @@ using monitor::TimeSource;
 
 namespace {
 
-constexpr std::size_t kUsualName = 27;  // characters
 constexpr const char* kNothing = "-";
 
 std::string elapsedText(const Report& report) {

@@ -17,7 +17,7 @@ using tables::TableKind;
 namespace {
 
 /// One line of the table: neighbouring table ids of one name together.
-struct Row {
+struct TypeRow {
   std::string name;
   Capture::Sections sections;
   std::vector<const Capture::Import*> imports;
@@ -30,15 +30,15 @@ bool isKnown(std::uint8_t tableId) {
   return std::any_of(kinds.begin(), kinds.end(), [=](const TableKind* kind) { return kind->hasTableId(tableId); });
 }
 
-std::vector<Row> rowsOf(const Capture& capture) {
-  std::vector<Row> rows;
+std::vector<TypeRow> rowsOf(const Capture& capture) {
+  std::vector<TypeRow> rows;
   for (const auto& [tableId, sections] : capture.sections) {
     const std::string name = psi::tableTypeName(tableId);
     if (rows.empty() || rows.back().name != name) {
       rows.emplace_back().name = name;
       rows.back().isKnown = isKnown(tableId);
     }
-    Row& row = rows.back();
+    TypeRow& row = rows.back();
     row.sections.count += sections.count;
     row.sections.pids.insert(sections.pids.begin(), sections.pids.end());
     for (const auto& [key, import] : capture.imports)
@@ -47,14 +47,14 @@ std::vector<Row> rowsOf(const Capture& capture) {
   return rows;
 }
 
-std::string pidsOf(const Row& row) {
+std::string pidsOf(const TypeRow& row) {
   const auto& pids = row.sections.pids;
   if (pids.count(Capture::kNoPid) != 0) return "";
   if (pids.size() > 1) return std::to_string(pids.size()) + " PIDs";
   return hexPid(static_cast<unsigned>(*pids.begin()));
 }
 
-std::string fate(const Row& row) {
+std::string fate(const TypeRow& row) {
   if (row.imports.empty()) return row.isKnown ? "skipped, no whole table" : "skipped";
   std::vector<const Capture::Import*> readable;
   std::copy_if(row.imports.begin(), row.imports.end(), std::back_inserter(readable),
@@ -169,13 +169,14 @@ std::vector<std::string> captureTable(const Capture& capture) {
     lines.push_back(padRight(name, kNameWidth) + padLeft(pid, kPidWidth) + padLeft(count, kCountWidth) + what);
   };
   add("TABLE", capture.hasPids ? "PID" : "", "SECTIONS", "");
-  for (const Row& row : rowsOf(capture)) add(row.name, pidsOf(row), grouped(row.sections.count), "  " + fate(row));
+  for (const TypeRow& row : rowsOf(capture))
+    add(row.name, pidsOf(row), grouped(row.sections.count), "  " + fate(row));
   return lines;
 }
 
 std::string skippedSections(const Capture& capture) {
   std::string out;
-  for (const Row& row : rowsOf(capture))
+  for (const TypeRow& row : rowsOf(capture))
     if (row.imports.empty()) out += (out.empty() ? "skipped: " : ", ") + row.name;
   return out;
 }

@@ -147,6 +147,6 @@ TEST(T2dSections, RefusesWithALineInTheLog) {
   Sections record = bat();
   record.sections[1].back() ^= 1;
   EXPECT_EQ(t2dSections(record), nullptr);
-  EXPECT_THAT(log.take(),
-              ElementsAre(Field(&RecordedLog::Message::text, "Sections: sections[1]: has a wrong CRC_32")));
+  EXPECT_THAT(log.take(), ElementsAre(::testing::Field(&RecordedLog::Message::text,
+                                                       "Sections: sections[1]: has a wrong CRC_32")));
 }
