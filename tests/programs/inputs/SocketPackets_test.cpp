@@ -20,7 +20,7 @@ namespace {
 using namespace vantor::testing;
 using ::testing::HasSubstr;
 
-std::string errorOf(const std::string& input, const InputOptions& options = {}) {
+std::string liveErrorOf(const std::string& input, const InputOptions& options = {}) {
   try {
     open(input, options);
   } catch (const tables::InputError& error) {
@@ -104,23 +104,24 @@ TEST(LiveInput, HasAnAddressAndAPort) {
   for (const std::string input :
        {"udp://", "udp://1.2.3.4", "udp://1.2.3.4:", "udp://1.2.3.4:0", "udp://1.2.3.4:65536", "udp://host:5",
         "udp://::1:5", "rtp://[1.2.3.4]:5", "udp://1.2.3.4@5.6.7.8:5"})
-    EXPECT_EQ(errorOf(input), input + ": is no address and port like udp://239.1.1.1:5004 or udp://[ff15::1]:5004");
+    EXPECT_EQ(liveErrorOf(input),
+              input + ": is no address and port like udp://239.1.1.1:5004 or udp://[ff15::1]:5004");
 }
 
 TEST(LiveInput, JoinsAGroupOnAnInterfaceThatIsThere) {
   InputOptions options;
   options.interface = "nowhere0";
   const std::string input = "udp://239.1.1.9:" + freePort(AF_INET);
-  EXPECT_EQ(errorOf(input, options), input + ": there is no interface nowhere0");
+  EXPECT_EQ(liveErrorOf(input, options), input + ": there is no interface nowhere0");
   options.interface = "lo";
-  EXPECT_EQ(errorOf(input, options), "accepted");
+  EXPECT_EQ(liveErrorOf(input, options), "accepted");
   options.interface = "127.0.0.1";
-  EXPECT_EQ(errorOf(input, options), "accepted");
-  EXPECT_EQ(errorOf("udp://[ff15::9]:" + freePort(AF_INET6), options), "accepted");
+  EXPECT_EQ(liveErrorOf(input, options), "accepted");
+  EXPECT_EQ(liveErrorOf("udp://[ff15::9]:" + freePort(AF_INET6), options), "accepted");
 }
 
 TEST(LiveInput, NamesAnAddressThatIsNotOfThisMachine) {
-  EXPECT_EQ(errorOf("udp://192.0.2.1:5004"), "udp://192.0.2.1:5004: Cannot assign requested address");
+  EXPECT_EQ(liveErrorOf("udp://192.0.2.1:5004"), "udp://192.0.2.1:5004: Cannot assign requested address");
 }
 
 }  // namespace
