@@ -20,8 +20,6 @@ using testing::MadePacket;
 using testing::makeSection;
 using testing::Packer;
 
-constexpr std::int64_t kMillisecond = 1000000;
-
 /// A PAT of programs with their PIDs.
 std::string pat(unsigned version, const std::vector<std::pair<unsigned, unsigned>>& programs, unsigned number = 0,
                 unsigned last = 0) {
@@ -109,7 +107,7 @@ class StreamMonitors : public ::testing::Test {
     return out;
   }
 
-  static std::int64_t time(double ms) { return static_cast<std::int64_t>(ms * kMillisecond); }
+  static std::int64_t time(double ms) { return static_cast<std::int64_t>(ms * 1e6); }
 
   std::unique_ptr<StreamMonitor> monitor = std::make_unique<StreamMonitor>();
   std::int64_t now = 0;

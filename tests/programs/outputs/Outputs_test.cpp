@@ -16,7 +16,7 @@ namespace {
 
 using namespace testing;
 
-std::string packet(char fill) { return std::string(188, fill); }
+std::string filled(char fill) { return std::string(188, fill); }
 
 /// Ends what the packets go to, as a socket that is shut for sending: every datagram fails from then on, with
 /// EPIPE.
@@ -63,7 +63,7 @@ TEST(Outputs, HandsEachDatagramToEveryDestination) {
   const Ear plain(AF_INET);
   const Ear rtp(AF_INET6);
   Outputs outputs({destination(plain.target), destination("rtp://" + rtp.target)}, {});
-  const std::string bytes = packet('a');
+  const std::string bytes = filled('a');
   EXPECT_EQ(outputs.send(bytes.data(), bytes.size()), 188);
   EXPECT_EQ(plain.hear(), bytes);
   EXPECT_EQ(rtp.hear().substr(12), bytes);
@@ -83,7 +83,7 @@ TEST(Outputs, HandSeveralDatagramsToEveryDestinationOnceAndInOrder) {
   Outputs outputs({destination(first.target), destination("file:" + path), destination(second.target)}, {});
   std::vector<std::string> packets;
   std::string all;
-  for (char fill = '0'; fill < '0' + 70; ++fill) all += packets.emplace_back(packet(fill));
+  for (char fill = '0'; fill < '0' + 70; ++fill) all += packets.emplace_back(filled(fill));
   const Handed handed = hand(outputs, packets);
   EXPECT_EQ(handed.taken, 70U);
   EXPECT_EQ(handed.lost, 0U);
@@ -104,7 +104,7 @@ TEST(Outputs, AllocateNothingOnThePacketPath) {
   const Ear ear(AF_INET);
   const std::string path = ::testing::TempDir() + "outputs-" + std::to_string(getpid()) + ".ts";
   Outputs outputs({destination(ear.target), destination("rtp://" + ear.target), destination("file:" + path)}, {});
-  const std::string bytes = packet('a');
+  const std::string bytes = filled('a');
   const DatagramSink::Datagram datagrams[] = {{bytes.data(), bytes.size()}, {bytes.data(), bytes.size()}};
   const std::uint64_t before = countAllocations();
   for (int i = 0; i < 100; ++i) {
@@ -120,7 +120,7 @@ TEST(Outputs, LoseADatagramOnlyWhenNoDestinationTakesIt) {
   const Ear first(AF_INET);
   const Ear second(AF_INET);
   Outputs outputs({destination(first.target), destination(second.target)}, {});
-  const std::vector<std::string> packets{packet('a'), packet('b'), packet('c')};
+  const std::vector<std::string> packets{filled('a'), filled('b'), filled('c')};
   breakConnectionTo(first.target);
   Handed handed = hand(outputs, packets);
   EXPECT_EQ(handed.taken, 3U);
@@ -142,7 +142,7 @@ TEST(Outputs, MendWhatFailsByThemselves) {
   const Ear ear(AF_INET);
   Outputs outputs({destination(ear.target)}, {});
   breakConnectionTo(ear.target);
-  const std::string bytes = packet('a');
+  const std::string bytes = filled('a');
   EXPECT_EQ(outputs.send(bytes.data(), bytes.size()), -1);
   ssize_t sent = -1;
   for (int tries = 0; sent < 0 && tries < 6000; ++tries) {
