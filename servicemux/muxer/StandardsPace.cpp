@@ -16,7 +16,7 @@ constexpr std::uint64_t kOnePacketAMillisecond = standards::kOnePacketASecond / 
 constexpr double kMillionthsOfOneKbps = static_cast<double>(standards::kOnePacketASecond) / kNanosecondsTimesKbps;
 
 /// New tables get what is left over, within these bounds, so that those on air are in time meanwhile.
-constexpr double kLeastForNewWork = 0.2;
+constexpr double kLeastForNewWork = 0.1;
 constexpr double kMostForNewWork = 1;
 
 /// All plans are made anew when the stretch has moved by more than this.
