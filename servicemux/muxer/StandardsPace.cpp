@@ -67,14 +67,14 @@ bool isAnother(const TableLayout& before, const TableLayout& now) {
 }  // namespace
 
 StandardsPace::StandardsPace() {
-  ceiling.set(1);
+  ceiling.set(1, {});
   lastGroups.reserve(kPacketsAtOnce);
 }
 
 StandardsPace::~StandardsPace() { clear({}); }
 
 void StandardsPace::setCeiling(unsigned int kbps, time_point now) {
-  ceiling.set(kbps);
+  ceiling.set(kbps, now);
   refit(now);
 }
 

@@ -184,6 +184,19 @@ TEST_F(StandardsMuxer, ToStandardsWhatClassicHoldsLeavesFirst) {
   expectUnbrokenCounters();
 }
 
+TEST_F(StandardsMuxer, ToStandardsWhatClassicHasSentCountsForTheCeiling) {
+  muxer->setTimingProfile(TimingProfile::Classic);
+  for (unsigned short pid = 0x100; pid < 0x13C; ++pid) add(pid, 100, {1});  // 0.9 of the ceiling
+  sleep(5 * kSecond);
+  sink.packets.clear();
+  sleep(2 * kSecond);
+  muxer->setTimingProfile(TimingProfile::Standards);
+  sleep(2 * kSecond);
+  EXPECT_THAT(sink.packets, SizeIs(Ge(2300U)));
+  for (std::size_t i = 664; i < sink.packets.size(); ++i)
+    ASSERT_GE(sink.packets[i].at - sink.packets[i - 664].at, kSecond) << sink.packets[i].at;
+}
+
 TEST_F(StandardsMuxer, TellsWhatAllNeedsAndHowMuchItIsStretched) {
   EXPECT_EQ(muxer->statistics().required, 0);
   EXPECT_EQ(muxer->statistics().stretch, 1);

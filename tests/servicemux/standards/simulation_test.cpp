@@ -159,6 +159,21 @@ TEST_P(Still, EveryLimitIsHeldInEveryPacket) {
 
 INSTANTIATE_TEST_SUITE_P(Sets, Still, testing::Range(201U, 217U));
 
+TEST_P(Still, NorDoesAGuideThatIsPutOnAirAllAtOnceBreakThem) {
+  owner.start();
+  const double load = 0.1 * (1 + seed % 8);
+  owner.setLoad(load);
+  judge.watch(simulation.now(), false);
+  sleep(60 * kSecond);
+  judge.watch(simulation.now(), true);
+  owner.setGuide(1 + owner.below(27));  // ten packets of each service
+  sleep(180 * kSecond);
+  judge.finish(simulation.now());
+  EXPECT_EQ(mux.statistics().stretch, 1);
+  EXPECT_EQ(judge.count(), 0U) << "seed " << seed << ", load " << load << ", " << owner.ceiling()
+                               << " kbit/s: " << judge.report();
+}
+
 TEST_P(Overload, AllPeriodsAreStretchedByTheFactorThatIsStated) {
   judge.watch(0, false);
   owner.start();
