@@ -167,6 +167,16 @@ TEST_F(StandardsPaceTest, WhatPressesLeavesAheadOfItsSlot) {
   EXPECT_THAT(sent, SizeIs(20)) << "from 915 ms on, though their slots are over after 990 ms";
 }
 
+TEST_F(StandardsPaceTest, SoDoesNewContentAfter25Milliseconds) {
+  for (unsigned short pid = 1; pid <= 10; ++pid) add(stream(pid), 1000);
+  run(milliseconds(500));
+  setCeiling(200);
+  run(milliseconds(441));
+  const PacedContent& table = add(stream(11), 10000);
+  run(milliseconds(25));
+  EXPECT_THAT(arrivals(table), SizeIs(1)) << "the next slot is 49 ms away";
+}
+
 TEST_F(StandardsPaceTest, NewContentWaitsForTheSlotsOfWhatWasPutOnAirBefore) {
   setCeiling(200);
   for (unsigned short pid = 1; pid <= 10; ++pid) add(stream(pid), 10000);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "servicemux/muxer/VBRmuxer.h"
+#include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "servicemux/streams/TableCarrousel.h"
 #include "tests/interface/RecordedLog.h"
@@ -258,6 +259,15 @@ TEST_F(StandardsMuxer, TwentyMillisecondsUnlessItIsSet) {
 }
 
 // --- Periods ----------------------------------------------------------------------------------------------------
+
+TEST_F(StandardsMuxer, AQueueIsThroughALittleBeforeItsRateAsksForIt) {
+  vantor::SectionQueue messages(muxer, 0x300, 150400);  // a packet in 10 ms
+  messages.queue_section(makeTable(0x300, 0x82, 1, std::vector<int>(101, 1)), 0);
+  sleep(2 * kSecond);
+  const auto sent = on(0x300);
+  ASSERT_THAT(sent, SizeIs(101));
+  EXPECT_THAT(sent.back().at - sent.front().at, AllOf(Ge(940 * kMillisecond), Le(975 * kMillisecond)));
+}
 
 TEST_F(StandardsMuxer, ANewPeriodOfATableHoldsAtOnce) {
   SimpleTable& table = add(0x100, 10000, {1});
