@@ -15,8 +15,10 @@ class SERVICEMUX_API Ceiling {
   using time_point = boost::chrono::steady_clock::time_point;
   using nanoseconds = boost::chrono::nanoseconds;
 
-  /// `kbps` is at least 1. Packets that have left count on.
-  void set(unsigned int kbps);
+  /// `kbps` is at least 1. What has left in the last second counts on, and of that second the rate that it had.
+  void set(unsigned int kbps, time_point now);
+  /// Counts the second until then as full, whatever has left in it.
+  void fillUntil(time_point end);
 
   /// From packet to packet.
   [[nodiscard]] nanoseconds slot() const { return interval; }
@@ -42,11 +44,11 @@ class SERVICEMUX_API Ceiling {
 
  private:
   [[nodiscard]] time_point next(nanoseconds ahead, std::size_t others) const;
+  [[nodiscard]] std::vector<time_point> historyAt(std::size_t perSecond, time_point now) const;
 
   nanoseconds interval{0};
   time_point slotClock;
-  std::size_t perSecond = 1;           // packets that may leave
-  std::vector<time_point> history{1};  // when packets left, as many as ever might leave in a second
+  std::vector<time_point> history{1};  // when packets left, as many as may in a second
   std::size_t oldest = 0;
   std::size_t kept = 0;
 };

@@ -160,8 +160,13 @@ void Lane::refresh() {
     meet(table.job);
   }
   looked = 0;
+  time_point lookAgain = time_point::max();
   for (const PacedTable& table : waiting) {
-    if (table.job.eligible >= std::max(pressing, sectionMayAt(hurried)) || looked++ == kLookAhead) break;
+    if (table.job.eligible >= std::max(pressing, sectionMayAt(hurried))) break;
+    if (looked++ == kLookAhead) {
+      lookAgain = std::max(packetMayAt(), table.job.eligible);
+      break;
+    }
     meet(table.job);
   }
   if (isUnderWay()) {
@@ -170,7 +175,7 @@ void Lane::refresh() {
     pressing = std::min(pressing, currentPressing);
     deadline = std::min(deadline, currentDeadline);
   } else if (mustGo != time_point::max()) {
-    mayAt = sectionMayAt(hurried);
+    mayAt = std::min(sectionMayAt(hurried), lookAgain);
     if (ready.empty()) mayAt = std::max(mayAt, waiting.begin()->job.eligible);
     mustGo = std::max(mustGo, mayAt);
   }
@@ -273,12 +278,12 @@ Lane::time_point Lane::possibleAt(const PacedTable& table) {
   return table.group == nullptr ? time_point::min() : table.group->end + standards::kGap;
 }
 
-/// A table that would be late if the section of the chosen one went first, which can wait longer.
+/// A table that would be late if the section of the chosen one went first, which is not late behind it.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
   const time_point end = now + longest(chosen, conditions) + kRoomForOthers;
   const auto isEndangered = [&](const PacedTable& table) {
-    return possibleAt(table) <= now && table.isPeriodic() &&
-           table.job.deadline < std::min(end, chosen.job.deadline);
+    return possibleAt(table) <= now && table.isPeriodic() && table.job.deadline < end &&
+           (chosen.isNew || now + longest(table, conditions) + standards::kBufferInterval < chosen.job.deadline);
   };
   int looked = 0;
   for (PacedTable& table : ready) {

@@ -31,6 +31,7 @@ void PacedTable::put(TableLayout newLayout, const Conditions& conditions, time_p
     arrivals[i] =
         conditions.now - whole + whole * static_cast<nanoseconds::rep>(i) / static_cast<int>(arrivals.size());
   isPrompt = true;
+  if (known == 0) isNew = true;
   promptSince = conditions.now;
   promptBy = wantedBy;
 }
@@ -39,6 +40,7 @@ void PacedTable::put(TableLayout newLayout, const Conditions& conditions, time_p
 /// with the due time of this one.
 void PacedTable::arrived(std::size_t section, const Conditions& conditions) {
   previous = conditions.now;
+  isNew = false;
   if (section >= arrivals.size()) return;
   const nanoseconds whole = period(conditions);
   arrivals[section] = conditions.stretch > 1
@@ -124,17 +126,20 @@ void PacedTable::planRepeated(const Conditions& conditions) {
 }
 
 /// New content leaves as soon as there is room for it: its first section, unless the section that is oldest on air
-/// would get late behind that one and its distance.
+/// would get late behind that one and its distance. A table that was not on air is late for nobody: what is on air
+/// goes first.
 void PacedTable::planPrompt(std::size_t oldest, nanoseconds whole, const Conditions& conditions) {
+  job.section = 0;
+  job.possible = job.eligible = job.mustGo = job.hurried = promptSince;
+  job.pressing = job.deadline = promptBy;
+  if (isNew) return;
   const time_point from = arrivals[oldest] - duration(oldest, conditions);
   const nanoseconds ahead = duration(0, conditions) + standards::kGap;
   const time_point begin = group == nullptr ? promptSince : std::max(promptSince, group->end + standards::kGap);
   const bool isTight = begin + ahead > from + part(whole, standards::kPressing);
-  job.section = isTight ? oldest : 0;
-  job.possible = job.eligible = job.mustGo = promptSince;
+  if (isTight) job.section = oldest;
   const time_point pressing = from + part(whole, standards::kPressing) - (isTight ? nanoseconds::zero() : ahead);
   job.pressing = std::max(std::min(promptBy, pressing), promptSince);
-  job.hurried = std::max(std::min(promptBy - standards::kPrompt, pressing), promptSince);
   job.deadline = std::max(std::min(promptBy, pressing + part(whole, 1 - standards::kPressing)), job.pressing);
 }
 

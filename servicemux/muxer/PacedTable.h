@@ -113,6 +113,7 @@ class SERVICEMUX_API PacedTable {
   std::vector<time_point> arrivals;  // of each section, its last packet; one before the first is made up
   time_point previous;               // arrival of the section sent last
   bool isPrompt = false;             // its first section is wanted at once
+  bool isNew = false;                // none of its sections has left yet
   time_point promptSince;
   time_point promptBy;
   Job job;

@@ -16,7 +16,7 @@ constexpr std::uint64_t kOnePacketAMillisecond = standards::kOnePacketASecond / 
 constexpr double kMillionthsOfOneKbps = static_cast<double>(standards::kOnePacketASecond) / kNanosecondsTimesKbps;
 
 /// New tables get what is left over, within these bounds, so that those on air are in time meanwhile.
-constexpr double kLeastForNewWork = 0.2;
+constexpr double kLeastForNewWork = 0.1;
 constexpr double kMostForNewWork = 1;
 
 /// All plans are made anew when the stretch has moved by more than this.
@@ -67,14 +67,14 @@ bool isAnother(const TableLayout& before, const TableLayout& now) {
 }  // namespace
 
 StandardsPace::StandardsPace() {
-  ceiling.set(1);
+  ceiling.set(1, {});
   lastGroups.reserve(kPacketsAtOnce);
 }
 
 StandardsPace::~StandardsPace() { clear({}); }
 
 void StandardsPace::setCeiling(unsigned int kbps, time_point now) {
-  ceiling.set(kbps);
+  ceiling.set(kbps, now);
   refit(now);
 }
 

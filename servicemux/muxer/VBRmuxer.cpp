@@ -9,6 +9,7 @@
 #include "servicemux/WaitLock.h"
 #include "servicemux/muxer/SocketSink.h"
 #include "servicemux/muxer/packetTime.h"
+#include "servicemux/muxer/standardsLimits.h"
 
 namespace vantor {
 
@@ -399,10 +400,16 @@ void VBRmuxer::beginDeadlines() {
     isPaced = true;
     pacedBitrate = pacedWait = 0;
     adoptSettings(now);
+    if (packets.get() != 0) pace.fillUntil(now + classicAhead());
     for (muxed_stream& stream : streams) putOnAir(stream, now);
     changes = sharingChanges();
   }
   tell(changes);
+}
+
+/// How far the classic timing may be ahead of its slots: by a packet of each stream.
+nanoseconds VBRmuxer::classicAhead() const {
+  return std::min<nanoseconds>(slotInterval() * streams.size(), standards::kBurst);
 }
 
 void VBRmuxer::putOnAir(muxed_stream& stream, time_point now) {

@@ -147,6 +147,7 @@ class SERVICEMUX_API VBRmuxer {
   void produceStandards(Watchdog& watchdog);
   void takeOver() SERVICEMUX_EXCLUDES(streamListMutex);
   void beginDeadlines() SERVICEMUX_EXCLUDES(streamListMutex);
+  [[nodiscard]] boost::chrono::nanoseconds classicAhead() const SERVICEMUX_REQUIRES(streamListMutex);
   bool chooseDatagrams(time_point sent) SERVICEMUX_EXCLUDES(streamListMutex);
   void putOnAir(muxed_stream& stream, time_point now) SERVICEMUX_REQUIRES(streamListMutex);
   void adoptSettings(time_point now) SERVICEMUX_REQUIRES(streamListMutex);

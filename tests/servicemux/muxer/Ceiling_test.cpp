@@ -21,7 +21,7 @@ class CeilingTest : public testing::Test {
   static constexpr int kKept = 21;
   static constexpr microseconds kSlot{1504};
 
-  CeilingTest() { ceiling.set(1000); }
+  CeilingTest() { set(1000); }
 
   void take() {
     ceiling.take(start + now);
@@ -46,6 +46,20 @@ class CeilingTest : public testing::Test {
       ASSERT_GT(left[i] - left[i - apart], seconds(1)) << "packet " << i << " at " << left[i].count();
   }
 
+  void set(unsigned int kbps) {
+    ceiling.set(kbps, start + now);
+    changed = now;
+  }
+
+  /// In each second that has begun before the bitrate changed: so many packets a second before, and so many behind.
+  void expectNoMoreThanBothRates(int before, int behind) const {
+    for (const nanoseconds at : left) {
+      if (at <= changed || at > changed + seconds(1)) continue;
+      const double part = boost::chrono::duration<double>(at - changed).count();
+      ASSERT_LE(countBetween(at - seconds(1), at), before * (1 - part) + behind * part + 1) << at.count();
+    }
+  }
+
   [[nodiscard]] int countBetween(nanoseconds from, nanoseconds to) const {
     int count = 0;
     for (const nanoseconds at : left) count += from < at && at <= to ? 1 : 0;
@@ -54,6 +68,7 @@ class CeilingTest : public testing::Test {
 
   const time_point start = time_point(seconds(1000));
   nanoseconds now{0};
+  nanoseconds changed{0};
   std::vector<nanoseconds> left;
   Ceiling ceiling;
 };
@@ -62,9 +77,9 @@ class CeilingTest : public testing::Test {
 
 TEST_F(CeilingTest, ASlotIsThatOf1504Bits) {
   EXPECT_EQ(ceiling.slot(), microseconds(1504));
-  ceiling.set(1);
+  ceiling.set(1, start + now);
   EXPECT_EQ(ceiling.slot(), milliseconds(1504));
-  ceiling.set(100000);
+  ceiling.set(100000, start + now);
   EXPECT_EQ(ceiling.slot(), nanoseconds(15040));
   EXPECT_NEAR(ceiling.rate(), 1e15 / 15040, 1);
 }
@@ -101,7 +116,7 @@ TEST_F(CeilingTest, RoomOf21PacketsASecondIsKeptForWhatPresses) {
 }
 
 TEST_F(CeilingTest, ATenthIsKeptWhereThatIsLess) {
-  ceiling.set(100);
+  ceiling.set(100, start + now);
   runUntil(seconds(4), false);
   expectNoMoreASecond(60);
   EXPECT_EQ(takeAll(true), 6);
@@ -123,36 +138,66 @@ TEST_F(CeilingTest, FromThatMomentOnThereAreAsMany) {
 }
 
 TEST_F(CeilingTest, WhatHasLeftCountsWhenTheBitrateIsRaised) {
-  ceiling.set(950);
+  ceiling.set(500, start);
   runUntil(milliseconds(1990), true);
-  const std::size_t first = left.size();
-  ceiling.set(1000);
-  EXPECT_LE(ceiling.nextPressing(), start + now + milliseconds(2)) << "there is room at once";
+  set(1000);
+  EXPECT_LE(ceiling.nextPressing(), start + now + milliseconds(10)) << "there is room soon";
   runUntil(seconds(5), true);
-  expectNoMoreASecond(kPackets, first);
-  EXPECT_GT(countBetween(milliseconds(1990), milliseconds(2490)), 250);
+  expectNoMoreThanBothRates(332, kPackets);
+  EXPECT_GT(countBetween(milliseconds(1990), milliseconds(2490)), 300);
 }
 
 TEST_F(CeilingTest, WhatHasLeftCountsWhenTheBitrateIsLowered) {
   runUntil(seconds(2), true);
-  const std::size_t first = left.size();
-  ceiling.set(100);
+  set(100);
   runUntil(seconds(5), true);
-  expectNoMoreASecond(66, first);
-  EXPECT_GE(countBetween(milliseconds(3001), seconds(5)), 2 * 66 - 10) << "and goes on behind that";
+  expectNoMoreThanBothRates(kPackets, 66);
+  EXPECT_GE(countBetween(milliseconds(2001), seconds(5)), 3 * 66 - 20) << "and goes on at once";
+}
+
+TEST_F(CeilingTest, WhatHasNotLeftBeforeTheBitrateIsRaisedDoesNotLeaveAtTheNewOne) {
+  ceiling.set(500, start);
+  runUntil(milliseconds(200), true);
+  now = milliseconds(1990);
+  set(1000);
+  runUntil(seconds(5), true);
+  expectNoMoreThanBothRates(332, kPackets);
+}
+
+TEST_F(CeilingTest, AnInstantAtAHigherBitrateChangesNothing) {
+  runUntil(milliseconds(1700), true);
+  const time_point next = ceiling.nextPressing();
+  set(100000);
+  set(1000);
+  EXPECT_LE(next, ceiling.nextPressing() + microseconds(1));
+  const std::size_t first = left.size();
+  runUntil(milliseconds(4700), true);
+  expectNoMoreASecond(kPackets, first);
+  EXPECT_GE(countBetween(milliseconds(1700), milliseconds(4700)), 3 * kPackets - 80);
 }
 
 TEST_F(CeilingTest, WhatHasLeftCountsWhenTheBitrateIsLoweredAndRaisedAgain) {
   runUntil(milliseconds(1700), true);  // so that the place that is used next is somewhere in the middle
-  ceiling.set(900);
-  ceiling.set(1000);
+  set(900);
+  set(1000);
   const std::size_t first = left.size();
   runUntil(seconds(4), true);
   expectNoMoreASecond(kPackets, first);
 }
 
+TEST_F(CeilingTest, ASecondThatSomebodyElseHasSentInCountsAsFull) {
+  runUntil(milliseconds(1700), true);
+  now = seconds(20);
+  const std::size_t first = left.size();
+  ceiling.fillUntil(start + now);
+  runUntil(seconds(23), true);
+  for (std::size_t i = first; i < left.size(); ++i)
+    ASSERT_GE(left[i] - now + seconds(3), static_cast<int>(i - first) * kSlot) << i;
+  EXPECT_GE(countBetween(seconds(20), seconds(23)), 3 * kPackets - 10);
+}
+
 TEST_F(CeilingTest, TheLeastBitrateLetsOnePacketASecondAndAHalf) {
-  ceiling.set(1);
+  ceiling.set(1, start + now);
   runUntil(seconds(16), true);
   EXPECT_LE(left.size(), 12U);
   EXPECT_GE(left.size(), 10U);

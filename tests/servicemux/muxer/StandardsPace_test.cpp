@@ -160,10 +160,30 @@ TEST_F(StandardsPaceTest, NoSecondIsAboveTheCeiling) {
 }
 
 TEST_F(StandardsPaceTest, WhatPressesLeavesAheadOfItsSlot) {
+  for (unsigned short pid = 1; pid <= 10; ++pid) add(stream(pid), 1000);
+  run(milliseconds(500));
   setCeiling(200);  // 7.5 ms a packet
+  run(milliseconds(441));
+  EXPECT_THAT(sent, SizeIs(20)) << "from 915 ms on, though their slots are over after 990 ms";
+}
+
+TEST_F(StandardsPaceTest, SoDoesNewContentAfter25Milliseconds) {
+  for (unsigned short pid = 1; pid <= 10; ++pid) add(stream(pid), 1000);
+  run(milliseconds(500));
+  setCeiling(200);
+  run(milliseconds(441));
+  const PacedContent& table = add(stream(11), 10000);
+  run(milliseconds(25));
+  EXPECT_THAT(arrivals(table), SizeIs(1)) << "the next slot is 49 ms away";
+}
+
+TEST_F(StandardsPaceTest, NewContentWaitsForTheSlotsOfWhatWasPutOnAirBefore) {
+  setCeiling(200);
   for (unsigned short pid = 1; pid <= 10; ++pid) add(stream(pid), 10000);
   run(milliseconds(26));
-  EXPECT_THAT(sent, SizeIs(10)) << "though their slots are over after 75 ms";
+  EXPECT_THAT(sent, SizeIs(AllOf(Ge(4U), Le(6U))));
+  run(milliseconds(50));
+  EXPECT_THAT(sent, SizeIs(10)) << "slot by slot";
 }
 
 TEST_F(StandardsPaceTest, NewVersionsLeaveTheOtherTablesTheirTime) {
@@ -176,6 +196,25 @@ TEST_F(StandardsPaceTest, NewVersionsLeaveTheOtherTablesTheirTime) {
   run(seconds(3));
   EXPECT_THAT(sent, SizeIs(Ge(400U)));
   EXPECT_THAT(intervals(table), Each(Le(milliseconds(100))));
+}
+
+TEST_F(StandardsPaceTest, TablesThatAreNewLeaveThoseOnAirTheirTime) {
+  setCeiling(1000);
+  std::vector<PacedContent*> shortOnes;
+  for (unsigned short pid = 1; pid < 6; ++pid) shortOnes.push_back(&add(stream(pid), 100));
+  run(seconds(3));
+  const nanoseconds since = passed;
+  PacedStream& shared = stream(100);
+  for (unsigned short pid = 10; pid < 50; ++pid) add(pid % 4 == 0 ? shared : stream(pid), 20000, {10});
+  run(seconds(10));
+  for (const PacedContent* const table : shortOnes) {
+    EXPECT_THAT(intervals(*table), SizeIs(Ge(125U)));
+    EXPECT_THAT(intervals(*table), Each(Le(milliseconds(100)))) << table->table;
+  }
+  for (std::size_t i = shortOnes.size(); i < tables.size(); ++i) {
+    ASSERT_THAT(arrivals(*tables[i]), SizeIs(1)) << i;
+    EXPECT_LE(arrivals(*tables[i]).front(), since + milliseconds(900)) << "602 ms at the ceiling";
+  }
 }
 
 // --- What does not fit ------------------------------------------------------------------------------------------
@@ -427,7 +466,7 @@ TEST_F(StandardsPaceTest, WhenItIsToFinishOnlySectionsUnderWayGoOn) {
   run(seconds(1));
   EXPECT_FALSE(pace.isUnderWay());
   EXPECT_EQ(pace.nextDeparture(), time_point::max());
-  EXPECT_THAT(sent, SizeIs(AllOf(Ge(1U), Le(8U))));
+  EXPECT_THAT(sent, SizeIs(AllOf(Ge(1U), Le(11U))));
   EXPECT_TRUE(sent.back().ends());
   for (const SentPacket& packet : sent) EXPECT_EQ(packet.table, a.table);
   sent.clear();

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "servicemux/muxer/VBRmuxer.h"
+#include "servicemux/streams/SectionQueue.h"
 #include "servicemux/streams/SimpleTable.h"
 #include "servicemux/streams/TableCarrousel.h"
 #include "tests/interface/RecordedLog.h"
@@ -184,6 +185,19 @@ TEST_F(StandardsMuxer, ToStandardsWhatClassicHoldsLeavesFirst) {
   expectUnbrokenCounters();
 }
 
+TEST_F(StandardsMuxer, ToStandardsWhatClassicHasSentCountsForTheCeiling) {
+  muxer->setTimingProfile(TimingProfile::Classic);
+  for (unsigned short pid = 0x100; pid < 0x13C; ++pid) add(pid, 100, {1});  // 0.9 of the ceiling
+  sleep(5 * kSecond);
+  sink.packets.clear();
+  sleep(2 * kSecond);
+  muxer->setTimingProfile(TimingProfile::Standards);
+  sleep(2 * kSecond);
+  EXPECT_THAT(sink.packets, SizeIs(Ge(2300U)));
+  for (std::size_t i = 664; i < sink.packets.size(); ++i)
+    ASSERT_GE(sink.packets[i].at - sink.packets[i - 664].at, kSecond) << sink.packets[i].at;
+}
+
 TEST_F(StandardsMuxer, TellsWhatAllNeedsAndHowMuchItIsStretched) {
   EXPECT_EQ(muxer->statistics().required, 0);
   EXPECT_EQ(muxer->statistics().stretch, 1);
@@ -245,6 +259,15 @@ TEST_F(StandardsMuxer, TwentyMillisecondsUnlessItIsSet) {
 }
 
 // --- Periods ----------------------------------------------------------------------------------------------------
+
+TEST_F(StandardsMuxer, AQueueIsThroughALittleBeforeItsRateAsksForIt) {
+  vantor::SectionQueue messages(muxer, 0x300, 150400);  // a packet in 10 ms
+  messages.queue_section(makeTable(0x300, 0x82, 1, std::vector<int>(101, 1)), 0);
+  sleep(2 * kSecond);
+  const auto sent = on(0x300);
+  ASSERT_THAT(sent, SizeIs(101));
+  EXPECT_THAT(sent.back().at - sent.front().at, AllOf(Ge(940 * kMillisecond), Le(975 * kMillisecond)));
+}
 
 TEST_F(StandardsMuxer, ANewPeriodOfATableHoldsAtOnce) {
   SimpleTable& table = add(0x100, 10000, {1});

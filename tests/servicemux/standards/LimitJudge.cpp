@@ -27,6 +27,7 @@ constexpr double kSpreadBelow = 1e9 / 1504000;               // a second
 
 constexpr std::int64_t kSlotTimesKbps = 1504000000;  // ns of a packet at 1 kbit/s
 constexpr std::int64_t kDatagramPackets = 7;
+constexpr std::int64_t kLongestSection = 23;  // packets, of 4096 bytes
 
 constexpr double kStretchAccuracy = 0.02;
 constexpr std::int64_t kIntervalsForMean = 20;
@@ -98,13 +99,11 @@ std::size_t LimitJudge::KeyHash::operator()(const Key& key) const {
 
 void LimitJudge::setCeiling(std::int64_t now, unsigned int kbps) {
   pass(now);
-  lastChange = now;
   ceiling.setCeiling(now, kbps);
 }
 
 void LimitJudge::put(std::int64_t now, const Table& table) {
   pass(now);
-  lastChange = now;
   OnAir& entry = tableOf(table.key);
   const bool isNew = !entry.isOnAir;
   const bool isReplaced = !isNew && entry.table.version != table.version;
@@ -214,7 +213,7 @@ std::int64_t LimitJudge::period(const Table& table) const {
 
 std::int64_t LimitJudge::lateness(const Table& table) const {
   if (isTime(table.key.table_id)) return allowances.timeLateness;
-  return stretch == 1 ? 0 : 2 * period(table);
+  return stretch == 1 ? 0 : 2 * period(table) + kLongestSection * slot();
 }
 
 std::int64_t LimitJudge::slot() const {
@@ -225,7 +224,6 @@ std::int64_t LimitJudge::slot() const {
 void LimitJudge::schedule(OnAir& table, std::size_t section, std::int64_t deadline) {
   Section& scheduled = table.sections[section];
   scheduled.deadline = deadline;
-  scheduled.isLate = false;
   if (scheduled.queued != kNever && scheduled.queued <= deadline) return;
   scheduled.queued = deadline;
   due.push({deadline, &table, section});
@@ -258,11 +256,6 @@ void LimitJudge::pass(std::int64_t now) {
   judgeChanges(now);
 }
 
-/// Whether a section that is late may be so, for once.
-bool LimitJudge::isGranted(const Section& section) const {
-  return !section.isLate && allowances.lateness > 0 && section.deadline < lastChange + allowances.settling;
-}
-
 /// A section that stays away is named once a period.
 void LimitJudge::judgeDeadlines(std::int64_t now) {
   while (!due.empty() && due.top().deadline < now) {
@@ -273,12 +266,6 @@ void LimitJudge::judgeDeadlines(std::int64_t now) {
     Section& section = table.sections[entry.section];
     if (section.queued != entry.deadline) continue;
     section.queued = kNever;
-    if (section.deadline < now && isGranted(section)) {
-      schedule(table, entry.section, section.deadline + allowances.lateness);
-      section.isLate = true;
-      ++grantedCount;
-      continue;
-    }
     std::int64_t next = section.deadline;
     if (next < now) {
       fault(Rule::kArrival, now,

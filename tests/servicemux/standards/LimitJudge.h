@@ -21,7 +21,8 @@
 class LimitJudge {
  public:
   enum class Rule {
-    kArrival,   ///< a section comes again within its table's period, three times that when it is stretched
+    kArrival,   ///< a section comes again within its table's period; within three times that, and what the longest
+                ///< section takes at the ceiling, when it is stretched
     kGap,       ///< 25 ms from the end of a section to the next one of the same PID, table_id and extension
     kCounter,   ///< one continuity counter a PID
     kSection,   ///< a section is whole, not interleaved with another, and its CRC_32 is right
@@ -37,10 +38,8 @@ class LimitJudge {
 
   /// What is granted beyond the limits.
   struct Allowances {
-    std::int64_t lateness = 0;      ///< ns that an arrival may come late that is due soon after a change
-    std::int64_t settling = 0;      ///< ns, how soon
     double shortestMean = 0.9;      ///< part of the period
-    std::int64_t timeLateness = 0;  ///< likewise of TDT, TOT and STT, which go by the UTC second
+    std::int64_t timeLateness = 0;  ///< ns that TDT, TOT and STT may come late, which go by the UTC second
     std::int64_t change = 0;        ///< ns that what is put on air may begin late
     unsigned int changeSlots = 0;   ///< likewise, in packet slots of the ceiling for each packet put on air
     bool slotTime = false;          ///< the packets of a datagram may stand one packet slot of the ceiling apart
@@ -106,8 +105,6 @@ class LimitJudge {
   /// They and the counts, for people.
   [[nodiscard]] std::string report() const;
   [[nodiscard]] std::uint64_t packets() const { return packetCount; }
-  /// How many arrivals came later than their period and were granted it.
-  [[nodiscard]] std::uint64_t granted() const { return grantedCount; }
 
  private:
   static constexpr std::size_t kRules = static_cast<std::size_t>(Rule::kStretch) + 1;
@@ -122,7 +119,6 @@ class LimitJudge {
     std::int64_t last = 0;  // arrival, or when it was put on air
     std::int64_t deadline = 0;
     std::int64_t queued = kNever;  // under which deadline it stands in the queue
-    bool isLate = false;           // and its deadline is the one that is granted
     bool counting = false;         // whether the interval from `last` on counts
     std::int64_t intervals = 0;
     std::int64_t sum = 0;
@@ -178,7 +174,6 @@ class LimitJudge {
   void judgeUtc(std::int64_t now, std::int64_t utc, std::uint8_t table_id, const unsigned char* section);
   void end(std::int64_t now, std::uint16_t pid, const SectionHead& head);
   void judgeDeadlines(std::int64_t now);
-  [[nodiscard]] bool isGranted(const Section& section) const;
   void judgeChanges(std::int64_t now);
   void judgeIntervals(std::int64_t now, OnAir& table);
   void judgeMean(std::int64_t now, const Table& table, std::size_t number, const Section& section);
@@ -206,9 +201,7 @@ class LimitJudge {
   std::unordered_map<Key, std::int64_t, KeyHash> ends;  // of the last section, by PID, table_id and extension
   std::priority_queue<Due> due;  // for each section one entry that counts, at its deadline or before
   std::vector<Change> changes;
-  std::int64_t lastChange = kNever;  // of what is on air, or of the ceiling
   std::uint64_t packetCount = 0;
-  std::uint64_t grantedCount = 0;
   std::array<std::uint64_t, kRules> counts{};
   std::vector<Fault> found;
 };

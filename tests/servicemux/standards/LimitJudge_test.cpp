@@ -116,35 +116,6 @@ TEST_F(Judge, ASectionThatComesLateIsNamed) {
   EXPECT_EQ(named(), "arrival") << judge.report();
 }
 
-class GrantingJudge : public Judge {
- protected:
-  /// Sends a PAT of 200 ms at 0, 200 ms and at a further time, and returns how many of them came late where 1 ms is
-  /// granted soon after a change: the beginning alone, or a new ceiling shortly before.
-  std::uint64_t countLate(std::int64_t thirdTime, bool ceilingChanges) {
-    LimitJudge::Allowances allowances;
-    allowances.lateness = kMs;
-    allowances.settling = ceilingChanges ? 50 * kMs : 300 * kMs;
-    LimitJudge lenient(allowances);
-    lenient.put(0, {kPat, 0, 1, 1, 200 * kMs});
-    for (const std::int64_t time : {std::int64_t{0}, 200 * kMs, thirdTime}) {
-      if (time == thirdTime && ceilingChanges) lenient.setCeiling(360 * kMs, 1000);
-      const std::string packet = packetsOf(0, makeSection(kPat)).front();
-      lenient.take(time, 0, packet.data(), packet.size());
-    }
-    return lenient.count(Rule::kArrival);
-  }
-};
-
-TEST_F(GrantingJudge, SoonAfterAChangeAnAllowanceMakesItFine) {
-  EXPECT_EQ(countLate(401 * kMs, true), 0U);
-  EXPECT_EQ(countLate(401 * kMs + 1, true), 1U);
-}
-
-TEST_F(GrantingJudge, LongAfterAChangeNothingIsAllowed) {
-  EXPECT_EQ(countLate(400 * kMs, false), 0U);
-  EXPECT_EQ(countLate(400 * kMs + 1, false), 1U);
-}
-
 TEST_F(Judge, ASectionThatStaysAwayIsNamedOnceAPeriod) {
   put(0, kPat, 200 * kMs);
   put(0, kEit, kSecond);
@@ -507,9 +478,9 @@ TEST_F(Judge, ASectionThatIsStarvedIsNamed) {
   put(0, kPat, 200 * kMs);
   judge.setStretch(0, 1.5);
   send(0, kPat);
-  send(899 * kMs, kPat);
-  EXPECT_EQ(named(), "");
-  send(1800 * kMs, kPat);
+  send(934 * kMs, kPat);
+  EXPECT_EQ(named(), "") << "900 ms, and 34 that 23 packets take";
+  send(1869 * kMs, kPat);
   EXPECT_EQ(named(), "arrival");
 }
 

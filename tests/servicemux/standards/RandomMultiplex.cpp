@@ -21,6 +21,8 @@ constexpr double kBitsOfAPacket = 1504;
 constexpr std::uint16_t kTransportStream = 0x2A;  // of outputs.h
 constexpr std::uint16_t kNetwork = 0x3001;
 constexpr int kPrograms = 8;
+constexpr std::uint16_t kGuideService = 100;  // the first one
+constexpr std::uint16_t kGuideServices = 40;
 constexpr int kPmtPids = 4;
 constexpr int kOtherStreams = 3;
 constexpr std::uint16_t kPmtPid = 0x100;
@@ -184,6 +186,17 @@ void RandomMultiplex::setEitSchedule() {
   const int version = nextVersion(key);
   mux.newEITsch({{0, {{0, makeEit(table_id, service, version, static_cast<int>(1 + below(60)))}}}});
   put(key, version, isActual ? periods.eitScheduleActual : periods.eitScheduleOther);
+}
+
+/// All at once, as when a guide has been read in.
+void RandomMultiplex::setGuide(unsigned int events) {
+  for (std::uint16_t service = kGuideService; service < kGuideService + kGuideServices; ++service) {
+    const Key key{kEitPid, kEitScheduleOtherFirst, service, kTransportStream, kNetwork};
+    const int version = nextVersion(key);
+    mux.newEITsch({{0, {{0, makeEit(kEitScheduleOtherFirst, service, version, static_cast<int>(events))}}}});
+    put(key, version, periods.eitScheduleOther);
+  }
+  keepLoad();
 }
 
 void RandomMultiplex::setTime() {

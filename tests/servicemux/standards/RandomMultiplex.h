@@ -24,6 +24,8 @@ class RandomMultiplex {
   void start();
   /// One operation.
   void change();
+  /// Puts the schedules of many services with so many events each on air, all at once.
+  void setGuide(unsigned int events);
   /// One operation that any profile takes alike: a table gets another version.
   void replace();
 

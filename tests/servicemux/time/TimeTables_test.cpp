@@ -188,6 +188,14 @@ TEST_F(TimeUpdaterTest, TimeThatStandsStillIsNotSentAgain) {
        [&] { EXPECT_THAT(take(), SizeIs(1)) << "a clock that was set back is another time too"; }});
 }
 
+TEST_F(TimeUpdaterTest, WithTheTimingOfTheStandardsItIs) {
+  output.muxer->setTimingProfile(vantor::TimingProfile::Standards);
+  output.insertionPeriods().timeUpdater = 500;  // so that it does not wait for a second's beginning
+  times->setLocalTimeOffsetTable({});
+  const auto expectOne = [&] { EXPECT_THAT(take(), SizeIs(1)); };
+  run({expectOne, expectOne, expectOne});
+}
+
 TEST_F(TimeUpdaterTest, TablesSetWhileTheTimeStandsStillWaitForTheNext) {
   run({[&] { times->setLocalTimeOffsetTable({}); },
        [&] {
