@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
+#include <thread>
 #include <vector>
 
 #include "programs/outputs/OutputError.h"
@@ -106,6 +108,10 @@ TEST(Outputs, AllocateNothingOnThePacketPath) {
   Outputs outputs({destination(ear.target), destination("rtp://" + ear.target), destination("file:" + path)}, {});
   const std::string bytes = filled('a');
   const DatagramSink::Datagram datagrams[] = {{bytes.data(), bytes.size()}, {bytes.data(), bytes.size()}};
+  static_cast<void>(outputs.send(bytes.data(), bytes.size()));
+  struct stat status {};
+  // A thread that begins allocates; this one has begun when it has written.
+  while (stat(path.c_str(), &status) != 0 || status.st_size == 0) std::this_thread::yield();
   const std::uint64_t before = countAllocations();
   for (int i = 0; i < 100; ++i) {
     static_cast<void>(outputs.send(bytes.data(), bytes.size()));

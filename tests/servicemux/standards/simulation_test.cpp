@@ -129,18 +129,10 @@ class Day : public Simulation {
   }
 };
 
-/// Whole sections beside the tables of their PIDs, also while the profile changes. More changes, and longer
-/// sections on the PIDs of short tables, are granted a little more.
+/// Whole sections beside the tables of their PIDs, also while the profile changes.
 class DayOfSections : public Day {
  protected:
-  DayOfSections() : Day(grantedToSections(), true) {}
-
-  static LimitJudge::Allowances grantedToSections() {
-    LimitJudge::Allowances granted = allowances();
-    granted.lateness = 150 * kMillisecond;
-    granted.timeLateness = 150 * kMillisecond;
-    return granted;
-  }
+  DayOfSections() : Day(allowances(), true) {}
 };
 
 /// Tables that stay as they are, at loads from 10 to 80 percent: nothing is granted.
