@@ -144,7 +144,7 @@ TEST_F(Ring, StreamThatWritesNothingCostsAFullRingNoPacket) {
 TEST_F(Ring, SlowSocketLosesNoPacketBesideStreamsThatAreNeverDue) {
   constexpr std::size_t kPackets = 7 * 1000;
   muxer->SetBitrate(100000);
-  sender.slowDown(std::chrono::microseconds(130));
+  sender.slowDown(std::chrono::microseconds(500));
   ScriptedStream busy(muxer, 0x1000, time.start(), {}, kPackets);
   busy.linkToMuxer();
   for (int i = 0; i < 60; ++i) {
