@@ -207,6 +207,20 @@ TEST_F(Replacement, NetworksBouquetsAndWholeSectionsComeAndGoByThemselves) {
   EXPECT_THAT(onAirNow(), ElementsAre("BAT 7 v0"));
 }
 
+TEST_F(Replacement, WhatTheClassicTimingRefusesComesOnAirOnceItsPidIsFree) {
+  const std::string sdt = R"("sdt_actual": {"transport_stream_id": 1, "original_network_id": 1, "services": []})";
+  const std::string bat = R"("bats": [)" + network("bouquet_id", 7, "00") + "]";
+  put("{" + sdt + ", " + bat + ", " + sections(1000, 3) + "}");
+  EXPECT_THAT(onAirNow(), ElementsAre("SDT actual v0"));
+  put("{" + cat("00", "") + ", " + sdt + ", " + bat + ", " + sections(1000, 3) + "}");
+  EXPECT_EQ(last.refused, "");
+  EXPECT_EQ(last.added, 1U);
+  put("{" + bat + ", " + sections(1000, 3) + "}");
+  EXPECT_THAT(onAirNow(), ElementsAre("BAT 7 v0", "Mine v3"));
+  EXPECT_EQ(last.added, 2U);
+  EXPECT_THAT(put("{" + bat + ", " + sections(1000, 3) + "}"), IsEmpty());
+}
+
 TEST_F(Replacement, WholeSectionsHaveTheirVersionsInThem) {
   put("{" + sections(1000, 3) + "}");
   EXPECT_THAT(put("{" + sections(1000, 4) + "}"), ElementsAre("newSections"));
