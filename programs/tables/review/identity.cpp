@@ -3,6 +3,7 @@
 #include <map>
 
 #include "interface/psi/section.h"
+#include "programs/tables/json/pidJson.h"
 #include "programs/tables/kinds/sections.h"
 
 namespace vantor::tables {
@@ -43,9 +44,10 @@ Json valueInSections(const Json& sections, const std::string& field) {
   return field == "table_id" ? Json(key.table.table_id) : Json(key.table.extension);
 }
 
-/// What it means that a field is left out.
+/// What it means that a field is left out; a PID as we write it, for it can be written in several ways.
 Json valueOf(const Json& element, const char* field) {
-  if (const auto found = element.find(field); found != element.end()) return *found;
+  if (const auto found = element.find(field); found != element.end())
+    return std::string(field) == "pid" ? Json(pidText(readPid(JsonValue(*found)))) : *found;
   if (const auto sections = element.find("sections"); sections != element.end() && sections->is_array())
     return valueInSections(*sections, field);
   return std::string(field) == "actual" ? Json(true) : Json();
