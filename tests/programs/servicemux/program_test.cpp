@@ -535,6 +535,28 @@ TEST_F(Reload, ErrorLeavesEverythingOnAirAndIsToldInOneLine) {
   EXPECT_THAT(endAndTell(child), MatchesRegex("(servicemux: [^\n]*\n){5}"));
 }
 
+TEST_F(Reload, TellsAllThatIsWrongWithAFileAsAtTheBeginning) {
+  const std::string path = file("a.json", cat(1));
+  const pid_t child = playFiles({path});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  replaceFile("a.json", R"({"nosuch": 1, "pat": {"programs": 5}, "pmts": [{"pid": 9000}, {"foo": 1}]})");
+  ASSERT_TRUE(says("/pmts/1/"));
+  const std::string told = endAndTell(child);
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 4) << told;
+  EXPECT_EQ(playError(path), told);
+  EXPECT_EQ(run({"diff", path, path}).errors, told);
+}
+
+TEST_F(Program, TellsFewOfThousandsOfErrorsAndHowManyThereAre) {
+  std::string pmts;
+  for (int i = 0; i < 1000; ++i) pmts += (i == 0 ? "{}" : ", {}");
+  const std::string told = playError(file("a.json", R"({"pmts": [)" + pmts + "]}"));
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 20) << told;
+  EXPECT_THAT(told, HasSubstr("/pmts/17/"));
+  EXPECT_THAT(told, HasSubstr("servicemux: and 981 more of these\n"));
+  EXPECT_THAT(told, HasSubstr("/pmts/999/"));
+}
+
 TEST_F(Reload, FileThatIsGoneIsAnErrorAndOneThatComesBackIsNot) {
   const std::string path = file("a.json", cat(1));
   const pid_t child = playFiles({path});
@@ -819,7 +841,8 @@ TEST_F(Program, TellsTheDifferencesOfTwoFiles) {
       R"({"cat": {"version_number": 1}, "pat": {"transport_stream_id": 1, "version_number": 4, "programs": [{"program_number": 1, "pid": 257}]}})");
   const Result result = run({"diff", before, after});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.output, "~ PAT: /programs/0/pid: \"0x0100\" -> \"0x0101\"\n~ PAT: /version_number: 3 -> 4\n+ CAT\n");
+  EXPECT_EQ(result.output,
+            "~ PAT: /programs/0/pid: \"0x0100\" -> \"0x0101\"\n~ PAT: /version_number: 3 -> 4\n+ CAT\n");
   EXPECT_EQ(result.errors, "");
   const Result same = run({"diff", before, before});
   EXPECT_EQ(same.status, 0);
