@@ -62,6 +62,13 @@ TEST(Content, IsToldByTheBytesWhateverTheName) {
   EXPECT_EQ(contentOf("{}", "a.ts").kind, Content::Kind::json);
 }
 
+TEST(Content, IsPacketsBehindJunkThatCouldBeSections) {
+  const std::string junk = std::string("\x4C\x01\x00", 3) + std::string(500, 'x');
+  EXPECT_EQ(contentOf(junk + markedPackets(10)).kind, Content::Kind::packets);
+  EXPECT_EQ(contentOf(junk + markedPackets(1000)).kind, Content::Kind::packets);
+  EXPECT_EQ(contentOf(sections(300) + "G" + sections(300), "a.ts").kind, Content::Kind::sections);
+}
+
 TEST(Content, IsToldByTheNameWhereTheBytesAreNothing) {
   EXPECT_EQ(contentOf("[1]", "a.json").kind, Content::Kind::json);
   EXPECT_EQ(contentOf("", "a.json").kind, Content::Kind::json);
