@@ -44,19 +44,24 @@ Json valueInSections(const Json& sections, const std::string& field) {
   return field == "table_id" ? Json(key.table.table_id) : Json(key.table.extension);
 }
 
-/// What it means that a field is left out; a PID as we write it, for it can be written in several ways.
+/// What it means that a field is left out.
 Json valueOf(const Json& element, const char* field) {
-  if (const auto found = element.find(field); found != element.end())
-    return std::string(field) == "pid" ? Json(pidText(readPid(JsonValue(*found)))) : *found;
+  if (const auto found = element.find(field); found != element.end()) return *found;
   if (const auto sections = element.find("sections"); sections != element.end() && sections->is_array())
     return valueInSections(*sections, field);
   return std::string(field) == "actual" ? Json(true) : Json();
 }
 
+/// A PID can be written in several ways.
+bool isSame(const std::string& field, const Json& one, const Json& other) {
+  const bool arePids = field == "pid" && !one.is_null() && !other.is_null();
+  return arePids ? readPid(JsonValue(one)) == readPid(JsonValue(other)) : one == other;
+}
+
 bool has(const Json& element, const Json& ids) {
   if (!element.is_object()) return false;
   for (const auto& [field, value] : ids.items())
-    if (valueOf(element, field.c_str()) != value) return false;
+    if (!isSame(field, valueOf(element, field.c_str()), value)) return false;
   return true;
 }
 

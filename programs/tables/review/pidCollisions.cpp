@@ -107,8 +107,7 @@ void addGuide(const TableSet& set, Uses& uses) {
 void addSections(const TableSet& set, Uses& uses) {
   for (const auto& sections : set.sections) {
     const psi::TableKey key = thrift::dvb_tables::tableKeyOf(sections);
-    const Json ids{
-        {"pid", pidText(sections.pid)}, {"table_id", key.table_id}, {"table_id_extension", key.extension}};
+    const Json ids{{"pid", sections.pid}, {"table_id", key.table_id}, {"table_id_extension", key.extension}};
     uses[sections.pid].push_back({Role::kSections, psi::tableName(key), {sectionsKind().path(), ids, "/pid"}});
   }
 }
