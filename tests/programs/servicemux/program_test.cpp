@@ -240,7 +240,7 @@ TEST_F(Program, RefusesOutputOptionsThatDoNotGoTogether) {
       {{"--to", "127.0.0.1:9", "--to", "-", "--to", "-"}, "--to: '-' is given twice"},
   };
   for (const auto& [arguments, message] : cases) {
-    std::vector<std::string> line{"play", json};
+    std::vector<std::string> line{"play", json, "--duration", "1"};
     line.insert(line.end(), arguments.begin(), arguments.end());
     const Result result = run(line);
     EXPECT_EQ(result.status, 2) << message;
@@ -251,7 +251,7 @@ TEST_F(Program, RefusesOutputOptionsThatDoNotGoTogether) {
 TEST_F(Program, EndsAtOnceWithTheReasonWhenAnOutputCannotBeOpened) {
   const std::string json = file("a.json", kCat);
   const auto errorOf = [&](const std::vector<std::string>& arguments) {
-    std::vector<std::string> line{"play", json};
+    std::vector<std::string> line{"play", json, "--duration", "1"};
     line.insert(line.end(), arguments.begin(), arguments.end());
     const Result result = run(line);
     EXPECT_EQ(result.status, 3);
@@ -266,6 +266,10 @@ TEST_F(Program, EndsAtOnceWithTheReasonWhenAnOutputCannotBeOpened) {
             "servicemux: 10.0.0.230:5004 through ethInt.12: there is no interface ethInt.12\n");
   EXPECT_EQ(errorOf({"--to", "127.0.0.1:9", "--to", "file:" + directory.string()}),
             "servicemux: file:" + directory.string() + ": it is a directory\n");
+  const std::string second = file("b.json", kPat);
+  EXPECT_EQ(errorOf({second, "--to", "file:" + second}),
+            "servicemux: file:" + second + ": it is one of the files to play\n");
+  EXPECT_EQ(contentsOf("b.json"), kPat);
   EXPECT_EQ(errorOf({"--to", "file:" + json}), "servicemux: file:" + json + ": it is one of the files to play\n");
   EXPECT_EQ(contentsOf("a.json"), kCat);
 }
