@@ -263,10 +263,13 @@ TEST(BrokenReferences, AreStreamsWithTwoNumbers) {
       ElementsAre("warning /sdt_actual/transport_stream_id: SDT actual: transport_stream_id 5 is not the 1 of "
                   "the PAT"));
   EXPECT_THAT(
-      linesOf(&brokenReferencesIn,
-              R"({"sdt_actual": )" + sdt(service(1), 5) + R"(, "eit_pf": [)" + eit(1, "") + "]}"),
+      linesOf(&brokenReferencesIn, R"({"sdt_actual": )" + sdt(service(1), 5) + R"(, "eit_pf": [)" + eit(1, "") +
+                                       "," + eit(1, "", R"(, "actual": false)") + R"(], "eit_schedule": [)" +
+                                       eit(1, "") + "]}"),
       ElementsAre("warning /eit_pf/0/transport_stream_id: EIT p/f actual 1 of 1/2: transport_stream_id 1 is "
-                  "not the 5 of the SDT actual"));
+                  "not the 5 of the SDT actual",
+                  "warning /eit_schedule/0/transport_stream_id: EIT schedule actual 50 1 of 1/2: "
+                  "transport_stream_id 1 is not the 5 of the SDT actual"));
 }
 
 TEST(Overlaps, AreEventsThatBeginBeforeTheOneInFrontHasEnded) {

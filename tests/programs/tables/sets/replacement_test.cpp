@@ -230,6 +230,16 @@ TEST_F(Replacement, WholeSectionsHaveTheirVersionsInThem) {
   EXPECT_THAT(last.warnings, IsEmpty());
 }
 
+TEST_F(Replacement, OneSdtOtherIsTakenOffAndNotTheOneOfTheSameNumbersTheOtherWayRound) {
+  const auto sdt = [](int stream, int network) {
+    return R"({"transport_stream_id": )" + std::to_string(stream) + R"(, "original_network_id": )" +
+           std::to_string(network) + R"(, "services": []})";
+  };
+  put(R"({"sdt_others": [)" + sdt(2, 9) + ", " + sdt(9, 2) + "]}");
+  put(R"({"sdt_others": [)" + sdt(9, 2) + "]}");
+  EXPECT_THAT(onAirNow(), ElementsAre("SDT other 9/2 v0"));
+}
+
 TEST_F(Replacement, OneVctIsTakenOffAndNotTheOther) {
   const std::string vct = R"({"transport_stream_id": 1, "channels": []})";
   put(R"({"atsc": {"tvct": )" + vct + R"(, "cvct": )" + vct + "}}");
@@ -344,6 +354,13 @@ TEST_F(Replacement, OnlyANewEmmIsSent) {
       put(access(R"("emms": [{"pid": 200, "sections": "82700102"}, {"pid": 200, "sections": "82700101"}])")),
       ElementsAre("setLiveEMM"));
   EXPECT_THAT(put(access(R"("emms": [{"pid": 200, "sections": "82700102"}])")), IsEmpty());
+}
+
+TEST_F(Replacement, ConditionalAccessThatIsGoneTakesEveryMessageWithIt) {
+  put(access(R"("ecms": [{"pid": 100, "sections": "80700101"}])"));
+  EXPECT_THAT(put("{" + cat("00", "1") + "}"),
+              UnorderedElementsAre("newCAT", "clearECM", "clearEMM", "clearLiveECMs", "clearLiveEMMs"));
+  EXPECT_THAT(onAirNow(), ElementsAre("CAT v1"));
 }
 
 TEST_F(Replacement, EcmThatIsGoneIsSentNoMoreAndTheOthersAre) {
