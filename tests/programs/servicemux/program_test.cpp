@@ -595,6 +595,7 @@ TEST_F(Reload, SeveralFilesMergeAsAtTheBeginning) {
   EXPECT_TRUE(says("taken over: 1 table changed, 0 new, 1 taken off\n"));
   file("a.json", cat(2, R"(, "periods": {"cat": 300})"));
   EXPECT_TRUE(says("taken over: 0 tables changed, 0 new, 0 taken off, other periods"));
+  EXPECT_TRUE(shows("/300 ms"));
   file("b.json", kPat);
   EXPECT_TRUE(shows("CAT@0x0001 v2"));
   endAndTell(child);

@@ -245,6 +245,9 @@ TEST_F(Replacement, OneVctIsTakenOffAndNotTheOther) {
   put(R"({"atsc": {"tvct": )" + vct + R"(, "cvct": )" + vct + "}}");
   put(R"({"atsc": {"cvct": )" + vct + "}}");
   EXPECT_THAT(onAirNow(), ElementsAre("ATSC VCT cable v0"));
+  put(R"({"atsc": {"tvct": )" + vct + R"(, "cvct": )" + vct + "}}");
+  put(R"({"atsc": {"tvct": )" + vct + "}}");
+  EXPECT_THAT(onAirNow(), ElementsAre("ATSC VCT terrestrial v0"));
 }
 
 TEST_F(Replacement, PmtThatMovesLeavesItsOldPid) {
