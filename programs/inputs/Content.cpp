@@ -77,8 +77,10 @@ std::optional<Content::Kind> kindOf(PeekedBytes& bytes, const std::string& exten
   if (beginsWithPackets(first, isAll)) return Content::Kind::packets;
   if (extension == ".bin") return Content::Kind::sections;
   if (isJson(first)) return Content::Kind::json;
-  if (isSections(first, isAll)) return Content::Kind::sections;
+  // Nothing but lengths tells sections, and junk in front of packets has some too.
   const std::string_view more = bytes.peek(kFurtherLook);
+  if (holdsPackets(more, false)) return Content::Kind::packets;
+  if (isSections(more.substr(0, kFirstLook), isAll)) return Content::Kind::sections;
   if (holdsPackets(more, more.size() < kFurtherLook)) return Content::Kind::packets;
   return std::nullopt;
 }

@@ -21,21 +21,10 @@ constexpr auto kLongestUnrest = milliseconds(1000);
 // Between the old file and the new one there may be none.
 constexpr auto kLongestAbsence = milliseconds(1000);
 
-constexpr std::size_t kMostLines = 20;
-
 bool areSame(const InsertionPeriods& a, const InsertionPeriods& b) {
   const auto& fields = periodFields();
   return std::all_of(fields.begin(), fields.end(),
                      [&](const PeriodField& field) { return a.*field.value == b.*field.value; });
-}
-
-/// Whoever reads them has no use for thousands.
-std::vector<std::string> shortened(std::vector<std::string> lines) {
-  if (lines.size() <= kMostLines) return lines;
-  const std::string more = "and " + grouped(lines.size() - kMostLines) + " more of these";
-  lines.erase(lines.begin() + kMostLines - 1, lines.end() - 1);
-  lines.insert(lines.end() - 1, more);
-  return lines;
 }
 
 std::string summaryOf(const tables::OnAir::Replacement& done, bool hasNewPeriods) {
@@ -86,7 +75,7 @@ std::vector<std::string> Reload::run(Clock::time_point now, const tables::ReadPr
   try {
     takeOver(readPlayedTables(options, base, progress), lines);
   } catch (const tables::InputError& error) {
-    lines.emplace_back(error.what());
+    lines = tables::linesOf(error);
   }
   giveBackMemory();
   return shortened(std::move(lines));

@@ -4,6 +4,7 @@
 
 #include "programs/servicemux/captureReport.h"
 #include "programs/servicemux/command.h"
+#include "programs/servicemux/text.h"
 #include "programs/tables/json/InputError.h"
 #include "programs/tables/json/writeJson.h"
 #include "programs/tables/review/differences.h"
@@ -82,7 +83,8 @@ int diff(const DiffOptions& options) {
     if (!(std::cout << std::flush)) throw tables::InputError("stdout cannot be written");
     return differences.empty() ? kExitSame : kExitDifferent;
   } catch (const tables::InputError& error) {
-    std::cerr << "servicemux: " + std::string(error.what()) + "\n" << std::flush;
+    for (const std::string& line : shortened(linesOf(error)))
+      std::cerr << "servicemux: " + line + "\n" << std::flush;
     return kExitTrouble;
   }
 }

@@ -4,6 +4,7 @@
 
 #include "programs/outputs/OutputError.h"
 #include "programs/servicemux/command.h"
+#include "programs/servicemux/text.h"
 #include "programs/tables/json/InputError.h"
 
 namespace {
@@ -14,6 +15,11 @@ int fail(int status, const std::string& message) {
   // In one piece, so that no log line gets in between.
   std::cerr << "servicemux: " + message + "\n" << std::flush;
   return status;
+}
+
+int failForInput(const vantor::tables::InputError& error) {
+  for (const std::string& line : shortened(linesOf(error))) fail(kExitBadInput, line);
+  return kExitBadInput;
 }
 
 /// A mistyped option is what is wrong, not the value that it took from another.
@@ -49,6 +55,8 @@ int main(int argc, char** argv) {
     return fail(kExitBadUsage, usageProblem(app, error));
   } catch (const vantor::outputs::OutputError& error) {
     return fail(kExitOutput, vantor::tables::printable(error.what()));
+  } catch (const vantor::tables::InputError& error) {
+    return failForInput(error);
   } catch (const std::exception& error) {
     return fail(kExitBadInput, error.what());
   }

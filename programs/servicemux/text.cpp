@@ -6,6 +6,12 @@
 
 namespace vantor::cli {
 
+namespace {
+
+constexpr std::size_t kMostLines = 20;
+
+}  // namespace
+
 std::string grouped(std::uint64_t value) {
   std::string digits = std::to_string(value);
   for (std::size_t at = digits.size(); at > 3;) digits.insert(at -= 3, " ");
@@ -38,6 +44,14 @@ std::string padLeft(const std::string& text, std::size_t width) {
 
 std::string padRight(const std::string& text, std::size_t width) {
   return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
+}
+
+std::vector<std::string> shortened(std::vector<std::string> lines) {
+  if (lines.size() <= kMostLines) return lines;
+  const std::string more = "and " + grouped(lines.size() - kMostLines + 1) + " more of these";
+  lines.erase(lines.begin() + kMostLines - 2, lines.end() - 1);
+  lines.insert(lines.end() - 1, more);
+  return lines;
 }
 
 }  // namespace vantor::cli

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /// Small pieces of text that several displays share.
 
@@ -26,5 +27,9 @@ std::string clock(std::chrono::milliseconds elapsed);
 
 std::string padLeft(const std::string& text, std::size_t width);
 std::string padRight(const std::string& text, std::size_t width);
+
+/// Few enough of many lines, and how many are left out: whoever reads them has no use for thousands. The last line
+/// stays.
+std::vector<std::string> shortened(std::vector<std::string> lines);
 
 }  // namespace vantor::cli

@@ -362,6 +362,17 @@ class FilesAndStdout(Outputs):
         self.assertEqual(process.wait(PATIENCE), OUTPUT_FAILED, errors.read_text())
         self.assertIn("servicemux: stdout: its reader is gone\n", errors.read_text())
 
+    def test_one_of_several_that_got_nothing_is_an_output_that_could_not_be_used(self):
+        heard = self.receiver()
+        reader, writer = os.pipe()
+        os.close(reader)
+        process, errors = self.start(writer, f"127.0.0.1:{heard.port}", "-")
+        deadline = time.monotonic() + PATIENCE
+        while "stdout: its reader is gone" not in errors.read_text() and time.monotonic() < deadline:
+            time.sleep(0.05)
+        process.terminate()
+        self.assertEqual(process.wait(PATIENCE), OUTPUT_FAILED, errors.read_text())
+
     def test_other_destinations_outlive_the_reader(self):
         heard = self.receiver()
         reader, writer = os.pipe()

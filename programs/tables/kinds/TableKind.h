@@ -118,6 +118,9 @@ class TableKind {
   /// Hands the table with this index in tablesIn(), as it is at this time, to the library, new or in the place of
   /// the one with its identity. Returns false when it refuses.
   virtual bool putOnAir(const TableSet& set, std::size_t table, UtcTime now, serviceMux& mux) const = 0;
+  /// Whether the library refuses it where another table is in the way, which may go: it is no error then, and the
+  /// table is handed in again with each new set.
+  virtual bool mayHaveToWait() const { return false; }
   /// Takes off air what was put there with this identity.
   virtual void takeOffAir(const TableInSet::Identity& identity, serviceMux& mux) const = 0;
   /// Whether the time alone can make a table another one.

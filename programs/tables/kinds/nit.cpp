@@ -58,6 +58,7 @@ class NetworkKind : public TableListKind<NIT, Member> {
     return sectionsKind().decode(asSections, sections, set);
   }
 
+  bool mayHaveToWait() const override { return true; }
   void takeOffAir(const TableInSet::Identity& identity, serviceMux& mux) const override {
     mux.clearSections(type.pid, type.firstTableId, identity[0]);
   }
@@ -76,10 +77,7 @@ class NetworkKind : public TableListKind<NIT, Member> {
   NIT decodeItem(const SubtableKey& /*key*/, const std::vector<Section>& sections) const override {
     return decodeNit(sections);
   }
-  bool send(const NIT& nit, serviceMux& mux) const override {
-    sendSections(wholeSections(nit), mux);
-    return true;
-  }
+  bool send(const NIT& nit, serviceMux& mux) const override { return sendSections(wholeSections(nit), mux); }
   /// The record has the bouquet_id as a network_id.
   std::optional<Refusal> whyUnsendable(const NIT& nit) const override {
     auto refusal = check(nit);

@@ -51,6 +51,7 @@ class SectionsKind : public TableListKind<Sections, &TableSet::sections> {
     return {{section.tableId(), section.hasSyntax() ? section.extension() : std::uint16_t{0}, 0, 0}, pid};
   }
   bool sectionsStandAlone() const override { return true; }
+  bool mayHaveToWait() const override { return true; }
   void takeOffAir(const Identity& identity, serviceMux& mux) const override {
     mux.clearSections(identity[0], identity[1], identity[2]);
   }
@@ -68,10 +69,7 @@ class SectionsKind : public TableListKind<Sections, &TableSet::sections> {
   psi::TableKey tableKeyOf(const Sections& sections) const override {
     return thrift::dvb_tables::tableKeyOf(sections);
   }
-  bool send(const Sections& sections, serviceMux& mux) const override {
-    sendSections(sections, mux);
-    return true;
-  }
+  bool send(const Sections& sections, serviceMux& mux) const override { return sendSections(sections, mux); }
 
   std::vector<Sections> readItems(const JsonValue& value, UtcTime /*now*/) const override {
     value.allowOnly({"pid", "period", "name", "sections"});
@@ -119,7 +117,7 @@ bool hasSections(const SubtableKey& key, const TableSet& set) {
   return kind().find(SectionsKind::identityOf(key), set) != nullptr;
 }
 
-void sendSections(const Sections& sections, serviceMux& mux) { mux.newSections(sections); }
+bool sendSections(const Sections& sections, serviceMux& mux) { return mux.newSections(sections) == 0; }
 
 bool isMomentary(std::uint8_t tableId) {
   constexpr std::uint8_t kMomentary[] = {kTdtTableId, kRstTableId, kTotTableId, kDitTableId, kSpliceInfoTableId};

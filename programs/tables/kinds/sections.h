@@ -16,8 +16,8 @@ void dropSections(const SubtableKey& key, TableSet& set);
 [[nodiscard]] bool hasSections(const SubtableKey& key, const TableSet& set);
 
 /// Hands checked sections to the library. The classic timing refuses them on a PID that has other tables: that is
-/// logged, and the others go on.
-void sendSections(const thrift::dvb_tables::Sections& sections, serviceMux& mux);
+/// logged, and returns false.
+[[nodiscard]] bool sendSections(const thrift::dvb_tables::Sections& sections, serviceMux& mux);
 
 /// True for a table that tells of one moment, so that only the latest is of use: TDT, RST, TOT, DIT, splice info.
 [[nodiscard]] bool isMomentary(std::uint8_t tableId);

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "interface/psi/section.h"
+#include "programs/tables/json/pidJson.h"
 #include "programs/tables/kinds/sections.h"
 
 namespace vantor::tables {
@@ -51,10 +52,16 @@ Json valueOf(const Json& element, const char* field) {
   return std::string(field) == "actual" ? Json(true) : Json();
 }
 
+/// A PID can be written in several ways.
+bool isSame(const std::string& field, const Json& one, const Json& other) {
+  const bool arePids = field == "pid" && !one.is_null() && !other.is_null();
+  return arePids ? readPid(JsonValue(one)) == readPid(JsonValue(other)) : one == other;
+}
+
 bool has(const Json& element, const Json& ids) {
   if (!element.is_object()) return false;
   for (const auto& [field, value] : ids.items())
-    if (valueOf(element, field.c_str()) != value) return false;
+    if (!isSame(field, valueOf(element, field.c_str()), value)) return false;
   return true;
 }
 

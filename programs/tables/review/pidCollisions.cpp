@@ -2,14 +2,17 @@
 #include <optional>
 #include <string_view>
 
+#include "interface/converters/t2dSections.h"
 #include "interface/psi/descriptors.h"
 #include "interface/psi/pids.h"
 #include "programs/tables/descriptors/bytes.h"
 #include "programs/tables/json/pidJson.h"
+#include "programs/tables/kinds/SignallingPids.h"
 #include "programs/tables/kinds/cat.h"
 #include "programs/tables/kinds/conditionalAccess.h"
 #include "programs/tables/kinds/mgt.h"
 #include "programs/tables/kinds/programPids.h"
+#include "programs/tables/kinds/sections.h"
 #include "programs/tables/review/collisions.h"
 #include "programs/tables/review/places.h"
 
@@ -21,9 +24,11 @@ using thrift::dvb_tables::Descriptor;
 
 constexpr std::int32_t kFirstPidOfAtsc = 0x0010;  // ISO/IEC 13818-1 table 2-3 reserves those below
 constexpr std::size_t kCaPidInPayload = 2;        // ISO/IEC 13818-1 clause 2.6.16
+constexpr std::int32_t kFirstUserPrivate = 0x80;  // stream_types that may be anything, ISO/IEC 13818-1 table 2-34
 
-/// What a PID is used for. One PID has one role, only that a PCR may lie in a stream.
-enum class Role { kPmt, kStream, kPcr, kEcm, kEmm, kPsip };
+/// What a PID is used for. One PID has one role, only that a PCR may lie in a stream, and that whole sections may
+/// be anywhere but in a stream that is not made of sections.
+enum class Role { kPmt, kStream, kPcr, kEcm, kEmm, kPsip, kSections };
 
 const char* roleName(Role role) {
   switch (role) {
@@ -39,6 +44,8 @@ const char* roleName(Role role) {
       return "EMMs";
     case Role::kPsip:
       return "ATSC table";
+    case Role::kSections:
+      return "whole sections";
   }
   return "";
 }
@@ -97,29 +104,47 @@ void addGuide(const TableSet& set, Uses& uses) {
         {Role::kPsip, "", {mgtKind().path(), Json::object(), "/tables/" + std::to_string(i)}});
 }
 
+void addSections(const TableSet& set, Uses& uses) {
+  for (const auto& sections : set.sections) {
+    const psi::TableKey key = thrift::dvb_tables::tableKeyOf(sections);
+    const Json ids{{"pid", sections.pid}, {"table_id", key.table_id}, {"table_id_extension", key.extension}};
+    uses[sections.pid].push_back({Role::kSections, psi::tableName(key), {sectionsKind().path(), ids, "/pid"}});
+  }
+}
+
 Uses usesIn(const TableSet& set) {
   Uses uses;
   for (const ProgramMap& map : set.pmts) addProgram(map, uses);
   addMessages(set, uses);
   addGuide(set, uses);
+  addSections(set, uses);
   return uses;
 }
 
 bool isOfAtsc(const TableSet& set) { return set.mgt || set.terrestrialVct || set.cableVct || set.stt; }
 
 bool isReserved(std::int32_t pid, const Use& use, const TableSet& set) {
+  if (use.role == Role::kSections) return false;  // what is reserved is so for them
   if (pid == kPsipPid && isOfAtsc(set)) return use.role != Role::kPsip;
   const std::int32_t first = isOfAtsc(set) && !set.sdtActual ? kFirstPidOfAtsc : kFirstProgramPid;
   return pid < first || pid == kNullPid;
 }
 
-bool mayShare(Role a, Role b) {
-  return a == b || (a == Role::kStream && b == Role::kPcr) || (a == Role::kPcr && b == Role::kStream);
+bool mayHaveSections(const Use& use) {
+  return use.role != Role::kStream || use.streamType >= kFirstUserPrivate ||
+         carriesSections(static_cast<std::int16_t>(use.streamType));
+}
+
+bool mayShare(const Use& a, const Use& b) {
+  if (a.role == Role::kSections) return mayHaveSections(b);
+  if (b.role == Role::kSections) return mayHaveSections(a);
+  return a.role == b.role || (a.role == Role::kStream && b.role == Role::kPcr) ||
+         (a.role == Role::kPcr && b.role == Role::kStream);
 }
 
 /// What is wrong with a later use of a PID, beside an earlier one.
 std::optional<Severity> collisionOf(const Use& earlier, const Use& later) {
-  if (!mayShare(earlier.role, later.role)) return Severity::kError;
+  if (!mayShare(earlier, later)) return Severity::kError;
   if (earlier.role != Role::kStream || later.role != Role::kStream) return std::nullopt;
   const bool isShared = earlier.owner != later.owner && earlier.streamType == later.streamType;
   return isShared ? Severity::kWarning : Severity::kError;

@@ -125,7 +125,7 @@ void OnAir::put(const Plan& plan, const TableSet& next, UtcTime now, Replacement
         after.push_back({table.identity, {table.content, versionOf(table), table.place, true}});
         continue;
       }
-      if (done.refused.empty()) done.refused = plan.kind->nameOf(next, i);
+      if (done.refused.empty() && !plan.kind->mayHaveToWait()) done.refused = plan.kind->nameOf(next, i);
     }
     if (state != nullptr) after.push_back({table.identity, *state});
   }

@@ -22,7 +22,7 @@ class OnAir {
     std::size_t changed = 0;
     std::size_t removed = 0;
     std::vector<std::string> warnings;  ///< one line each
-    std::string refused;                ///< the first table that the library refused, empty for none
+    std::string refused;                ///< the first table that the library refused for good, empty for none
   };
 
   /// As replace() with nothing on air. The multiplex must outlive the object, and nobody else puts tables on it.

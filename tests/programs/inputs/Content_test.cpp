@@ -62,6 +62,13 @@ TEST(Content, IsToldByTheBytesWhateverTheName) {
   EXPECT_EQ(contentOf("{}", "a.ts").kind, Content::Kind::json);
 }
 
+TEST(Content, IsPacketsBehindJunkThatCouldBeSections) {
+  const std::string junk = std::string("\x4C\x01\x00", 3) + std::string(500, 'x');
+  EXPECT_EQ(contentOf(junk + markedPackets(10)).kind, Content::Kind::packets);
+  EXPECT_EQ(contentOf(junk + markedPackets(1000)).kind, Content::Kind::packets);
+  EXPECT_EQ(contentOf(sections(300) + "G" + sections(300), "a.ts").kind, Content::Kind::sections);
+}
+
 TEST(Content, IsToldByTheNameWhereTheBytesAreNothing) {
   EXPECT_EQ(contentOf("[1]", "a.json").kind, Content::Kind::json);
   EXPECT_EQ(contentOf("", "a.json").kind, Content::Kind::json);
@@ -205,15 +212,16 @@ TEST_P(NetworkCapture, GivesWhatIsThereWhenItBreaksOff) {
 
 TEST_P(NetworkCapture, CountsWhatItCannotUse) {
   const std::string address = GetParam().address;
-  std::string fragment = frame(5);
-  fragment.replace(14, 8,
-                   address.size() == 4 ? fragment.substr(14, 6) + "\x20" + std::string(1, '\0')
-                                       : fragment.substr(14, 6) + "\x2C\x40");
-  const Found found = read(file({frame(0), ethernet(udpOverIp(address, 5004, "hello")), fragment,
-                                 frame(6).substr(0, 700), std::string(60, '\3'), frame(1)}));
+  const auto fragment = [&](unsigned flagsAndOffset) {
+    const std::string whole = frame(5);
+    const std::string changed = address.size() == 4 ? bigEndian(flagsAndOffset, 2) : "\x2C\x40";
+    return whole.substr(0, 20) + changed + whole.substr(22);
+  };
+  const Found found = read(file({frame(0), ethernet(udpOverIp(address, 5004, "hello")), fragment(0x2000),
+                                 fragment(0x0010), frame(6).substr(0, 700), std::string(60, '\3'), frame(1)}));
   EXPECT_EQ(found.marks, marks(0, 13));
   EXPECT_EQ(found.counts.otherDatagrams, 1U);
-  EXPECT_EQ(found.counts.fragments, 1U);
+  EXPECT_EQ(found.counts.fragments, 2U);
   EXPECT_EQ(found.counts.cutFrames, 1U);
   EXPECT_EQ(found.counts.otherFrames, 1U);
 }
@@ -222,7 +230,10 @@ TEST(NetworkCaptures, OfAllLinksAreRead) {
   const std::string ip = udpOverIp(kIpv4Group, 5004, markedPackets(7));
   const std::string ip6 = udpOverIp(kIpv6Group, 5004, markedPackets(7));
   for (const std::string& one : {ip, ip6}) {
-    EXPECT_EQ(read(pcap({taggedEthernet(one)})).marks, marks(0, 6));
+    for (const unsigned outer : {0x8100, 0x88A8, 0x9100})
+      EXPECT_EQ(read(pcap({taggedEthernet(one, outer)})).marks, marks(0, 6)) << outer;
+    EXPECT_EQ(read(pcap({loopback(one)}, kNullLink)).marks, marks(0, 6));
+    EXPECT_EQ(read(pcap({loopback(one)}, kLoopLink)).marks, marks(0, 6));
     EXPECT_EQ(read(pcap({linuxCooked(one)}, kCookedLink)).marks, marks(0, 6));
     EXPECT_EQ(read(pcap({linuxCooked2(one)}, kCooked2Link)).marks, marks(0, 6));
     EXPECT_EQ(read(pcap({one}, kRawLink)).marks, marks(0, 6));
@@ -230,10 +241,32 @@ TEST(NetworkCaptures, OfAllLinksAreRead) {
   EXPECT_THAT(errorOf(pcap({ip}, 105)), HasSubstr("a: frames of link type "));
 }
 
+TEST(NetworkCaptures, OfEveryByteOrderAndPrecisionAreRead) {
+  const std::string frame = ethernet(udpOverIp(kIpv4Group, 5004, markedPackets(7)));
+  for (const unsigned magic : {0xA1B2C3D4, 0xA1B23C4D})
+    for (const auto number : {&littleEndian, &bigEndian}) {
+      const std::string file = number(magic, 4) + number(2, 2) + number(4, 2) + number(0, 8) + number(65535, 4) +
+                               number(kEthernetLink, 4) + number(3, 4) + number(500, 4) + number(frame.size(), 4) +
+                               number(frame.size(), 4) + frame;
+      const Content content = contentOf(file, "a");
+      Packet packet;
+      ASSERT_EQ(content.packets->read(packet, Deadline::max()), Read::kPacket) << std::hex << magic;
+      EXPECT_EQ(packet.time, 3'000'000'000 + (magic == 0xA1B2C3D4 ? 500'000 : 500)) << std::hex << magic;
+    }
+}
+
+TEST(NetworkCaptures, OfIpv4AreReadBehindOptionsAndWithoutWhatFillsUpTheFrame) {
+  std::string ip = udpOverIp(kIpv4Group, 5004, markedPackets(7));
+  ip[0] = 0x46;
+  ip.insert(20, "\x94\x04\1\1");
+  EXPECT_EQ(read(pcap({ethernet(ip) + markedPackets(1, 9)})).marks, marks(0, 6));
+}
+
 TEST(NetworkCaptures, OfIpv6AreReadBehindExtensionHeaders) {
   std::string ip = udpOverIp(kIpv6Group, 5004, markedPackets(7));
-  ip[6] = 0;  // hop-by-hop options, destination options, UDP
-  ip.insert(40, std::string("\x3C\0\1\4\0\0\0\0", 8) + std::string("\x11\0\1\4\0\0\0\0", 8));
+  ip[6] = 0;  // hop-by-hop options, destination options, routing, UDP
+  const std::string rest("\0\1\4\0\0\0\0", 7);
+  ip.insert(40, "\x3C" + rest + "\x2B" + rest + "\x11" + rest);
   EXPECT_EQ(read(pcap({ethernet(ip)})).marks, marks(0, 6));
 }
 

@@ -118,6 +118,42 @@ TEST(LiveInput, JoinsAGroupOnAnInterfaceThatIsThere) {
   options.interface = "127.0.0.1";
   EXPECT_EQ(liveErrorOf(input, options), "accepted");
   EXPECT_EQ(liveErrorOf("udp://[ff15::9]:" + freePort(AF_INET6), options), "accepted");
+  options.interface = "::1";
+  EXPECT_EQ(liveErrorOf("udp://[ff15::9]:" + freePort(AF_INET6), options), "accepted");
+  EXPECT_EQ(liveErrorOf("udp://@239.1.1.9:" + freePort(AF_INET), options), "accepted") << "as some write a group";
+}
+
+/// Sends to a group through the loopback interface, from this address of it.
+void sendFrom(const char* source, const std::string& group, const std::string& payload) {
+  const LiveAddress to = parseLiveAddress(group);
+  const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_in from{};
+  from.sin_family = AF_INET;
+  inet_pton(AF_INET, source, &from.sin_addr);
+  EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&from), sizeof from), 0);
+  EXPECT_EQ(setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &from.sin_addr, sizeof from.sin_addr), 0);
+  EXPECT_EQ(sendto(fd, payload.data(), payload.size(), 0, reinterpret_cast<const sockaddr*>(&to.local), to.size()),
+            static_cast<ssize_t>(payload.size()));
+  close(fd);
+}
+
+TEST(LiveInput, OfAGroupIsWhatWasJoinedAndFromTheSenderThatWasNamed) {
+  InputOptions options;
+  options.interface = "lo";
+  const std::string port = ":" + freePort(AF_INET);
+  const auto all = open("udp://239.1.1.9" + port, options);
+  const auto one = open("udp://127.0.0.2@239.1.1.9" + port, options);
+  const auto other = open("udp://239.1.1.10" + port, options);
+  sendFrom("127.0.0.1", "udp://239.1.1.9" + port, markedPackets(1, 1));
+  sendFrom("127.0.0.2", "udp://239.1.1.9" + port, markedPackets(1, 2));
+  Packet packet;
+  for (const unsigned mark : {1U, 2U}) {
+    ASSERT_EQ(all->read(packet, soon()), Read::kPacket);
+    EXPECT_EQ(markOf(packet), mark);
+  }
+  ASSERT_EQ(one->read(packet, soon()), Read::kPacket);
+  EXPECT_EQ(markOf(packet), 2U);
+  EXPECT_EQ(other->read(packet, std::chrono::steady_clock::now()), Read::kTimeout);
 }
 
 TEST(LiveInput, NamesAnAddressThatIsNotOfThisMachine) {

@@ -133,6 +133,9 @@ TEST_P(Distances, AreNotFoundInOtherBytes) {
 TEST(Packets, AreFoundAtTheBeginningOrAnywhere) {
   const std::string packets = markedPackets(10);
   EXPECT_TRUE(beginsWithPackets(packets, false));
+  std::string stamped;
+  for (unsigned i = 0; i < 10; ++i) stamped += "time" + markedPacket(0x100, i);
+  EXPECT_TRUE(beginsWithPackets(stamped, false));
   EXPECT_TRUE(beginsWithPackets(markedPackets(1), true));
   EXPECT_FALSE(beginsWithPackets(markedPackets(1), false));
   EXPECT_FALSE(beginsWithPackets("x" + packets, true));

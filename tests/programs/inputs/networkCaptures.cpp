@@ -53,9 +53,12 @@ std::string etherType(const std::string& ip) { return bigEndian(ip[0] >> 4 == 6 
 
 std::string ethernet(const std::string& ip) { return std::string(12, '\2') + etherType(ip) + ip; }
 
-std::string taggedEthernet(const std::string& ip) {
-  return std::string(12, '\2') + bigEndian(0x88A80064, 4) + bigEndian(0x81000007, 4) + etherType(ip) + ip;
+std::string taggedEthernet(const std::string& ip, unsigned outer) {
+  return std::string(12, '\2') + bigEndian(outer, 2) + bigEndian(0x0064, 2) + bigEndian(0x81000007, 4) +
+         etherType(ip) + ip;
 }
+
+std::string loopback(const std::string& ip) { return littleEndian(ip[0] >> 4 == 6 ? 30 : 2, 4) + ip; }
 
 std::string linuxCooked(const std::string& ip) { return std::string(14, '\0') + etherType(ip) + ip; }
 std::string linuxCooked2(const std::string& ip) { return etherType(ip) + std::string(18, '\0') + ip; }

@@ -29,14 +29,19 @@ extern const std::string kIpv6Group;  // ff15::7
 
 /// Ethernet around an IP packet.
 std::string ethernet(const std::string& ip);
-/// The same with two VLAN tags.
-std::string taggedEthernet(const std::string& ip);
+/// The same with two VLAN tags, the outer one of this type.
+std::string taggedEthernet(const std::string& ip, unsigned outer = 0x88A8);
 /// What "any" interfaces are captured as.
 std::string linuxCooked(const std::string& ip);
 std::string linuxCooked2(const std::string& ip);
 
+/// What loopback interfaces of other systems are captured as, with their number of an address family.
+std::string loopback(const std::string& ip);
+
+constexpr unsigned kNullLink = 0;
 constexpr unsigned kEthernetLink = 1;
 constexpr unsigned kRawLink = 101;
+constexpr unsigned kLoopLink = 108;
 constexpr unsigned kCookedLink = 113;
 constexpr unsigned kCooked2Link = 276;
 

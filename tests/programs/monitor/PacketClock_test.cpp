@@ -73,6 +73,18 @@ TEST_F(PacketClocks, OnlyThePcrsOfTheFirstPidCount) {
   EXPECT_THAT(milliseconds, ElementsAre(0, 10, 20));
 }
 
+TEST_F(PacketClocks, OfAPacketWithAnErrorThePcrDoesNotCount) {
+  make();
+  putPcr(0x100, 0);
+  MadePacket packet{0x100};
+  packet.pcr = 1234567;
+  packet.transportError = true;
+  clock->take(packet.bytes(), std::nullopt);
+  putPcr(0x100, 20 * kTicksPerMillisecond);
+  clock->finish();
+  EXPECT_THAT(milliseconds, ElementsAre(0, 10, 20));
+}
+
 TEST_F(PacketClocks, PcrsBeginAnewAfterTheirRange) {
   constexpr std::int64_t kRange = (std::int64_t{1} << 33) * 300;
   make();

@@ -117,6 +117,21 @@ class StreamMonitors : public ::testing::Test {
 
 // Packets
 
+TEST_F(StreamMonitors, FollowsWhateverPatCatPmtAndMgtPointAt) {
+  const auto ca = [](unsigned pid) {
+    return std::string{'\x09', '\x04', '\0', '\1', static_cast<char>(0xE0 | pid >> 8), static_cast<char>(pid)};
+  };
+  put(0x00, pat(1, {{1, 0x100}}));
+  put(0x01, makeSection(0x01, 0xFFFF, 1, 0, 0, ca(0x300)));
+  put(0x100, makeSection(0x02, 1, 1, 0, 0,
+                         std::string("\xE1\x00\xF0\x06", 4) + ca(0x301) + std::string("\x02\xE1\x01\xF0\x06", 5) +
+                             ca(0x302)));
+  put(0x1FFB, makeSection(0xC7, 0, 1, 0, 0, std::string("\0\0\1\1\0\xE3\x03\xE1\0\0\0\0\xF0\0\xF0\0", 16)));
+  for (const unsigned pid : {0x300U, 0x301U, 0x302U, 0x303U}) put(pid, makeSection(0xCB, pid, 1, 0, 0, "x"));
+  for (const unsigned pid : {0x300U, 0x301U, 0x302U, 0x303U})
+    EXPECT_THAT(names(), ::testing::Contains("ATSC EIT " + std::to_string(pid)));
+}
+
 TEST_F(StreamMonitors, CountsThePacketsOfEachPid) {
   for (int i = 0; i < 1000; ++i) {
     take(MadePacket{0x100, static_cast<unsigned>(i % 16)}.bytes() + MadePacket{0x1FFF}.bytes(), 1);
@@ -261,14 +276,17 @@ TEST_F(StreamMonitors, ASectionThatNeverComesIsMissed) {
 }
 
 TEST_F(StreamMonitors, OfAScheduleOnlySectionsOfItsSegmentsAreMissed) {
-  putAt(0, 0x12, eit(0x50, 1, 1, 8, 24, 9));  // the second segment has two sections
-  for (int i = 1; i <= 2; ++i) {
-    putAt(i * 6000, 0x12, eit(0x50, 1, 1, 8, 24, 9));
-    if (i == 1) putAt(6500, 0x12, eit(0x50, 1, 1, 9, 24, 9));
+  for (const unsigned tableId : {0x50U, 0x60U}) {
+    monitor = std::make_unique<StreamMonitor>();
+    putAt(0, 0x12, eit(tableId, 1, 1, 8, 24, 9));  // the second segment has two sections
+    for (int i = 1; i <= 2; ++i) {
+      putAt(i * 6000, 0x12, eit(tableId, 1, 1, 8, 24, 9));
+      if (i == 1) putAt(6500, 0x12, eit(tableId, 1, 1, 9, 24, 9));
+    }
+    EXPECT_THAT(faults(), IsEmpty());
+    pass(16600);
+    EXPECT_EQ(faults().size(), 1U) << "section 9 came at 6500 and has not come again";
   }
-  EXPECT_THAT(faults(), IsEmpty());
-  pass(16600);
-  EXPECT_EQ(faults().size(), 1U) << "section 9 came at 6500 and has not come again";
 }
 
 TEST_F(StreamMonitors, AnEitPfLacksItsFollowingSection) {
@@ -293,6 +311,13 @@ TEST_F(StreamMonitors, TellsVersionsAndMeasuresAcrossThem) {
   EXPECT_THAT(faults(), IsEmpty()) << "the new version has no second section";
 }
 
+TEST_F(StreamMonitors, SectionsOfTheVersionBeforeAreNotThoseOfThisOne) {
+  for (const unsigned number : {0U, 1U}) put(0x10, makeSection(0x40, 1, 3, number, 1, "x"));
+  EXPECT_EQ(table("NIT actual").sectionsSeen, 2U);
+  put(0x10, makeSection(0x40, 1, 4, 1, 1, "x"));
+  EXPECT_EQ(table("NIT actual").sectionsSeen, 1U);
+}
+
 TEST_F(StreamMonitors, WhatIsAnnouncedIsNotInForce) {
   std::string next = makeSection(0x40, 1, 2, 0, 0, "next");
   next[5] = static_cast<char>(next[5] & ~1);
@@ -307,13 +332,15 @@ TEST_F(StreamMonitors, WhatIsAnnouncedIsNotInForce) {
 
 TEST_F(StreamMonitors, KeepsTablesApart) {
   put(0x11, {sdt(0x42, 1), sdt(0x46, 1), sdt(0x46, 2), makeSection(0x4A, 1, 1, 0, 0, "x")});
-  put(0x12, {eit(0x4E, 7, 1), eit(0x4F, 7, 2), eit(0x4F, 7, 3), eit(0x50, 7, 1), eit(0x51, 7, 1)});
+  put(0x12, {eit(0x4E, 7, 1), eit(0x4F, 7, 2), eit(0x4F, 7, 3), eit(0x50, 7, 1), eit(0x51, 7, 1), eit(0x60, 7, 2),
+             eit(0x60, 7, 3)});
   put(0x14, {tdt(), tot()});
   put(0x1FFB, {vct(0xC8), vct(0xC9)});
-  EXPECT_THAT(names(),
-              ElementsAre("SDT actual", "SDT other 1/8325", "SDT other 2/8325", "BAT 1", "EIT p/f actual 7",
-                          "EIT p/f other 7 of 2/1", "EIT p/f other 7 of 3/1", "EIT schedule actual 50 7",
-                          "EIT schedule actual 51 7", "TDT", "TOT", "ATSC VCT terrestrial", "ATSC VCT cable"));
+  EXPECT_THAT(names(), ElementsAre("SDT actual", "SDT other 1/8325", "SDT other 2/8325", "BAT 1",
+                                   "EIT p/f actual 7", "EIT p/f other 7 of 2/1", "EIT p/f other 7 of 3/1",
+                                   "EIT schedule actual 50 7", "EIT schedule actual 51 7",
+                                   "EIT schedule other 60 7 of 2/1", "EIT schedule other 60 7 of 3/1", "TDT", "TOT",
+                                   "ATSC VCT terrestrial", "ATSC VCT cable"));
 }
 
 TEST_F(StreamMonitors, WhereAnExtensionIsReservedItMayBeAnything) {

@@ -144,6 +144,28 @@ TEST(Outputs, LoseADatagramOnlyWhenNoDestinationTakesIt) {
   EXPECT_EQ(outputs.all()[1]->status().lost, 3U);
 }
 
+TEST(Outputs, LoseNothingThatTheFirstAloneTakes) {
+  const Ear first(AF_INET);
+  const Ear second(AF_INET);
+  Outputs outputs({destination(first.target), destination(second.target)}, {});
+  breakConnectionTo(second.target);
+  const std::string bytes = packet('a');
+  EXPECT_EQ(outputs.send(bytes.data(), bytes.size()), 188);
+}
+
+TEST(OutputStatus, IsUnusedWhenNothingWentThereThatShouldHave) {
+  OutputStatus status;
+  EXPECT_FALSE(isUnused(status)) << "there was nothing to send";
+  for (const auto spoil : {+[](OutputStatus& it) { it.lost = 1; }, +[](OutputStatus& it) { it.error = EPIPE; },
+                           +[](OutputStatus& it) { it.isOver = true; }}) {
+    status = {};
+    spoil(status);
+    EXPECT_TRUE(isUnused(status));
+    status.datagrams = 1;
+    EXPECT_FALSE(isUnused(status));
+  }
+}
+
 TEST(Outputs, MendWhatFailsByThemselves) {
   const Ear ear(AF_INET);
   Outputs outputs({destination(ear.target)}, {});

@@ -240,7 +240,7 @@ TEST_F(Program, RefusesOutputOptionsThatDoNotGoTogether) {
       {{"--to", "127.0.0.1:9", "--to", "-", "--to", "-"}, "--to: '-' is given twice"},
   };
   for (const auto& [arguments, message] : cases) {
-    std::vector<std::string> line{"play", json};
+    std::vector<std::string> line{"play", json, "--duration", "1"};
     line.insert(line.end(), arguments.begin(), arguments.end());
     const Result result = run(line);
     EXPECT_EQ(result.status, 2) << message;
@@ -251,7 +251,7 @@ TEST_F(Program, RefusesOutputOptionsThatDoNotGoTogether) {
 TEST_F(Program, EndsAtOnceWithTheReasonWhenAnOutputCannotBeOpened) {
   const std::string json = file("a.json", kCat);
   const auto errorOf = [&](const std::vector<std::string>& arguments) {
-    std::vector<std::string> line{"play", json};
+    std::vector<std::string> line{"play", json, "--duration", "1"};
     line.insert(line.end(), arguments.begin(), arguments.end());
     const Result result = run(line);
     EXPECT_EQ(result.status, 3);
@@ -266,6 +266,10 @@ TEST_F(Program, EndsAtOnceWithTheReasonWhenAnOutputCannotBeOpened) {
             "servicemux: 10.0.0.230:5004 through ethInt.12: there is no interface ethInt.12\n");
   EXPECT_EQ(errorOf({"--to", "127.0.0.1:9", "--to", "file:" + directory.string()}),
             "servicemux: file:" + directory.string() + ": it is a directory\n");
+  const std::string second = file("b.json", kPat);
+  EXPECT_EQ(errorOf({second, "--to", "file:" + second}),
+            "servicemux: file:" + second + ": it is one of the files to play\n");
+  EXPECT_EQ(contentsOf("b.json"), kPat);
   EXPECT_EQ(errorOf({"--to", "file:" + json}), "servicemux: file:" + json + ": it is one of the files to play\n");
   EXPECT_EQ(contentsOf("a.json"), kCat);
 }
@@ -535,6 +539,28 @@ TEST_F(Reload, ErrorLeavesEverythingOnAirAndIsToldInOneLine) {
   EXPECT_THAT(endAndTell(child), MatchesRegex("(servicemux: [^\n]*\n){5}"));
 }
 
+TEST_F(Reload, TellsAllThatIsWrongWithAFileAsAtTheBeginning) {
+  const std::string path = file("a.json", cat(1));
+  const pid_t child = playFiles({path});
+  ASSERT_TRUE(shows("CAT@0x0001 v1"));
+  replaceFile("a.json", R"({"nosuch": 1, "pat": {"programs": 5}, "pmts": [{"pid": 9000}, {"foo": 1}]})");
+  ASSERT_TRUE(says("/pmts/1/"));
+  const std::string told = endAndTell(child);
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 4) << told;
+  EXPECT_EQ(playError(path), told);
+  EXPECT_EQ(run({"diff", path, path}).errors, told);
+}
+
+TEST_F(Program, TellsFewOfThousandsOfErrorsAndHowManyThereAre) {
+  std::string pmts;
+  for (int i = 0; i < 1000; ++i) pmts += (i == 0 ? "{}" : ", {}");
+  const std::string told = playError(file("a.json", R"({"pmts": [)" + pmts + "]}"));
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 20) << told;
+  EXPECT_THAT(told, HasSubstr("/pmts/17/"));
+  EXPECT_THAT(told, HasSubstr("servicemux: and 981 more of these\n"));
+  EXPECT_THAT(told, HasSubstr("/pmts/999/"));
+}
+
 TEST_F(Reload, FileThatIsGoneIsAnErrorAndOneThatComesBackIsNot) {
   const std::string path = file("a.json", cat(1));
   const pid_t child = playFiles({path});
@@ -569,6 +595,7 @@ TEST_F(Reload, SeveralFilesMergeAsAtTheBeginning) {
   EXPECT_TRUE(says("taken over: 1 table changed, 0 new, 1 taken off\n"));
   file("a.json", cat(2, R"(, "periods": {"cat": 300})"));
   EXPECT_TRUE(says("taken over: 0 tables changed, 0 new, 0 taken off, other periods"));
+  EXPECT_TRUE(shows("/300 ms"));
   file("b.json", kPat);
   EXPECT_TRUE(shows("CAT@0x0001 v2"));
   endAndTell(child);
@@ -819,7 +846,8 @@ TEST_F(Program, TellsTheDifferencesOfTwoFiles) {
       R"({"cat": {"version_number": 1}, "pat": {"transport_stream_id": 1, "version_number": 4, "programs": [{"program_number": 1, "pid": 257}]}})");
   const Result result = run({"diff", before, after});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.output, "~ PAT: /programs/0/pid: \"0x0100\" -> \"0x0101\"\n~ PAT: /version_number: 3 -> 4\n+ CAT\n");
+  EXPECT_EQ(result.output,
+            "~ PAT: /programs/0/pid: \"0x0100\" -> \"0x0101\"\n~ PAT: /version_number: 3 -> 4\n+ CAT\n");
   EXPECT_EQ(result.errors, "");
   const Result same = run({"diff", before, before});
   EXPECT_EQ(same.status, 0);

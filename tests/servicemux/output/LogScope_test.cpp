@@ -47,6 +47,7 @@ void PrintTo(const Operation& operation, std::ostream* stream) { *stream << oper
 
 const Operation kOperations[] = {
     {"newPAT", [](serviceMux& mux) { mux.newPAT(makePat(1)); }},
+    {"clearPAT", [](serviceMux& mux) { mux.clearPAT(); }},
     {"newCAT", [](serviceMux& mux) { mux.newCAT(makeCat(1)); }},
     {"clearCAT", [](serviceMux& mux) { mux.clearCAT(); }},
     {"newNIT", [](serviceMux& mux) { mux.newNIT(makeNit(1)); }},
@@ -63,6 +64,7 @@ const Operation kOperations[] = {
     {"clearEITpf", [](serviceMux& mux) { mux.clearEITpf(1); }},
     {"clearEITsch", [](serviceMux& mux) { mux.clearEITsch(1); }},
     {"clearAllEITs", [](serviceMux& mux) { mux.clearAllEITs(); }},
+    {"clearEIT", [](serviceMux& mux) { mux.clearEIT(0x50, 1, 1, 1); }},
     {"newSections", [](serviceMux& mux) { mux.newSections({}); }},
     {"clearSections", [](serviceMux& mux) { mux.clearSections(1, 1, 1); }},
     {"newNULLPkts", [](serviceMux& mux) { mux.newNULLPkts(1000); }},
@@ -74,6 +76,7 @@ const Operation kOperations[] = {
     {"newSTT", [](serviceMux& mux) { mux.newSTT({}); }},
     {"clearMGT", [](serviceMux& mux) { mux.clearMGT(); }},
     {"clearVCT", [](serviceMux& mux) { mux.clearVCT(); }},
+    {"clearOneVCT", [](serviceMux& mux) { mux.clearVCT(0xC8); }},
     {"clearSTT", [](serviceMux& mux) { mux.clearSTT(); }},
     {"setDRMConfig", [](serviceMux& mux) { mux.setDRMConfig({}); }},
     {"setECM", [](serviceMux& mux) { mux.setECM({}); }},

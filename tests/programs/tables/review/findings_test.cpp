@@ -181,6 +181,29 @@ TEST(PidCollisions, AreStreamsTwiceInAProgramAndSharedOnesToLookAt) {
               ElementsAre("error " + place + " on that of the elementary stream of PMT 1"));
 }
 
+TEST(PidCollisions, AreWholeSectionsInStreamsThatAreNone) {
+  const auto sections = [](const std::string& pid) {
+    const auto item = [&](unsigned tableId) {
+      return "{\"pid\": " + pid + R"(, "sections": [")" +
+             hexDigits(vantor::testing::makeSection(tableId, 8, 1, 0, 0, "")) + "\"]}";
+    };
+    return R"(, "sections": [)" + item(0x74) + ", " + item(0x90) + "]}";
+  };
+  const auto with = [&](int type, const std::string& pid) {
+    const std::string list = pmts(pmt(1, 100, stream(101, type), 102, ca(103)));
+    return linesOf(&pidCollisionsIn, list.substr(0, list.size() - 1) + sections(pid));
+  };
+  for (const char* const pid : {"101", "\"0x0065\"", "\"0x65\""})
+    EXPECT_THAT(with(2, pid),
+                ElementsAre("error /sections/0/pid: PID 0x0065: whole sections of AIT 8 on that of the "
+                            "elementary stream of PMT 1",
+                            "error /sections/1/pid: PID 0x0065: whole sections of table id 0x90 on that "
+                            "of the elementary stream of PMT 1"));
+  for (const int type : {0x05, 0x0B, 0x86, 0xC0}) EXPECT_THAT(with(type, "101"), IsEmpty()) << type;
+  for (const char* const pid : {"0", "17", "31", "100", "102", "103", "8187"})
+    EXPECT_THAT(with(2, pid), IsEmpty()) << pid;
+}
+
 TEST(PidCollisions, AreReservedPids) {
   for (const int pid : {0, 17, 31, 8191})
     EXPECT_THAT(linesOf(&pidCollisionsIn, pmts(pmt(1, 100, stream(pid)))),
@@ -240,10 +263,13 @@ TEST(BrokenReferences, AreStreamsWithTwoNumbers) {
       ElementsAre("warning /sdt_actual/transport_stream_id: SDT actual: transport_stream_id 5 is not the 1 of "
                   "the PAT"));
   EXPECT_THAT(
-      linesOf(&brokenReferencesIn,
-              R"({"sdt_actual": )" + sdt(service(1), 5) + R"(, "eit_pf": [)" + eit(1, "") + "]}"),
+      linesOf(&brokenReferencesIn, R"({"sdt_actual": )" + sdt(service(1), 5) + R"(, "eit_pf": [)" + eit(1, "") +
+                                       "," + eit(1, "", R"(, "actual": false)") + R"(], "eit_schedule": [)" +
+                                       eit(1, "") + "]}"),
       ElementsAre("warning /eit_pf/0/transport_stream_id: EIT p/f actual 1 of 1/2: transport_stream_id 1 is "
-                  "not the 5 of the SDT actual"));
+                  "not the 5 of the SDT actual",
+                  "warning /eit_schedule/0/transport_stream_id: EIT schedule actual 50 1 of 1/2: "
+                  "transport_stream_id 1 is not the 5 of the SDT actual"));
 }
 
 TEST(Overlaps, AreEventsThatBeginBeforeTheOneInFrontHasEnded) {

@@ -88,6 +88,18 @@ TEST(OtherTables, OfPidsThatNothingNamesAreKeptWhenTheyHaveACrc) {
   EXPECT_TRUE(capture.faults.empty());
 }
 
+TEST(OtherTables, OfAPidThatIsScrambledAreNone) {
+  Packer packer(0x300);
+  const std::string clear = packer.apart({privateSection()});
+  std::string scrambled = packer.apart({privateSection()});
+  EXPECT_THAT(keptIn(readTransportStream(clear + scrambled)),
+              ElementsAre(Pair(0x300, ElementsAre(privateSection()))));
+  scrambled[3] = static_cast<char>(scrambled[3] | 0x80);
+  const Capture capture = readTransportStream(clear + scrambled);
+  EXPECT_THAT(keptIn(capture), IsEmpty());
+  EXPECT_THAT(capture.otherPids, ElementsAre(0x300));
+}
+
 TEST(OtherTables, OfStreamsThatAreSectionsNeedNoCrc) {
   for (const int type : {0x05, 0x0A, 0x0B, 0x0C, 0x0D, 0x14, 0x16, 0x86}) {
     const Capture capture =

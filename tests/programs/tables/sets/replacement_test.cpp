@@ -207,6 +207,20 @@ TEST_F(Replacement, NetworksBouquetsAndWholeSectionsComeAndGoByThemselves) {
   EXPECT_THAT(onAirNow(), ElementsAre("BAT 7 v0"));
 }
 
+TEST_F(Replacement, WhatTheClassicTimingRefusesComesOnAirOnceItsPidIsFree) {
+  const std::string sdt = R"("sdt_actual": {"transport_stream_id": 1, "original_network_id": 1, "services": []})";
+  const std::string bat = R"("bats": [)" + network("bouquet_id", 7, "00") + "]";
+  put("{" + sdt + ", " + bat + ", " + sections(1000, 3) + "}");
+  EXPECT_THAT(onAirNow(), ElementsAre("SDT actual v0"));
+  put("{" + cat("00", "") + ", " + sdt + ", " + bat + ", " + sections(1000, 3) + "}");
+  EXPECT_EQ(last.refused, "");
+  EXPECT_EQ(last.added, 1U);
+  put("{" + bat + ", " + sections(1000, 3) + "}");
+  EXPECT_THAT(onAirNow(), ElementsAre("BAT 7 v0", "Mine v3"));
+  EXPECT_EQ(last.added, 2U);
+  EXPECT_THAT(put("{" + bat + ", " + sections(1000, 3) + "}"), IsEmpty());
+}
+
 TEST_F(Replacement, WholeSectionsHaveTheirVersionsInThem) {
   put("{" + sections(1000, 3) + "}");
   EXPECT_THAT(put("{" + sections(1000, 4) + "}"), ElementsAre("newSections"));
@@ -216,11 +230,24 @@ TEST_F(Replacement, WholeSectionsHaveTheirVersionsInThem) {
   EXPECT_THAT(last.warnings, IsEmpty());
 }
 
+TEST_F(Replacement, OneSdtOtherIsTakenOffAndNotTheOneOfTheSameNumbersTheOtherWayRound) {
+  const auto sdt = [](int stream, int network) {
+    return R"({"transport_stream_id": )" + std::to_string(stream) + R"(, "original_network_id": )" +
+           std::to_string(network) + R"(, "services": []})";
+  };
+  put(R"({"sdt_others": [)" + sdt(2, 9) + ", " + sdt(9, 2) + "]}");
+  put(R"({"sdt_others": [)" + sdt(9, 2) + "]}");
+  EXPECT_THAT(onAirNow(), ElementsAre("SDT other 9/2 v0"));
+}
+
 TEST_F(Replacement, OneVctIsTakenOffAndNotTheOther) {
   const std::string vct = R"({"transport_stream_id": 1, "channels": []})";
   put(R"({"atsc": {"tvct": )" + vct + R"(, "cvct": )" + vct + "}}");
   put(R"({"atsc": {"cvct": )" + vct + "}}");
   EXPECT_THAT(onAirNow(), ElementsAre("ATSC VCT cable v0"));
+  put(R"({"atsc": {"tvct": )" + vct + R"(, "cvct": )" + vct + "}}");
+  put(R"({"atsc": {"tvct": )" + vct + "}}");
+  EXPECT_THAT(onAirNow(), ElementsAre("ATSC VCT terrestrial v0"));
 }
 
 TEST_F(Replacement, PmtThatMovesLeavesItsOldPid) {
@@ -330,6 +357,13 @@ TEST_F(Replacement, OnlyANewEmmIsSent) {
       put(access(R"("emms": [{"pid": 200, "sections": "82700102"}, {"pid": 200, "sections": "82700101"}])")),
       ElementsAre("setLiveEMM"));
   EXPECT_THAT(put(access(R"("emms": [{"pid": 200, "sections": "82700102"}])")), IsEmpty());
+}
+
+TEST_F(Replacement, ConditionalAccessThatIsGoneTakesEveryMessageWithIt) {
+  put(access(R"("ecms": [{"pid": 100, "sections": "80700101"}])"));
+  EXPECT_THAT(put("{" + cat("00", "1") + "}"),
+              UnorderedElementsAre("newCAT", "clearECM", "clearEMM", "clearLiveECMs", "clearLiveEMMs"));
+  EXPECT_THAT(onAirNow(), ElementsAre("CAT v1"));
 }
 
 TEST_F(Replacement, EcmThatIsGoneIsSentNoMoreAndTheOthersAre) {
