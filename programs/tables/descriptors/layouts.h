@@ -29,18 +29,18 @@ struct LayoutField {
   };
 
   Kind kind;
-  const char* name = nullptr;
   unsigned size = 0;  ///< bits of a number, or reserved
+  const char* name = nullptr;
 };
 
-constexpr LayoutField number(const char* name, unsigned bits) { return {LayoutField::Kind::kNumber, name, bits}; }
-constexpr LayoutField flag(const char* name) { return {LayoutField::Kind::kFlag, name}; }
-constexpr LayoutField reserved(unsigned bits) { return {LayoutField::Kind::kReserved, nullptr, bits}; }
-constexpr LayoutField language() { return {LayoutField::Kind::kLanguage, kLanguageField}; }
-constexpr LayoutField text(const char* name) { return {LayoutField::Kind::kText, name}; }
-constexpr LayoutField countedText(const char* name) { return {LayoutField::Kind::kCountedText, name}; }
-constexpr LayoutField bytes(const char* name) { return {LayoutField::Kind::kBytes, name}; }
-constexpr LayoutField countedBytes(const char* name) { return {LayoutField::Kind::kCountedBytes, name}; }
+constexpr LayoutField number(const char* name, unsigned bits) { return {LayoutField::Kind::kNumber, bits, name}; }
+constexpr LayoutField flag(const char* name) { return {LayoutField::Kind::kFlag, 0, name}; }
+constexpr LayoutField reserved(unsigned bits) { return {LayoutField::Kind::kReserved, bits}; }
+constexpr LayoutField language() { return {LayoutField::Kind::kLanguage, 0, kLanguageField}; }
+constexpr LayoutField text(const char* name) { return {LayoutField::Kind::kText, 0, name}; }
+constexpr LayoutField countedText(const char* name) { return {LayoutField::Kind::kCountedText, 0, name}; }
+constexpr LayoutField bytes(const char* name) { return {LayoutField::Kind::kBytes, 0, name}; }
+constexpr LayoutField countedBytes(const char* name) { return {LayoutField::Kind::kCountedBytes, 0, name}; }
 
 /// The fields of one object; of others it has none.
 void putFields(BitWriter& to, const JsonValue& json, const LayoutField* first, const LayoutField* last);
