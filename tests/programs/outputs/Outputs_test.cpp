@@ -149,7 +149,7 @@ TEST(Outputs, LoseNothingThatTheFirstAloneTakes) {
   const Ear second(AF_INET);
   Outputs outputs({destination(first.target), destination(second.target)}, {});
   breakConnectionTo(second.target);
-  const std::string bytes = packet('a');
+  const std::string bytes = filled('a');
   EXPECT_EQ(outputs.send(bytes.data(), bytes.size()), 188);
 }
 
