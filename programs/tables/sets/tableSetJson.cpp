@@ -115,6 +115,7 @@ TableSet readTableSet(const NextPiece& next, UtcTime now, Versions versions) {
   TableSet set;
   InputErrors errors;
   errors.gather([&] { checkFields(root); });
+  if (!root.isObject()) errors.throwIfAny();
   for (const TableKind* kind : allTableKinds()) {
     errors.gather([&] {
       const auto group = kind->group() == nullptr ? root : root.optional(kind->group());
