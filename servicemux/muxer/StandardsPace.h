@@ -66,8 +66,9 @@ class SERVICEMUX_API StandardsPace {
   /// Takes all tables off air and begins anew: up to `now` somebody else has sent.
   void clear(time_point now);
 
-  /// Somebody else has sent up to then, nobody knows how much: a second of the ceiling is used up.
-  void fillUntil(time_point end) { ceiling.fillUntil(end); }
+  /// Somebody else has sent up to then, nobody knows how much: a second of the ceiling is used up, and what is
+  /// put on air next is not wanted before it is over.
+  void fillUntil(time_point end);
 
   /// When the next datagram is to leave, max when there is none.
   [[nodiscard]] time_point nextDeparture() const;
