@@ -43,6 +43,7 @@ void Lane::remove(PacedTable& table) {
   }
   table.lane = nullptr;
   table.group = nullptr;
+  table.arrivals.clear();
 }
 
 void Lane::clear() {

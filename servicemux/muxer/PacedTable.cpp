@@ -21,17 +21,19 @@ nanoseconds part(nanoseconds whole, double share) {
 }  // namespace
 
 /// Takes over content. What is known of the sections before holds for those of the same number; further ones are
-/// taken to follow them evenly over a period.
+/// taken to follow evenly over a period. Where much is put on air at once they keep the turn that each table has,
+/// so that they do not all come to be due together.
 void PacedTable::put(TableLayout newLayout, const Conditions& conditions, time_point wantedBy) {
-  const std::size_t known = std::min(arrivals.size(), newLayout.packets.size());
+  if (arrivals.empty()) isNew = true;
+  const std::size_t known = isNew ? 0 : std::min(arrivals.size(), newLayout.packets.size());
   layout = std::move(newLayout);
   arrivals.resize(layout.packets.size());
   const nanoseconds whole = period(conditions);
+  const nanoseconds share = whole / std::max<nanoseconds::rep>(1, static_cast<nanoseconds::rep>(arrivals.size()));
+  const time_point first = std::min(wantedBy, conditions.now + share / 2);
   for (std::size_t i = known; i < arrivals.size(); ++i)
-    arrivals[i] =
-        conditions.now - whole + whole * static_cast<nanoseconds::rep>(i) / static_cast<int>(arrivals.size());
+    arrivals[i] = first - whole + share * static_cast<nanoseconds::rep>(i);
   isPrompt = true;
-  if (known == 0) isNew = true;
   promptSince = conditions.now;
   promptBy = wantedBy;
 }
@@ -107,10 +109,6 @@ void PacedTable::planEvenly(const Conditions& conditions) {
 void PacedTable::planRepeated(const Conditions& conditions) {
   const auto next = std::min_element(arrivals.begin(), arrivals.end());
   const nanoseconds whole = period(conditions);
-  if (isPrompt) {
-    planPrompt(static_cast<std::size_t>(next - arrivals.begin()), whole, conditions);
-    return;
-  }
   job.section = static_cast<std::size_t>(next - arrivals.begin());
   const time_point from = *next - duration(job.section, conditions);
   const nanoseconds share = part(whole, standards::kApart) / static_cast<int>(arrivals.size());
@@ -123,24 +121,16 @@ void PacedTable::planRepeated(const Conditions& conditions) {
   job.deadline = from + whole;
   job.pressing = std::max<time_point>(job.hurried, job.deadline - standards::kLongestPressing);
   if (conditions.stretch > 1) job.deadline += whole / 4;  // so that short periods come first
+  if (isPrompt) planPrompt(conditions);
 }
 
-/// New content leaves as soon as there is room for it: its first section, unless the section that is oldest on air
-/// would get late behind that one and its distance. A table that was not on air is late for nobody: what is on air
-/// goes first.
-void PacedTable::planPrompt(std::size_t oldest, nanoseconds whole, const Conditions& conditions) {
-  job.section = 0;
+/// New content leaves as soon as there is room for it: its first section, or the one that is planned when that is
+/// to leave by then anyway. A table that was not on air is late for nobody: what is on air goes first.
+void PacedTable::planPrompt(const Conditions& conditions) {
+  if (isNew || promptBy + duration(0, conditions) + standards::kGap <= job.eligible) job.section = 0;
   job.possible = job.eligible = job.mustGo = job.hurried = promptSince;
-  job.pressing = job.deadline = promptBy;
-  if (isNew) return;
-  const time_point from = arrivals[oldest] - duration(oldest, conditions);
-  const nanoseconds ahead = duration(0, conditions) + standards::kGap;
-  const time_point begin = group == nullptr ? promptSince : std::max(promptSince, group->end + standards::kGap);
-  const bool isTight = begin + ahead > from + part(whole, standards::kPressing);
-  if (isTight) job.section = oldest;
-  const time_point pressing = from + part(whole, standards::kPressing) - (isTight ? nanoseconds::zero() : ahead);
-  job.pressing = std::max(std::min(promptBy, pressing), promptSince);
-  job.deadline = std::max(std::min(promptBy, pressing + part(whole, 1 - standards::kPressing)), job.pressing);
+  job.pressing = isNew ? promptBy : std::clamp(job.pressing, promptSince, promptBy);
+  job.deadline = isNew ? promptBy : std::clamp(job.deadline, job.pressing, promptBy);
 }
 
 /// Nothing can be sent before.

@@ -97,7 +97,7 @@ class SERVICEMUX_API PacedTable {
   void planOnTheSecond(const Conditions& conditions);
   void planRepeated(const Conditions& conditions);
   [[nodiscard]] nanoseconds untilSecond(const Conditions& conditions) const;
-  void planPrompt(std::size_t oldest, nanoseconds whole, const Conditions& conditions);
+  void planPrompt(const Conditions& conditions);
   void planEvenly(const Conditions& conditions);
   void postpone(time_point until);
   [[nodiscard]] nanoseconds period(const Conditions& conditions) const;

@@ -84,6 +84,12 @@ void StandardsPace::setDatagrams(nanoseconds longestWait, unsigned int packets, 
   refit(now);
 }
 
+/// Nothing is kept for those that press then, so what is put on air leaves slot by slot.
+void StandardsPace::fillUntil(time_point end) {
+  ceiling.fillUntil(end);
+  newWork = end + boost::chrono::seconds(1);
+}
+
 // --- Tables -----------------------------------------------------------------------------------------------------
 
 void StandardsPace::put(PacedTable& table, muxed_stream& stream, time_point now) {
@@ -145,7 +151,6 @@ void StandardsPace::remove(PacedTable& table) {
   fillers.erase(std::remove(fillers.begin(), fillers.end(), &table), fillers.end());
   if (table.group != nullptr) --table.group->users;
   lane.remove(table);
-  table.arrivals.clear();
   place(lane);
   refit(conditions.now);
 }

@@ -71,8 +71,9 @@ class SERVICEMUX_API StandardsPace {
   [[nodiscard]] unsigned char counterOf(unsigned short pid) const;
   void continueFrom(unsigned short pid, unsigned char cc);
 
-  /// Somebody else has sent up to then, nobody knows how much: a second of the ceiling is used up.
-  void fillUntil(time_point end) { ceiling.fillUntil(end); }
+  /// Somebody else has sent up to then, nobody knows how much: a second of the ceiling is used up, and what is
+  /// put on air next is not wanted before it is over.
+  void fillUntil(time_point end);
 
   /// When the next datagram is to leave, max when there is none.
   [[nodiscard]] time_point nextDeparture() const;

@@ -199,6 +199,15 @@ void RandomMultiplex::setGuide(unsigned int events) {
   keepLoad();
 }
 
+void RandomMultiplex::changeGuide() {
+  if (below(2) == 0) return setGuide(1 + below(27));
+  for (std::uint16_t service = kGuideService; service < kGuideService + kGuideServices; ++service) {
+    mux.clearEITpf(static_cast<short>(service));
+    mux.clearEITsch(static_cast<short>(service));
+  }
+  removeIf([](const Key& key) { return key.pid == kEitPid && key.extension >= kGuideService; });
+}
+
 void RandomMultiplex::setTime() {
   const Key tdt{kTimePid, kTdtTableId, 0, 0, 0};
   const Key tot{kTimePid, kTotTableId, 0, 0, 0};

@@ -26,6 +26,8 @@ class RandomMultiplex {
   void change();
   /// Puts the schedules of many services with so many events each on air, all at once.
   void setGuide(unsigned int events);
+  /// The same at random, or takes them off.
+  void changeGuide();
   /// One operation that any profile takes alike: a table gets another version.
   void replace();
 

@@ -101,6 +101,8 @@ class Day : public Simulation {
         return mux.setDatagramWait(owner.below(41));
       case 3:
         return visitClassic();
+      case 4:
+        return owner.changeGuide();
       default:
         for (unsigned int i = owner.below(5) == 0 ? 4 : 1; i > 0; --i) owner.change();
     }
@@ -124,7 +126,7 @@ class Day : public Simulation {
       owner.replace();
     }
     mux.setTimingProfile(TimingProfile::Standards);
-    sleep(3 * kSecond);  // all tables are new, and take their time
+    sleep(6 * kSecond);  // all tables are new, and take their time
     judge.watch(simulation.now(), true);
   }
 };
@@ -175,15 +177,18 @@ TEST_P(Still, EveryLimitIsHeldInEveryPacket) {
 
 INSTANTIATE_TEST_SUITE_P(Sets, Still, testing::Range(201U, 217U));
 
-TEST_P(Still, NorDoesAGuideThatIsPutOnAirAllAtOnceBreakThem) {
+TEST_P(Still, NorDoesAGuideThatIsPutOnAirAndReplacedAllAtOnceBreakThem) {
   owner.start();
   const double load = 0.1 * (1 + seed % 8);
   owner.setLoad(load);
   judge.watch(simulation.now(), false);
   sleep(60 * kSecond);
   judge.watch(simulation.now(), true);
-  owner.setGuide(1 + owner.below(27));  // ten packets of each service
-  sleep(180 * kSecond);
+  for (int version = 0; version < 4; ++version) {
+    owner.setGuide(version % 2 == 0 ? 60 : 1 + owner.below(150));  // sections of 22 packets, four and more of each
+    sleep(60 * kSecond + owner.below(60000) * kMillisecond);
+  }
+  sleep(60 * kSecond);
   judge.finish(simulation.now());
   EXPECT_EQ(mux.statistics().stretch, 1);
   EXPECT_EQ(judge.count(), 0U) << "seed " << seed << ", load " << load << ", " << owner.ceiling()
