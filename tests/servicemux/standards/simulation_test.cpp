@@ -102,7 +102,7 @@ class Day : public Simulation {
       case 3:
         return visitClassic();
       case 4:
-        return owner.changeGuide();
+        return hasSections ? owner.change() : owner.changeGuide();
       default:
         for (unsigned int i = owner.below(5) == 0 ? 4 : 1; i > 0; --i) owner.change();
     }
@@ -131,7 +131,8 @@ class Day : public Simulation {
   }
 };
 
-/// Whole sections beside the tables of their PIDs, also while the profile changes.
+/// Whole sections beside the tables of their PIDs, also while the profile changes. No guides: a clump more finds less
+/// room now and then, which nobody promises.
 class DayOfSections : public Day {
  protected:
   DayOfSections() : Day(allowances(), true) {}
