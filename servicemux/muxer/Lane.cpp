@@ -279,9 +279,9 @@ Lane::time_point Lane::possibleAt(const PacedTable& table) {
   return table.group == nullptr ? time_point::min() : table.group->end + standards::kGap;
 }
 
-/// A table that would be late if the section of the chosen one went first, which is not late behind it. One that was
-/// not on air before is not late for a period: where a PID is never without a section that is soon due, it would
-/// never get there.
+/// A table that would be late if the section of the chosen one went first, which is not late behind it. One that
+/// was not on air before is not late for a period: where a PID is never without a section that is soon due, it
+/// would never get there.
 PacedTable* Lane::endangeredBy(const PacedTable& chosen, time_point now, const Conditions& conditions) {
   const time_point end = now + longest(chosen, conditions) + kRoomForOthers;
   const bool canWait = chosen.isNew && now < chosen.promptSince + chosen.period(conditions);

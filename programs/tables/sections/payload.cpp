@@ -23,8 +23,7 @@ std::string_view payloadOf(std::string_view packet) {
 }  // namespace
 
 bool beginsPes(std::string_view packet) {
-  return (byteAt(packet, 1) & kPayloadUnitStart) != 0 &&
-         payloadOf(packet).substr(0, kPesStart.size()) == kPesStart;
+  return (byteAt(packet, 1) & kPayloadUnitStart) != 0 && payloadOf(packet).substr(0, kPesStart.size()) == kPesStart;
 }
 
 bool isScrambled(std::string_view packet) { return (byteAt(packet, kContinuityOffset) & kScramblingControl) != 0; }

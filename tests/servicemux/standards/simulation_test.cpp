@@ -131,8 +131,8 @@ class Day : public Simulation {
   }
 };
 
-/// Whole sections beside the tables of their PIDs, also while the profile changes. No guides: a clump more finds less
-/// room now and then, which nobody promises.
+/// Whole sections beside the tables of their PIDs, also while the profile changes. No guides: a clump more finds
+/// less room now and then, which nobody promises.
 class DayOfSections : public Day {
  protected:
   DayOfSections() : Day(allowances(), true) {}
