@@ -329,6 +329,7 @@ void Lane::end(time_point now, const Conditions& conditions) {
   if (table->layout.kind == TableLayout::Kind::kQueued)
     table->job.eligible = std::max(table->job.eligible, now - kGathered * table->interval) +
                           table->interval * static_cast<nanoseconds::rep>(section.size() / kPacketSize);
+  if (table->repeats) table->postpone(now + standards::kGap);
   replan(*table, conditions);
 }
 

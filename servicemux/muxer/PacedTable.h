@@ -45,6 +45,8 @@ class SERVICEMUX_API PacedTable {
 
   /// Sets the ns from packet to packet of what is queued, 0 for as soon as possible.
   void setInterval(nanoseconds ns) { interval = ns; }
+  /// Sets whether what is queued next are the tables that were queued before once more: they keep their distance.
+  void setRepeats(bool next) { repeats = next; }
 
  private:
   friend class Lane;
@@ -108,6 +110,7 @@ class SERVICEMUX_API PacedTable {
   GapGroup* group = nullptr;
   TableLayout layout;
   nanoseconds interval{0};
+  bool repeats = false;
   std::uint64_t need = 0;  // millionths of a packet a second
 
   std::vector<time_point> arrivals;  // of each section, its last packet; one before the first is made up

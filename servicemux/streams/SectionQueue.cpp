@@ -111,6 +111,7 @@ bool SectionQueue::takeSection(PacedTable& table, std::size_t, time_point now, s
     packets.append(reinterpret_cast<const char*>(packet.data()), packet.size());
   } while (!queue.empty() && !queue.front().data.isAtBeginning() && !queue.front().data.beginsSection());
   table.setInterval(interval());
+  table.setRepeats(rate == 0 && (queue.empty() || queue.front().data.isAtBeginning()));
   return true;
 }
 

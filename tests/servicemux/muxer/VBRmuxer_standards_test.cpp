@@ -269,6 +269,23 @@ TEST_F(StandardsMuxer, AQueueIsThroughALittleBeforeItsRateAsksForIt) {
   EXPECT_THAT(sent.back().at - sent.front().at, AllOf(Ge(940 * kMillisecond), Le(975 * kMillisecond)));
 }
 
+TEST_F(StandardsMuxer, OfAQueueWithoutARateEachItemKeepsTheDistanceToTheOneBefore) {
+  vantor::SectionQueue times(muxer, 0x14, 0);
+  const std::string item = makeTable(0x14, 0x70, 0, {1}) + makeTable(0x14, 0x73, 0, {1});
+  for (int i = 0; i < 3; ++i) times.queue_section(item, 0);
+  sleep(kSecond);
+  times.queue_section(item, 0);
+  sleep(10 * kMillisecond);
+  times.queue_section(item, 0);
+  sleep(kSecond);
+  const auto sent = on(0x14);
+  ASSERT_THAT(sent, SizeIs(10));
+  for (std::size_t i = 2; i < sent.size(); i += 2) {
+    EXPECT_GE(sent[i].at - sent[i - 1].at, 25 * kMillisecond) << i;
+    EXPECT_LT(sent[i + 1].at - sent[i].at, 10 * kMillisecond) << i;
+  }
+}
+
 TEST_F(StandardsMuxer, ANewPeriodOfATableHoldsAtOnce) {
   SimpleTable& table = add(0x100, 10000, {1});
   sleep(2 * kSecond);

@@ -200,7 +200,7 @@ void RandomMultiplex::setGuide(unsigned int events) {
 }
 
 void RandomMultiplex::changeGuide() {
-  if (below(2) == 0) return setGuide(1 + below(27));
+  if (below(2) == 0) return setGuide(1 + below(6));
   for (std::uint16_t service = kGuideService; service < kGuideService + kGuideServices; ++service) {
     mux.clearEITpf(static_cast<short>(service));
     mux.clearEITsch(static_cast<short>(service));
