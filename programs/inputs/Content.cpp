@@ -101,7 +101,7 @@ std::unique_ptr<PeekedBytes> takeOffCompression(std::unique_ptr<ByteSource> from
 
 std::optional<Endpoint> streamOf(const InputOptions& options) {
   if (options.stream.empty()) return std::nullopt;
-  if (const auto stream = parseEndpoint(options.stream)) return stream;
+  if (auto stream = parseEndpoint(options.stream)) return stream;
   throw tables::InputError(tables::printable(options.stream) + ": is no address and port like 239.1.1.1:5004");
 }
 

@@ -21,8 +21,8 @@ struct Content {
 /// Opens an input like open(), but also sections that lie back to back and JSON.
 Content openContent(const std::string& input, const InputOptions& options = {});
 
-/// What these bytes hold; `input` is what they are called.
-Content contentOf(std::unique_ptr<ByteSource> bytes, const std::string& input, const InputOptions& options = {});
+/// What the bytes `from` there hold; `input` is what they are called.
+Content contentOf(std::unique_ptr<ByteSource> from, const std::string& input, const InputOptions& options = {});
 
 /// All bytes of a source.
 std::string readAll(ByteSource& bytes);

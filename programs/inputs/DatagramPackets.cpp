@@ -33,10 +33,10 @@ constexpr int kMostLate = 1000;
 std::optional<RtpDatagram> rtpOf(std::string_view bytes) {
   if (bytes.size() < kRtpHead || byteOf(bytes, 0) >> 6 != kRtpVersion) return std::nullopt;
   RtpDatagram rtp{static_cast<std::uint16_t>(wordOf(bytes, 2)), wordOf(bytes, 8) << 16 | wordOf(bytes, 10), {}};
-  std::size_t head = kRtpHead + 4 * (byteOf(bytes, 0) & kRtpSources);
+  std::size_t head = kRtpHead + std::size_t{4} * (byteOf(bytes, 0) & kRtpSources);
   if ((byteOf(bytes, 0) & kRtpExtension) != 0) {
     if (bytes.size() < head + kRtpExtensionHead) return std::nullopt;
-    head += kRtpExtensionHead + 4 * wordOf(bytes, head + 2);
+    head += kRtpExtensionHead + std::size_t{4} * wordOf(bytes, head + 2);
   }
   const std::size_t padding = (byteOf(bytes, 0) & kRtpPadding) != 0 ? byteOf(bytes, bytes.size() - 1) : 0;
   if (bytes.size() < head + padding) return std::nullopt;

@@ -26,7 +26,7 @@ class DatagramPackets {
   bool next(Packet& packet);
 
  private:
-  bool isInTurn(std::uint16_t number, std::uint32_t sender);
+  bool isInTurn(std::uint16_t number, std::uint32_t from);
   void cut(std::string_view packets, std::optional<std::int64_t> time);
 
   InputCounts& counts;

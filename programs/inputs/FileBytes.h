@@ -17,7 +17,7 @@ class FileBytes final : public ByteSource {
   FileBytes& operator=(const FileBytes&) = delete;
   ~FileBytes() override;
 
-  std::optional<std::size_t> read(char* to, std::size_t size, Deadline deadline) override;
+  std::optional<std::size_t> read(char* to, std::size_t room, Deadline deadline) override;
   std::optional<double> progress() const override;
 
  private:

@@ -100,7 +100,7 @@ Frame ofKind(Frame::Kind kind) {
 
 /// RFC 791 clause 3.1.
 Frame readIpv4(FrameReader ip) {
-  const std::size_t head = 4 * (ip.byte(0) & 0x0F);
+  const std::size_t head = std::size_t{4} * (ip.byte(0) & 0x0F);
   if (ip.byte(9) != kUdp) return {};
   const bool isFragment = (ip.word(6) & 0x3FFF) != 0;  // more of them, or not the first
   if (isFragment) return ofKind(Frame::Kind::fragment);
@@ -121,7 +121,7 @@ Frame readIpv6(FrameReader ip) {
   while (next == kHopByHop || next == kRouting || next == kDestinationOptions) {
     if (ip.size() == 0) return ofKind(Frame::Kind::cut);
     next = ip.byte(0);
-    ip.pass(8 * (ip.byte(1) + 1));
+    ip.pass(std::size_t{8} * (ip.byte(1) + 1));
   }
   if (next == kFragment) return ofKind(Frame::Kind::fragment);
   return next == kUdp ? readUdp(ip, address) : Frame{};

@@ -60,7 +60,7 @@ std::string fate(const TypeRow& row) {
   std::copy_if(row.imports.begin(), row.imports.end(), std::back_inserter(readable),
                [](const Capture::Import* import) { return !import->asSections; });
   const std::size_t whole = row.imports.size() - readable.size();
-  const std::string kept = whole == 0 ? "" : "kept as sections, " + counted(whole, "table");
+  std::string kept = whole == 0 ? "" : "kept as sections, " + counted(whole, "table");
   if (readable.empty()) return kept;
   const std::string what = readable.front()->kind->isSingle()
                                ? "version " + std::to_string(readable.front()->version)

@@ -118,7 +118,7 @@ class Check {
 
   /// As play says it; with classic timing it stretches nothing and says nothing.
   std::string shortage() const {
-    const std::string stretch = stretchOf(report.needs->statistics, options.bitrate);
+    std::string stretch = stretchOf(report.needs->statistics, options.bitrate);
     if (report.stretches && !stretch.empty()) return stretch;
     return "needs " + rateText(report.needs->kbps) + " of " + grouped(options.bitrate) + " kbit/s";
   }

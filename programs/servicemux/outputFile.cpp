@@ -37,7 +37,7 @@ class HeldSignals {
   ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
 
   /// The one that has come; 0 for none.
-  int pending() const {
+  static int pending() {
     sigset_t waiting;
     sigpending(&waiting);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})

@@ -61,7 +61,7 @@ class Replacement(unittest.TestCase):
         for version, handed_in in self.handed_in.items():
             with self.subTest(version=version):
                 new, old = self.starts[REPLACED, version], self.starts[REPLACED, version - 1]
-                self.assertGreater(new[0], max(old))
+                self.assertGreaterEqual(new[0], max(old))  # the last old one may leave in the same datagram
                 self.assertLess(new[0] - handed_in, 1.1 * PERIOD)  # the rest is what the machine may take
 
 
