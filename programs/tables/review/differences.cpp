@@ -120,7 +120,7 @@ std::vector<Pair> matched(const std::string& array, const Json& before, const Js
   for (std::size_t i = 0; i < keysAfter.size(); ++i) {
     const auto same = indices.find(keysAfter[i]);
     if (same == indices.end())
-      pairs.push_back({std::nullopt, i});
+      pairs.emplace_back(std::nullopt, i);
     else
       pairs[same->second].second = i;
   }

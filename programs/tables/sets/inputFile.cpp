@@ -78,7 +78,7 @@ InputFile read(const std::string& input, const inputs::InputOptions& options, co
   } catch (const InputError& error) {
     InputErrors errors;
     for (const std::string& line : linesOf(error)) errors.add(printable(input) + ": " + line);
-    throw errors;
+    throw InputErrors(errors);
   }
 }
 
