@@ -114,7 +114,7 @@ void replaceFile(const std::string& target, mode_t mode, std::string_view text) 
   fchmod(file.fd(), mode);
   for (; !text.empty(); text.remove_prefix(std::min(kPart, text.size()))) {
     writePart(file.fd(), text.substr(0, kPart));
-    if (const int signal = signals.pending(); signal != 0) {
+    if (const int signal = HeldSignals::pending(); signal != 0) {
       file.remove();
       HeldSignals::endBy(signal);
     }

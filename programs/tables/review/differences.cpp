@@ -115,7 +115,7 @@ std::vector<Pair> matched(const std::string& array, const Json& before, const Js
   std::map<std::string, std::size_t> indices;
   for (std::size_t i = 0; i < keys.size(); ++i) indices[keys[i]] = i;
   std::vector<Pair> pairs;
-  for (std::size_t i = 0; i < keys.size(); ++i) pairs.push_back({i, std::nullopt});
+  for (std::size_t i = 0; i < keys.size(); ++i) pairs.emplace_back(i, std::nullopt);
   const std::vector<std::string> keysAfter = keysOf(array, after);
   for (std::size_t i = 0; i < keysAfter.size(); ++i) {
     const auto same = indices.find(keysAfter[i]);
