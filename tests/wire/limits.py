@@ -31,6 +31,8 @@ PERIODS = {
     CAT_ID: 0.2,
     PMT_ID: 0.2,
     0x40: 0.5,
+    0x41: 10,
+    0x4A: 10,
     SDT_ACTUAL_ID: 0.5,
     SDT_OTHER_ID: 10,
     EIT_PF_ACTUAL_ID: 2,
